@@ -1,0 +1,21 @@
+// File names on their way to the system. Internal to the platform layer.
+#pragma once
+
+#include <climits>
+
+namespace platform {
+
+// A name in the system's spelling: every '\' is turned into '/'. A NIL name and one that the system can't take are
+// refused, with the last error set.
+class SystemName {
+  public:
+    explicit SystemName(const char* name);
+    bool Ok() const { return ok; }
+    const char* Text() const { return text; }
+
+  private:
+    char text[PATH_MAX];
+    bool ok;
+};
+
+} // namespace platform
