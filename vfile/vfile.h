@@ -838,6 +838,7 @@ class VFILE_API VFile {
     static std::uint32_t slotVMem;       // its VMem, NIL while that number is 0
     static std::uint32_t slotTempDir;    // heap copy of its temp directory, NIL when none
     static std::uint32_t slotMaxCache;   // its cache limit in kilobytes
+    static void HaltWithoutSlots(std::int32_t line);
     static std::int32_t ThreadVFileCount();
     static void SetThreadVFileCount(std::int32_t count);
     static void IncThreadVFileCount();
