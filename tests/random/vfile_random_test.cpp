@@ -39,9 +39,9 @@ struct Model {
     }
 };
 
-class Run {
+class Walk {
   public:
-    explicit Run(unsigned seed) : rng(seed) {}
+    explicit Walk(unsigned seed) : rng(seed) {}
     bool Step();
 
   private:
@@ -60,7 +60,7 @@ class Run {
 };
 
 // Mostly small, at times around the size of a block, at times several blocks.
-int Run::Length() {
+int Walk::Length() {
     switch (Below(6)) {
     case 0:
         return BlkSize - 2 + Below(5);
@@ -73,12 +73,12 @@ int Run::Length() {
     }
 }
 
-int Run::Place(const Model& model) {
+int Walk::Place(const Model& model) {
     if (Below(4) == 0) return std::max(0, Below(model.Length() / BlkSize + 1) * BlkSize - 2 + Below(5));
     return Below(4) == 0 ? model.pos : Below(model.Length() + 10);
 }
 
-void Run::Change(int i) {
+void Walk::Change(int i) {
     Model& model = m[i];
     const int at = Place(model);
     const bool shrink = model.Length() > LengthMax;
@@ -112,7 +112,7 @@ void Run::Change(int i) {
     }
 }
 
-void Run::Read(int i) {
+void Walk::Read(int i) {
     Model& model = m[i];
     unsigned char b = 'x';
     switch (Below(3)) {
@@ -139,7 +139,7 @@ void Run::Read(int i) {
     }
 }
 
-void Run::Other(int i) {
+void Walk::Other(int i) {
     Model& model = m[i];
     switch (Below(8)) {
     case 0:
@@ -183,18 +183,20 @@ void Run::Other(int i) {
     }
 }
 
-bool Run::Agree(int i) {
+bool Walk::Agree(int i) {
     EXPECT_EQ(m[i].Length(), f[i].Length());
     EXPECT_EQ(m[i].pos, f[i].GetPos());
     EXPECT_EQ(m[i].res, f[i].res);
     EXPECT_EQ(m[i].eof, f[i].eof);
     EXPECT_EQ(m[i].flags, f[i].GetFlags());
     EXPECT_TRUE(CheckVFile(f[i], stderr));
-    if (Below(10) == 0) EXPECT_TRUE(ContentOf(f[i]) == m[i].bytes);
+    if (Below(10) == 0) {
+        EXPECT_TRUE(ContentOf(f[i]) == m[i].bytes);
+    }
     return !testing::Test::HasFailure();
 }
 
-bool Run::Step() {
+bool Walk::Step() {
     const int i = Below(Objects);
     switch (Below(5)) {
     case 0:
@@ -228,9 +230,9 @@ TEST(VFileRandom, FollowsPlainStrings) {
     for (unsigned seed = 1; seed <= (given < 0 ? 3u : 1u); ++seed) {
         const unsigned used = given < 0 ? seed : static_cast<unsigned>(given);
         VFile::SetMaxCacheSize(4);
-        Run run(used);
+        Walk walk(used);
         for (long step = 0; step < steps; ++step) {
-            ASSERT_TRUE(run.Step()) << "VFILE_SEED=" << used << " VFILE_STEPS=" << step + 1;
+            ASSERT_TRUE(walk.Step()) << "VFILE_SEED=" << used << " VFILE_STEPS=" << step + 1;
         }
     }
 }
