@@ -104,9 +104,12 @@ class VFILE_API VMem {
     bool CheckAdr(std::int32_t adr, std::int16_t len) const;
     bool HaltOnAdr(std::int32_t adr, std::int16_t len) const;
 
-    CacheDesc*& SlotOf(std::int32_t adr);
+    CacheDesc* PageAtHand(std::int32_t adr, std::int16_t len) const;
+    void GetPages(std::int32_t adr, void* buf, std::int16_t len);
+    void SetPages(std::int32_t adr, const void* buf, std::int16_t len);
+
+    static int SlotOf(std::int32_t adr);
     CacheDesc* FindPage(std::int32_t adr);
-    CacheDesc* FindPageOffSlot(std::int32_t adr);
     CacheDesc* TakeDescriptor();
     void LinkAtHead(CacheDesc* p);
     void Unlink(CacheDesc* p);
