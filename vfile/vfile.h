@@ -98,6 +98,21 @@ class VFILE_API VFile {
     /// thread is older than the library and has not called VFile_InitializeThread.
     VFile();
 
+    /// @name Filled objects
+    /// The default constructor and one change, by the operation of the class itself: an object of a derived class is
+    /// not yet one when it runs. The position is the end; `res` tells whether the filling failed, and the object then
+    /// is empty.
+    /// @{
+    VFile(char c, int n);                ///< ReplaceCh: the character, `n` times.
+    VFile(signed char c, int n);         ///< The same.
+    VFile(unsigned char c, int n);       ///< The same.
+    VFile(const char* s);                ///< ReplaceBuf: a string without its terminator. Must not be NIL.
+    VFile(FileHandle h, std::int32_t n); ///< ReplaceFile: `n` bytes of an open handle; MaxLen: all it has.
+    VFile(HFile& f, std::int32_t n);     ///< ReplaceFile: the same of an open host file.
+    /// ReplaceTxt: `n` bytes of `src` from `start` on, both cut to what it has; so also the copy constructor.
+    VFile(const VFile& src, std::int32_t start = 0, std::int32_t n = MaxLen);
+    /// @}
+
     /// The content goes with the object; nothing is written anywhere. The last object of a thread takes the thread's
     /// VMem and its swap file with it. Halts on any thread but the object's own.
     virtual ~VFile();
@@ -160,11 +175,16 @@ class VFILE_API VFile {
     virtual void ReplaceFile(std::int32_t pos, std::int32_t oldLen, FileHandle h, std::int32_t count);
     /// @}
 
+    /// @name Assignment
+    /// One change that replaces the whole content; the position is the new end. By ReplaceTxt, or by ReplaceBuf for a
+    /// string, which must not be NIL, and for a character, which becomes the only byte.
+    /// @{
     virtual VFile& operator=(const VFile& src);
     virtual VFile& operator=(const char* s);
     virtual VFile& operator=(char c);
     virtual VFile& operator=(signed char c);
     virtual VFile& operator=(unsigned char c);
+    /// @}
 
     /// @name Diagnostics of a derived class
     /// Empty here, and never called by the library.
@@ -288,6 +308,454 @@ class VFILE_API VFile {
     static bool TLS_UninitializeThread(); ///< Halts if the thread has a VFile or a VMem; frees its temp directory text.
     /// @}
 
+    // ---- Editing -----------------------------------------------------------------------------------------------
+
+    /// @name Five families of edits over ten sources
+    ///
+    /// The first word of a name tells where the new bytes go and what gives way to them:
+    ///
+    ///     family    at       what gives way                        pos afterwards
+    ///     Insert    pos      nothing                               behind the new bytes
+    ///     Replace   pos      as many bytes as come in              behind the new bytes
+    ///     Write     pos      nothing if vfInsert is on, else       behind the new bytes
+    ///                        as many bytes as come in
+    ///     Append    the end  nothing                               the new end
+    ///     Prepend   0        nothing                               behind the new bytes
+    ///
+    /// The rest of the name and the arguments tell the source:
+    ///
+    ///     ...Byte(b)                 one byte
+    ///     ...Bytes(bytes, n)         n bytes of memory; NIL is taken if n is 0
+    ///     ...Word(v)                 2 bytes: a 16-bit value
+    ///     ...DWord(v)                4 bytes: a 32-bit value
+    ///     ...QWord(v)                8 bytes: a 64-bit value
+    ///     ...(c, n)                  the character c, n times
+    ///     ...(s)                     the bytes of a string, without its terminator
+    ///     ...(src, from, count)      `count` bytes of another object, or of this one, from position `from` on; both
+    ///                                are cut to what `src` has. MaxLen as count: to its end. `src` stays as it is.
+    ///     ...(h, count), (f, count)  `count` bytes of an open host file, from where it stands. MaxLen: all it has.
+    ///
+    /// Values are stored least significant byte first on every machine. The members of fixed width take every standard
+    /// integer type and store the low bytes of their own width, a narrower value widened by its sign, so that a `long`
+    /// or a plain constant never needs a cast.
+    ///
+    /// Bytes that give way are those behind the place, as far as there are any: at the end an overwrite appends. What
+    /// stands behind them keeps its bytes, and moves if the length changes. An edit that adds and takes away nothing
+    /// still sets `pos`.
+    ///
+    /// Each edit is one call of ReplaceBuf, ReplaceCh (the repeated character), ReplaceTxt (another object) or
+    /// ReplaceFile (host files) through the virtual table, and ends as that call ends: `res` and `eof` are cleared, or
+    /// `res` tells why nothing was changed. The codes are those of the four operations: resCallError for a negative
+    /// count or position, NIL bytes or a closed file, resContextError, resReadOnly, resTooLong, resHeapOverflow,
+    /// resNotDone for a file that holds less than `count`, or what PreChange returned. While `res` is set no edit does
+    /// anything. A string must not be NIL; one longer than MaxLen is a negative count. Halts ("VFile") on any thread
+    /// but the owner's, and for a source that belongs to another thread.
+    ///
+    /// Cost: one virtual call, and nothing allocated beyond what the change itself needs.
+    /// @{
+
+    void InsertByte(unsigned char b);
+    void InsertBytes(const void* bytes, int n);
+    void InsertWord(unsigned short v);
+    void InsertDWord(unsigned int v);
+    void InsertQWord(unsigned long long v);
+    void Insert(char c, int n);
+    void Insert(const char* s);
+    void Insert(const VFile& src, std::int32_t from, std::int32_t count);
+    void Insert(FileHandle h, std::int32_t count);
+    void Insert(HFile& f, std::int32_t count);
+
+    void ReplaceByte(unsigned char b);
+    void ReplaceBytes(const void* bytes, int n);
+    void ReplaceWord(unsigned short v);
+    void ReplaceDWord(unsigned int v);
+    void ReplaceQWord(unsigned long long v);
+    void Replace(char c, int n);
+    void Replace(const char* s);
+    void Replace(const VFile& src, std::int32_t from, std::int32_t count);
+    void Replace(FileHandle h, std::int32_t count);
+    void Replace(HFile& f, std::int32_t count);
+
+    void WriteByte(unsigned char b);
+    void WriteBytes(const void* bytes, int n);
+    void WriteWord(unsigned short v);
+    void WriteDWord(unsigned int v);
+    void WriteQWord(unsigned long long v);
+    void Write(char c, int n);
+    void Write(const char* s);
+    void Write(const VFile& src, std::int32_t from, std::int32_t count);
+    void Write(FileHandle h, std::int32_t count);
+    void Write(HFile& f, std::int32_t count);
+
+    void AppendByte(unsigned char b);
+    void AppendBytes(const void* bytes, int n);
+    void AppendWord(unsigned short v);
+    void AppendDWord(unsigned int v);
+    void AppendQWord(unsigned long long v);
+    void Append(char c, int n);
+    void Append(const char* s);
+    void Append(const VFile& src, std::int32_t from, std::int32_t count);
+    void Append(FileHandle h, std::int32_t count);
+    void Append(HFile& f, std::int32_t count);
+
+    void PrependByte(unsigned char b);
+    void PrependBytes(const void* bytes, int n);
+    void PrependWord(unsigned short v);
+    void PrependDWord(unsigned int v);
+    void PrependQWord(unsigned long long v);
+    void Prepend(char c, int n);
+    void Prepend(const char* s);
+    void Prepend(const VFile& src, std::int32_t from, std::int32_t count);
+    void Prepend(FileHandle h, std::int32_t count);
+    void Prepend(HFile& f, std::int32_t count);
+    /// @}
+
+    /// @name The same members for the other types of their argument
+    /// @{
+    void Insert(signed char c, int n) { Insert(static_cast<char>(c), n); }
+    void Insert(unsigned char c, int n) { Insert(static_cast<char>(c), n); }
+    void Replace(signed char c, int n) { Replace(static_cast<char>(c), n); }
+    void Replace(unsigned char c, int n) { Replace(static_cast<char>(c), n); }
+    void Write(signed char c, int n) { Write(static_cast<char>(c), n); }
+    void Write(unsigned char c, int n) { Write(static_cast<char>(c), n); }
+    void Append(signed char c, int n) { Append(static_cast<char>(c), n); }
+    void Append(unsigned char c, int n) { Append(static_cast<char>(c), n); }
+    void Prepend(signed char c, int n) { Prepend(static_cast<char>(c), n); }
+    void Prepend(unsigned char c, int n) { Prepend(static_cast<char>(c), n); }
+    void InsertWord(short v) { InsertWord(static_cast<unsigned short>(v)); }
+    void InsertWord(int v) { InsertWord(static_cast<unsigned short>(v)); }
+    void InsertWord(unsigned int v) { InsertWord(static_cast<unsigned short>(v)); }
+    void InsertWord(long v) { InsertWord(static_cast<unsigned short>(v)); }
+    void InsertWord(unsigned long v) { InsertWord(static_cast<unsigned short>(v)); }
+    void InsertWord(long long v) { InsertWord(static_cast<unsigned short>(v)); }
+    void InsertWord(unsigned long long v) { InsertWord(static_cast<unsigned short>(v)); }
+    void InsertDWord(int v) { InsertDWord(static_cast<unsigned int>(v)); }
+    void InsertDWord(long v) { InsertDWord(static_cast<unsigned int>(v)); }
+    void InsertDWord(unsigned long v) { InsertDWord(static_cast<unsigned int>(v)); }
+    void InsertDWord(long long v) { InsertDWord(static_cast<unsigned int>(v)); }
+    void InsertDWord(unsigned long long v) { InsertDWord(static_cast<unsigned int>(v)); }
+    void InsertQWord(int v) { InsertQWord(static_cast<unsigned long long>(v)); }
+    void InsertQWord(unsigned int v) { InsertQWord(static_cast<unsigned long long>(v)); }
+    void InsertQWord(long v) { InsertQWord(static_cast<unsigned long long>(v)); }
+    void InsertQWord(unsigned long v) { InsertQWord(static_cast<unsigned long long>(v)); }
+    void InsertQWord(long long v) { InsertQWord(static_cast<unsigned long long>(v)); }
+    void ReplaceWord(short v) { ReplaceWord(static_cast<unsigned short>(v)); }
+    void ReplaceWord(int v) { ReplaceWord(static_cast<unsigned short>(v)); }
+    void ReplaceWord(unsigned int v) { ReplaceWord(static_cast<unsigned short>(v)); }
+    void ReplaceWord(long v) { ReplaceWord(static_cast<unsigned short>(v)); }
+    void ReplaceWord(unsigned long v) { ReplaceWord(static_cast<unsigned short>(v)); }
+    void ReplaceWord(long long v) { ReplaceWord(static_cast<unsigned short>(v)); }
+    void ReplaceWord(unsigned long long v) { ReplaceWord(static_cast<unsigned short>(v)); }
+    void ReplaceDWord(int v) { ReplaceDWord(static_cast<unsigned int>(v)); }
+    void ReplaceDWord(long v) { ReplaceDWord(static_cast<unsigned int>(v)); }
+    void ReplaceDWord(unsigned long v) { ReplaceDWord(static_cast<unsigned int>(v)); }
+    void ReplaceDWord(long long v) { ReplaceDWord(static_cast<unsigned int>(v)); }
+    void ReplaceDWord(unsigned long long v) { ReplaceDWord(static_cast<unsigned int>(v)); }
+    void ReplaceQWord(int v) { ReplaceQWord(static_cast<unsigned long long>(v)); }
+    void ReplaceQWord(unsigned int v) { ReplaceQWord(static_cast<unsigned long long>(v)); }
+    void ReplaceQWord(long v) { ReplaceQWord(static_cast<unsigned long long>(v)); }
+    void ReplaceQWord(unsigned long v) { ReplaceQWord(static_cast<unsigned long long>(v)); }
+    void ReplaceQWord(long long v) { ReplaceQWord(static_cast<unsigned long long>(v)); }
+    void WriteWord(short v) { WriteWord(static_cast<unsigned short>(v)); }
+    void WriteWord(int v) { WriteWord(static_cast<unsigned short>(v)); }
+    void WriteWord(unsigned int v) { WriteWord(static_cast<unsigned short>(v)); }
+    void WriteWord(long v) { WriteWord(static_cast<unsigned short>(v)); }
+    void WriteWord(unsigned long v) { WriteWord(static_cast<unsigned short>(v)); }
+    void WriteWord(long long v) { WriteWord(static_cast<unsigned short>(v)); }
+    void WriteWord(unsigned long long v) { WriteWord(static_cast<unsigned short>(v)); }
+    void WriteDWord(int v) { WriteDWord(static_cast<unsigned int>(v)); }
+    void WriteDWord(long v) { WriteDWord(static_cast<unsigned int>(v)); }
+    void WriteDWord(unsigned long v) { WriteDWord(static_cast<unsigned int>(v)); }
+    void WriteDWord(long long v) { WriteDWord(static_cast<unsigned int>(v)); }
+    void WriteDWord(unsigned long long v) { WriteDWord(static_cast<unsigned int>(v)); }
+    void WriteQWord(int v) { WriteQWord(static_cast<unsigned long long>(v)); }
+    void WriteQWord(unsigned int v) { WriteQWord(static_cast<unsigned long long>(v)); }
+    void WriteQWord(long v) { WriteQWord(static_cast<unsigned long long>(v)); }
+    void WriteQWord(unsigned long v) { WriteQWord(static_cast<unsigned long long>(v)); }
+    void WriteQWord(long long v) { WriteQWord(static_cast<unsigned long long>(v)); }
+    void AppendWord(short v) { AppendWord(static_cast<unsigned short>(v)); }
+    void AppendWord(int v) { AppendWord(static_cast<unsigned short>(v)); }
+    void AppendWord(unsigned int v) { AppendWord(static_cast<unsigned short>(v)); }
+    void AppendWord(long v) { AppendWord(static_cast<unsigned short>(v)); }
+    void AppendWord(unsigned long v) { AppendWord(static_cast<unsigned short>(v)); }
+    void AppendWord(long long v) { AppendWord(static_cast<unsigned short>(v)); }
+    void AppendWord(unsigned long long v) { AppendWord(static_cast<unsigned short>(v)); }
+    void AppendDWord(int v) { AppendDWord(static_cast<unsigned int>(v)); }
+    void AppendDWord(long v) { AppendDWord(static_cast<unsigned int>(v)); }
+    void AppendDWord(unsigned long v) { AppendDWord(static_cast<unsigned int>(v)); }
+    void AppendDWord(long long v) { AppendDWord(static_cast<unsigned int>(v)); }
+    void AppendDWord(unsigned long long v) { AppendDWord(static_cast<unsigned int>(v)); }
+    void AppendQWord(int v) { AppendQWord(static_cast<unsigned long long>(v)); }
+    void AppendQWord(unsigned int v) { AppendQWord(static_cast<unsigned long long>(v)); }
+    void AppendQWord(long v) { AppendQWord(static_cast<unsigned long long>(v)); }
+    void AppendQWord(unsigned long v) { AppendQWord(static_cast<unsigned long long>(v)); }
+    void AppendQWord(long long v) { AppendQWord(static_cast<unsigned long long>(v)); }
+    void PrependWord(short v) { PrependWord(static_cast<unsigned short>(v)); }
+    void PrependWord(int v) { PrependWord(static_cast<unsigned short>(v)); }
+    void PrependWord(unsigned int v) { PrependWord(static_cast<unsigned short>(v)); }
+    void PrependWord(long v) { PrependWord(static_cast<unsigned short>(v)); }
+    void PrependWord(unsigned long v) { PrependWord(static_cast<unsigned short>(v)); }
+    void PrependWord(long long v) { PrependWord(static_cast<unsigned short>(v)); }
+    void PrependWord(unsigned long long v) { PrependWord(static_cast<unsigned short>(v)); }
+    void PrependDWord(int v) { PrependDWord(static_cast<unsigned int>(v)); }
+    void PrependDWord(long v) { PrependDWord(static_cast<unsigned int>(v)); }
+    void PrependDWord(unsigned long v) { PrependDWord(static_cast<unsigned int>(v)); }
+    void PrependDWord(long long v) { PrependDWord(static_cast<unsigned int>(v)); }
+    void PrependDWord(unsigned long long v) { PrependDWord(static_cast<unsigned int>(v)); }
+    void PrependQWord(int v) { PrependQWord(static_cast<unsigned long long>(v)); }
+    void PrependQWord(unsigned int v) { PrependQWord(static_cast<unsigned long long>(v)); }
+    void PrependQWord(long v) { PrependQWord(static_cast<unsigned long long>(v)); }
+    void PrependQWord(unsigned long v) { PrependQWord(static_cast<unsigned long long>(v)); }
+    void PrependQWord(long long v) { PrependQWord(static_cast<unsigned long long>(v)); }
+    /// @}
+
+    /// Another name of Write(h, count).
+    void ReadFromFile(FileHandle h, std::int32_t count);
+
+    /// Another name of Write(f, count).
+    void ReadFromFile(HFile& f, std::int32_t count);
+
+    /// Takes `count` bytes from position `from` on out of the content, as far as there are any. Leaves `pos` at `from`,
+    /// cut to the old length.
+    void Delete(std::int32_t from, std::int32_t count);
+
+    /// Takes out all that stands behind `pos`, which becomes the end.
+    void Truncate();
+
+    /// @name Typed reads
+    ///
+    /// They read at `pos` and go on behind what they have read (ReadPrevChar: reads the byte before `pos` and goes back
+    /// over it). A read that gets all it wants clears `eof`; one that runs out of bytes sets it. They don't look at
+    /// `res` and have no thread test of their own. Each is one call of ReadByte, ReadPrevByte or ReadBytes through the
+    /// virtual table.
+    /// @{
+
+    /// The next byte; 0 with `eof` at the end.
+    void ReadChar(unsigned char& c);
+    void ReadChar(char& c) { ReadChar(reinterpret_cast<unsigned char&>(c)); }
+    void ReadChar(signed char& c) { ReadChar(reinterpret_cast<unsigned char&>(c)); }
+
+    /// The byte before `pos`; 0 with `eof` at the start.
+    void ReadPrevChar(unsigned char& c);
+    void ReadPrevChar(char& c) { ReadPrevChar(reinterpret_cast<unsigned char&>(c)); }
+    void ReadPrevChar(signed char& c) { ReadPrevChar(reinterpret_cast<unsigned char&>(c)); }
+
+    /// 2 bytes, least significant first. With fewer left, the bytes there are become the low ones of `v`, its other
+    /// bytes stay as they were, `pos` goes to the end and `eof` is set; so for the two below.
+    void ReadWord(unsigned short& v);
+    void ReadWord(short& v) { ReadWord(reinterpret_cast<unsigned short&>(v)); }
+
+    /// 4 bytes.
+    void ReadDWord(unsigned int& v);
+    void ReadDWord(int& v) { ReadDWord(reinterpret_cast<unsigned int&>(v)); }
+
+    /// 8 bytes.
+    void ReadQWord(unsigned long long& v);
+    void ReadQWord(long long& v) { ReadQWord(reinterpret_cast<unsigned long long&>(v)); }
+
+    // The two types whose width differs from system to system stand with the member of their width. An overload can't
+    // be left out by a constant, so this is the preprocessor's.
+#if ULONG_MAX == 0xFFFFFFFF
+    void ReadDWord(unsigned long& v) {
+        auto u = static_cast<unsigned int>(v);
+        ReadDWord(u);
+        v = u;
+    }
+    void ReadDWord(long& v) {
+        ReadDWord(reinterpret_cast<unsigned long&>(v));
+    }
+#else
+    void ReadQWord(unsigned long& v) {
+        auto u = static_cast<unsigned long long>(v);
+        ReadQWord(u);
+        v = static_cast<unsigned long>(u);
+    }
+    void ReadQWord(long& v) {
+        ReadQWord(reinterpret_cast<unsigned long&>(v));
+    }
+#endif
+
+    /// One character, with a line end of any form (CR LF, CR, LF) given as a single LF. Returns the number of bytes
+    /// consumed: 2 for CR LF, 1 for any other character, 0 at the end, where `c` is 0 and `eof` is set. A lone CR as
+    /// the last byte leaves `eof` clear. Halts on a wrong thread only where it has to look behind a lone CR and return.
+    std::int32_t Read(unsigned char& c);
+    std::int32_t Read(char& c) {
+        return Read(reinterpret_cast<unsigned char&>(c));
+    }
+    std::int32_t Read(signed char& c) {
+        return Read(reinterpret_cast<unsigned char&>(c));
+    }
+    /// @}
+
+    /// @name Adding to the end
+    /// Append under another name; the byte itself, a string, the whole of `src` wherever its `pos` is.
+    /// @{
+    VFile& operator+=(char c);
+    VFile& operator+=(signed char c) {
+        return *this += static_cast<char>(c);
+    }
+    VFile& operator+=(unsigned char c) {
+        return *this += static_cast<char>(c);
+    }
+    VFile& operator+=(const char* s);
+    VFile& operator+=(const VFile& src);
+    /// @}
+
+    /// @name Output at the position
+    /// Write under another name: inserts if vfInsert is on, overwrites if it is off. A character is the byte itself,
+    /// not a number; of `src` the whole is written, wherever its `pos` is, and nothing of it changes.
+    /// @{
+    VFile& operator<<(char c);
+    VFile& operator<<(signed char c) {
+        return *this << static_cast<char>(c);
+    }
+    VFile& operator<<(unsigned char c) {
+        return *this << static_cast<char>(c);
+    }
+    VFile& operator<<(const char* s);
+    VFile& operator<<(const VFile& src);
+    /// @}
+
+    /// @name Output of numbers
+    /// The number as text in the radix `base`, without blanks or leading zeros; overwriting, as many bytes as it has
+    /// digits. In radix 10 a negative number has a minus sign; in any other radix it shows as the unsigned number with
+    /// the same bits, 32 bits wide for types up to 32 bits (a `short` of -1 is ffffffff in radix 16), else 64. Digits
+    /// above 9 are lower-case letters. `base` is 10 unless the host sets it; anything but 2 to 36 counts as 10.
+    /// @{
+    VFile& operator<<(int v);
+    VFile& operator<<(unsigned int v);
+    VFile& operator<<(long long v);
+    VFile& operator<<(unsigned long long v);
+    VFile& operator<<(short v) {
+        return *this << static_cast<int>(v);
+    }
+    VFile& operator<<(unsigned short v) {
+        return *this << static_cast<unsigned int>(v);
+    }
+    VFile& operator<<(long v) {
+        return sizeof v == sizeof(int) ? *this << static_cast<int>(v) : *this << static_cast<long long>(v);
+    }
+    VFile& operator<<(unsigned long v) {
+        return sizeof v == sizeof(int) ? *this << static_cast<unsigned int>(v)
+                                       : *this << static_cast<unsigned long long>(v);
+    }
+    /// @}
+
+    /// @name Input at the position
+    /// @{
+
+    /// ReadByte under another name: line ends are not folded, 0 with `eof` at the end.
+    VFile& operator>>(unsigned char& c);
+    VFile& operator>>(char& c) {
+        return *this >> reinterpret_cast<unsigned char&>(c);
+    }
+    VFile& operator>>(signed char& c) {
+        return *this >> reinterpret_cast<unsigned char&>(c);
+    }
+
+    /// Gives what stands from `pos` on to `dst`, whose content it replaces; `pos` goes to the end here, and to the new
+    /// end in `dst`. If `dst` refuses, its code is copied into `res` and `pos` stays.
+    VFile& operator>>(VFile& dst);
+    /// @}
+
+    // ---- Lines and text ----------------------------------------------------------------------------------------
+
+    /// @name Lines
+    ///
+    /// A line end is CR LF, a lone CR or a lone LF, in any mix; LF CR is two. A line is the bytes up to and including
+    /// its line end; behind the last line end lies one more line, of length 0 at least. A position between the CR and
+    /// the LF of a pair belongs to the line that the pair ends. Every other byte is text, NUL and tab included.
+    ///
+    /// No index of lines is kept: the line around a position is found by reading, byte by byte through the virtual
+    /// table, so the cost is the length of the line. The queries move `pos`, as each tells, and so clear `res` and
+    /// `eof`; whoever needs `pos` afterwards saves it first. A negative `p` gives resCallError, 0 as the result and no
+    /// move; one beyond the end counts as the end. All halt ("VFile") on any thread but the owner's.
+    /// @{
+
+    /// The start of the line that holds `p`. For `p` 0 nothing is moved; else `pos` and `eof` are afterwards
+    ///
+    ///     result 0                                  pos 0            eof
+    ///     result r behind a line end, found going   pos r - 1        not eof
+    ///     back from p
+    ///     result p, a lone CR before it             pos p + 1        not eof
+    ///     the same, p is the end                    pos p            eof
+    std::int32_t LineStart(std::int32_t p);
+
+    /// The line that holds `p`: its start, its length with its line end, and the length of that line end: 0, 1 or 2.
+    /// With a negative `p` the three stay as they were. `pos` goes behind the line end, one byte further behind a lone
+    /// CR that has a byte behind it; `eof` is set if the line ends with the content, by a lone CR or by no line end.
+    void LineSize(std::int32_t p, std::int32_t& start, std::int32_t& size, std::int32_t& eolSize);
+
+    /// The end of the line that holds `p`: behind its line end, or before that without `withEol`. `pos` and `eof` as
+    /// after LineSize.
+    std::int32_t LineEnd(std::int32_t p, bool withEol);
+
+    /// The number of blanks (32; no tabs) at the start of the line that holds `p`. `pos` goes behind the byte that
+    /// ended the count; `eof` is set if the end of the content did.
+    std::int32_t LineIndent(std::int32_t p);
+    /// @}
+
+    /// @name Pairs of CR and LF
+    /// They leave `pos` behind the last byte that they have looked at, in the direction they went, with `eof` set if
+    /// they ran off the content. The first two make no test of `p`: for a negative one `res` becomes resCallError and
+    /// the answer says nothing.
+    /// @{
+    bool AfterCRLF(std::int32_t p);   ///< the two bytes before `p` are CR LF
+    bool BeforeCRLF(std::int32_t p);  ///< the two bytes from `p` on are CR LF
+    bool BetweenCRLF(std::int32_t p); ///< the bytes around `p` are CR and LF; false, with no move, for `p` below 1
+    /// @}
+
+    /// Reads from `pos` to the next line end and goes behind it. Stores the line without its line end, at most
+    /// `size` - 1 bytes, and a NUL; returns the number of bytes stored without the NUL. What doesn't fit is read and
+    /// dropped without a report. `eof` is set if the content ended without a line end, also with no byte read at all:
+    /// so an empty line returns 0 without `eof`, and the end returns 0 with it. A NIL `dst` or a `size` below 1 sets
+    /// resCallError and returns 0. Does not look at `res`, and tests the thread only where it returns behind a lone CR.
+    int ReadLine(char* dst, int size);
+
+    /// Reads `count` bytes from position `from` on, line ends as they stand, and stores at most `size` - 1 of them and
+    /// a NUL; returns the number stored. `from` and `count` are cut to the content. Leaves `pos` behind what was read.
+    /// A NIL `dst`, a `size` below 1, a negative `from` or `count` sets resCallError and returns 0.
+    int ReadTxt(char* dst, int size, std::int32_t from, std::int32_t count);
+
+    // ---- Search ------------------------------------------------------------------------------------------------
+
+    /// @name Search
+    ///
+    /// They look for the bytes of `pattern`, a string that must not be NIL. With `ignoreCase` the ASCII letters match
+    /// in both cases, as toupper of the host's locale folds them; bytes from 0x80 up match only themselves in any
+    /// locale. With `wholeWord` a match counts only if the byte before it and the byte behind it are no letters or
+    /// digits by isalnum of the host's locale; the edges of the content are no word bytes, nor is the underscore. The
+    /// next try after a match that doesn't count doesn't overlap that.
+    ///
+    /// A search moves `pos`, as told, and clears `res`; not finding is no error. A negative `at` sets resCallError and
+    /// returns false, an empty pattern returns true; both change nothing else. Both halt ("VFile") on any thread but
+    /// the owner's.
+    ///
+    /// Cost: each byte of the content is read once, one virtual call each, whatever overlaps; a mismatch behind m
+    /// matched bytes costs up to m * m comparisons within the pattern, most often a few. Nothing is allocated.
+    /// @{
+
+    /// Looks forward for the first match that starts at `at` or behind. Found: true, and `at` is just behind the match,
+    /// where the next search goes on; `pos` is `at` + 1, or the end with `eof`; with `wholeWord` one byte before the
+    /// match, or 0 with `eof`. Not found: false, `at` is no position but the length + 1, or itself + 1 if it was above
+    /// the length (at most 0x7FFFFFFF); `pos` is the end, `eof` is set.
+    bool Find(std::int32_t& at, const char* pattern, bool ignoreCase, bool wholeWord);
+
+    /// Looks backward for the first match that ends at `at` or before; an `at` beyond the end counts as the end. Found:
+    /// true, and `at` is the start of the match, where the next search goes on; `pos` is `at` - 1, or 0 with `eof`;
+    /// with `wholeWord` one byte behind the match, or the end with `eof`. Not found: false, `at` is -1, `pos` is 0 and
+    /// `eof` is set.
+    bool FindBack(std::int32_t& at, const char* pattern, bool ignoreCase, bool wholeWord);
+
+    /// Replaces every match that Find finds from position 0 on, wherever `pos` is, each by one ReplaceBuf, and returns
+    /// their number. New bytes are not searched, though a whole word is told by what then stands around it; a match
+    /// that forms across a replacement is not found. Clears an old `res` by its first search. `pos` is the end
+    /// afterwards, and `eof` is set. If a change is refused, the work ends there: `res` tells why, and what has been
+    /// replaced stays. An empty pattern replaces nothing, returns 0 and leaves `pos`, `eof` and `res` alone.
+    /// `replacement` must not be NIL. Halts ("VFile") on any thread but the owner's.
+    std::int32_t ReplaceGlobal(const char* pattern, const char* replacement, bool ignoreCase, bool wholeWord);
+    /// @}
+
     Res res;           ///< Sticky result of the last failed operation, resDone when all is well.
     bool eof;          ///< The last read ran out of bytes.
     std::int32_t base; ///< Radix of number output, 10 at first; from 2 to 36.
@@ -351,11 +819,26 @@ class VFILE_API VFile {
     void WriteTo(HFile* f, FileHandle h, std::int32_t count);
     void WritePiece(HFile* f, FileHandle h, const void* bytes, int n);
 
+    // Editing (edit.cpp).
+    std::int32_t WriteOldLen(std::int32_t n) const; // the old length of a Write: 0 if vfInsert is on, else n
+
+    // Comparison (compare.cpp). Order is below 0, 0 or above 0, for the first n bytes of both.
+    static void TestOwners(const VFile& a, const VFile& b); // halts unless both are the calling thread's
+    static int Order(const VFile& a, const VFile& b, std::int32_t n);
+    static int Order(const VFile& v, const char* s, std::int32_t n);
+    friend VFILE_API bool operator==(const VFile& a, const VFile& b);
+    friend VFILE_API bool operator==(const VFile& v, const char* s);
+    friend VFILE_API bool operator<(const VFile& a, const VFile& b);
+    friend VFILE_API bool operator<(const VFile& v, const char* s);
+    friend VFILE_API bool operator<=(const VFile& a, const VFile& b);
+    friend VFILE_API bool operator<=(const VFile& v, const char* s);
+
     // The thread environment (thread_env.cpp): four words of the slot table.
     static std::uint32_t slotVFileCount; // number of live VFile objects of the thread
     static std::uint32_t slotVMem;       // its VMem, NIL while that number is 0
     static std::uint32_t slotTempDir;    // heap copy of its temp directory, NIL when none
     static std::uint32_t slotMaxCache;   // its cache limit in kilobytes
+    static void HaltWithoutSlots(std::int32_t line);
     static std::int32_t ThreadVFileCount();
     static void SetThreadVFileCount(std::int32_t count);
     static void IncThreadVFileCount();
@@ -372,6 +855,63 @@ class VFILE_API VFile {
     friend void platform::OnForkedChild();
     static void LeaveThread(); // for an object that is gone: the last one takes the VMem with it
 };
+
+/// @name Comparison
+///
+/// Of whole contents, as strings of bytes: the first byte that differs decides, taken as 0 to 255; a content that the
+/// other one begins with is the lesser of the two. No letters are folded and no locale plays a part. A NUL in an object
+/// is a byte like any other; a string ends at its first NUL and must not be NIL.
+///
+/// The objects stay exactly as they are: the bytes come through a cursor beside theirs, which also sees what has not
+/// left their buffers yet. Both must belong to the calling thread, else a halt ("VFile").
+///
+/// Cost: == and != look at the lengths first. All read 1024 bytes of each side at a time, up to the first difference,
+/// and allocate nothing.
+/// @{
+VFILE_API bool operator==(const VFile& a, const VFile& b);
+VFILE_API bool operator==(const VFile& v, const char* s);
+VFILE_API bool operator<(const VFile& a, const VFile& b);
+VFILE_API bool operator<(const VFile& v, const char* s);
+VFILE_API bool operator<=(const VFile& a, const VFile& b);
+VFILE_API bool operator<=(const VFile& v, const char* s);
+
+inline bool operator==(const char* s, const VFile& v) {
+    return v == s;
+}
+inline bool operator!=(const VFile& a, const VFile& b) {
+    return !(a == b);
+}
+inline bool operator!=(const VFile& v, const char* s) {
+    return !(v == s);
+}
+inline bool operator!=(const char* s, const VFile& v) {
+    return !(v == s);
+}
+inline bool operator<(const char* s, const VFile& v) {
+    return !(v <= s);
+}
+inline bool operator<=(const char* s, const VFile& v) {
+    return !(v < s);
+}
+inline bool operator>(const VFile& a, const VFile& b) {
+    return b < a;
+}
+inline bool operator>(const VFile& v, const char* s) {
+    return !(v <= s);
+}
+inline bool operator>(const char* s, const VFile& v) {
+    return v < s;
+}
+inline bool operator>=(const VFile& a, const VFile& b) {
+    return b <= a;
+}
+inline bool operator>=(const VFile& v, const char* s) {
+    return !(v < s);
+}
+inline bool operator>=(const char* s, const VFile& v) {
+    return v <= s;
+}
+/// @}
 
 /// Sets the calling thread up for VFile. Only a thread that ran before the library was loaded needs to call it, before
 /// its first VFile; on all others it has no effect. False if the heap has no room.
