@@ -16,7 +16,8 @@ VFILE_API void GetTime(int& hour, int& minute, int& second, int& ms);
 VFILE_API void GetDate(int& day, int& month, int& year);
 
 /// Sets the machine's clock to the date of the moment and this local time. The process needs the right to do so;
-/// whether it worked is not told. The low 16 bits of each argument are taken, with no range test.
+/// whether it worked is not told. The low 16 bits of each argument are taken; a time that does not exist leaves the
+/// clock alone.
 VFILE_API void SetTime(int hour, int minute, int second, int ms);
 
 /// Sets the machine's clock to this date and the local time of the moment; as SetTime.

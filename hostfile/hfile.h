@@ -43,7 +43,12 @@ class VFILE_API HFile {
 
   private:
     void Init();
+    bool MayOpen();
+    bool Opened(FileHandle h);
+    void SetPosChecked(std::int64_t pos);
     static Res GetFileRes();
+
+    std::int32_t heldBack; // a byte that ReadLine has read too far on a pipe, delivered first by the next read; else -1
 };
 
 /// The result of a host file: its `res` if that is 0 to 24, else resNotDone.

@@ -11,7 +11,7 @@ struct LocalTime {
 };
 
 void GetLocalTime(LocalTime& t);
-bool SetLocalTime(const LocalTime& t); // sets the machine's clock, if the process may
+bool SetLocalTime(const LocalTime& t); // sets the machine's clock, if there is such a time and the process may
 
 // Milliseconds of a clock that never goes back, wrapping at 32 bits.
 std::uint32_t GetTickCount();

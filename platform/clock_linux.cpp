@@ -28,8 +28,10 @@ bool SetLocalTime(const LocalTime& t) {
     fields.tm_min = t.minute;
     fields.tm_sec = t.second;
     fields.tm_isdst = -1;
+    if (t.hour > 23 || t.minute > 59 || t.second > 59 || t.millisecond > 999) return false;
     const timespec then{mktime(&fields), t.millisecond * 1000000L};
-    return clock_settime(CLOCK_REALTIME, &then) == 0; // refuses fields that are out of range, and who may not
+    if (fields.tm_mday != t.day || fields.tm_mon + 1 != t.month) return false; // there is no such day
+    return clock_settime(CLOCK_REALTIME, &then) == 0;
 }
 
 std::uint32_t GetTickCount() {

@@ -47,6 +47,25 @@ void WaitFor(int descriptor, short events) {
     poll(&p, 1, -1); // whatever comes of it, the transfer is tried again and tells
 }
 
+// For a transfer that failed: the system also calls a descriptor bad that is only not open for this direction.
+void SetTransferError(int descriptor) {
+    const int error = errno;
+    if (error == EBADF && fcntl(descriptor, F_GETFD) >= 0) {
+        SetLastError(ErrorAccessDenied);
+        return;
+    }
+    errno = error;
+    SetErrorFromErrno();
+}
+
+bool TruncateRetried(int descriptor, off_t size) {
+    int result;
+    do {
+        result = ftruncate(descriptor, size);
+    } while (result != 0 && errno == EINTR);
+    return result == 0;
+}
+
 int OpenFlags(Access access, Disposition disposition) {
     int flags = access == Access::Read ? O_RDONLY : access == Access::Write ? O_WRONLY : O_RDWR;
     if (disposition != Disposition::OpenExisting) flags |= O_CREAT;
@@ -77,8 +96,8 @@ Outcome TryOpen(const char* name, Access access, Sharing sharing, Disposition di
     } else if (TryLock(fd, sharing == Sharing::None, &locked)) {
         if (locked && disposition != Disposition::CreateNew && !SameFile(fd, name)) {
             outcome = Outcome::Moved;
-        } else if (disposition == Disposition::CreateAlways && st.st_size > 0 && ftruncate(fd, 0) != 0) {
-            SetErrorFromErrno();
+        } else if (disposition == Disposition::CreateAlways && !TruncateRetried(fd, 0)) {
+            SetErrorFromErrno(); // whatever its size was: before the lock somebody could still change it
         } else {
             outcome = Outcome::Opened;
             posix_fadvise(fd, 0, 0, pattern == Pattern::Random ? POSIX_FADV_RANDOM : POSIX_FADV_SEQUENTIAL);
@@ -158,6 +177,7 @@ SigpipeGuard::SigpipeGuard() : armed(false) {
     sigemptyset(&pipeOnly);
     sigaddset(&pipeOnly, SIGPIPE);
     armed = pthread_sigmask(SIG_BLOCK, &pipeOnly, &oldMask) == 0;
+    errno = 0; // EPIPE at the end then is of a write under this guard
 }
 
 SigpipeGuard::~SigpipeGuard() {
@@ -212,7 +232,7 @@ std::int32_t ReadFile(FileHandle handle, void* buf, std::uint32_t count) {
             WaitFor(fd, POLLIN);
         } else if (errno != EINTR) {
             if (done > 0) return static_cast<std::int32_t>(done);
-            SetErrorFromErrno();
+            SetTransferError(fd);
             return -1;
         }
     }
@@ -233,7 +253,7 @@ std::int32_t WriteAll(int fd, const char* from, std::size_t count) {
             WaitFor(fd, POLLOUT);
         } else if (errno != EINTR) {
             if (done > 0) break;
-            SetErrorFromErrno();
+            SetTransferError(fd);
             return -1;
         }
     }
@@ -267,14 +287,10 @@ std::int64_t FileSize(FileHandle handle) {
 bool SetEndOfFile(FileHandle handle) {
     const int fd = DescriptorOf(handle);
     const off_t at = lseek(fd, 0, SEEK_CUR);
-    int result = -1;
-    if (at >= 0) {
-        do {
-            result = ftruncate(fd, at);
-        } while (result != 0 && errno == EINTR);
-    }
-    if (result != 0) SetErrorFromErrno();
-    return result == 0;
+    if (at >= 0 && TruncateRetried(fd, at)) return true;
+    SetErrorFromErrno();
+    if (at >= 0 && (fcntl(fd, F_GETFL) & O_ACCMODE) == O_RDONLY) SetLastError(ErrorAccessDenied);
+    return false;
 }
 
 bool FlushFile(FileHandle handle) {

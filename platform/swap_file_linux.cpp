@@ -23,6 +23,27 @@ bool MayTakeOver(int fd) {
     return fstat(fd, &st) == 0 && S_ISREG(st.st_mode) && st.st_uid == geteuid() && st.st_nlink == 1;
 }
 
+// Makes an open file the swap file: held, empty, and without a name. False with the last error set. The second look at
+// a taken file is for one that another swap file has used up, name and all, before the lock was had.
+bool Hold(int fd, const char* path, bool taken, bool* locked) {
+    if (taken && !MayTakeOver(fd)) {
+        SetLastError(ErrorAccessDenied);
+        return false;
+    }
+    if (!TryLock(fd, true, locked)) return false;
+    if (taken && !MayTakeOver(fd)) {
+        SetLastError(ErrorSharingViolation);
+        return false;
+    }
+    if (taken && (fchmod(fd, 0600) != 0 || ftruncate(fd, 0) != 0)) {
+        SetErrorFromErrno();
+        return false;
+    }
+    if (unlink(path) == 0 || errno == ENOENT) return true;
+    SetErrorFromErrno(); // a file that would outlive the process is none to keep contents in
+    return false;
+}
+
 bool OffsetUnreachable(int error) {
     return error == EINVAL || error == EOVERFLOW || error == ESPIPE;
 }
@@ -47,18 +68,10 @@ FileHandle OpenSwapFile(const char* name) {
         return InvalidHandle;
     }
     bool locked = false;
-    bool mine = !taken || MayTakeOver(fd);
-    if (!mine) SetLastError(ErrorAccessDenied);
-    mine = mine && TryLock(fd, true, &locked);
-    if (mine && taken && (fchmod(fd, 0600) != 0 || ftruncate(fd, 0) != 0)) {
-        SetErrorFromErrno();
-        mine = false;
-    }
-    if (!mine) {
+    if (!Hold(fd, path, taken, &locked)) {
         close(fd); // gives back a lock, too: nobody else has this descriptor
         return InvalidHandle;
     }
-    unlink(path);
     return HandleOfOpened(fd, locked, true);
 }
 

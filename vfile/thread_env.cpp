@@ -161,27 +161,32 @@ void VFile::SetTempDir(const char* dir) {
 
 // Start and end of process and thread.
 
+// One halt, however many of the four are missing.
+void VFile::HaltWithoutSlots(std::int32_t line) {
+    const bool all = slotVFileCount != NoSlot && slotVMem != NoSlot && slotTempDir != NoSlot && slotMaxCache != NoSlot;
+    if (!all) HaltA("VFile", line);
+}
+
 bool VFile::TLS_InitializeProcess() {
     std::uint32_t* const slots[] = {&slotVFileCount, &slotVMem, &slotTempDir, &slotMaxCache};
-    for (const std::uint32_t* slot : slots) {
-        if (*slot != NoSlot) HaltA("VFile", __LINE__);
-    }
+    bool unset = true;
+    for (const std::uint32_t* slot : slots) unset = unset && *slot == NoSlot;
+    if (!unset) HaltA("VFile", __LINE__);
     for (std::uint32_t* slot : slots) *slot = TlsSlotAlloc();
-    for (const std::uint32_t* slot : slots) HaltWithoutSlot(*slot, __LINE__);
+    HaltWithoutSlots(__LINE__);
     return true;
 }
 
 bool VFile::TLS_UninitializeProcess() {
     std::uint32_t* const slots[] = {&slotVFileCount, &slotVMem, &slotTempDir, &slotMaxCache};
-    for (const std::uint32_t* slot : slots) HaltWithoutSlot(*slot, __LINE__);
+    HaltWithoutSlots(__LINE__);
     for (const std::uint32_t* slot : slots) TlsSlotFree(*slot);
     for (std::uint32_t* slot : slots) *slot = NoSlot;
     return true;
 }
 
 bool VFile::TLS_InitializeThread() {
-    const std::uint32_t slots[] = {slotVFileCount, slotVMem, slotTempDir, slotMaxCache};
-    for (const std::uint32_t slot : slots) HaltWithoutSlot(slot, __LINE__);
+    HaltWithoutSlots(__LINE__);
     if (TlsThreadReady()) {
         SetThreadVFileCount(0);
         SetThreadVMem(nullptr);
@@ -192,8 +197,7 @@ bool VFile::TLS_InitializeThread() {
 }
 
 bool VFile::TLS_UninitializeThread() {
-    const std::uint32_t slots[] = {slotVFileCount, slotVMem, slotTempDir, slotMaxCache};
-    for (const std::uint32_t slot : slots) HaltWithoutSlot(slot, __LINE__);
+    HaltWithoutSlots(__LINE__);
     if (TlsThreadReady()) {
         if (ThreadVFileCount() != 0) HaltA("VFile", __LINE__);
         if (ThreadVMem()) HaltA("VFile", __LINE__);

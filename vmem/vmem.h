@@ -75,4 +75,62 @@ class VFILE_API VMem {
 
   private:
     friend class vfile_internal::VMemCheck;
+
+    static constexpr int SlotCount = 4016;       // slots of hashTable
+    static constexpr int MaxClasses = 16;        // exact-size classes at most
+    static constexpr unsigned char FillByte = 0; // of the gaps in the swap file
+
+    FileHandle swapFile;             // the open swap file, InvalidHandle while there is none
+    char* tempDir;                   // directory asked for by SetTempDir, or NIL
+    char* swapName;                  // path of the open swap file, or NIL; for dumps alone
+    std::uint32_t owner;             // thread that made the object; 0 once it is destroyed
+    CacheDesc* sparePage;            // descriptor in reserve for an empty cache, NIL after DeallocAll
+    CacheDesc* cacheHead;            // the page that last took the slow road, NIL if the cache is empty
+    CacheDesc* cacheTail;            // the next victim
+    CacheDesc* hashTable[SlotCount]; // chains of all cached pages of a slot; the first of a chain may hold the slot
+    std::int16_t cacheCount;         // cached pages
+    std::int16_t maxCacheCount;      // their limit; one page is always allowed
+    std::int16_t maxCacheKb;         // the same limit in kilobytes, as the caller gave it
+    std::int32_t topAdr;             // first address never handed out
+    std::int64_t fileSize;           // bytes of the swap file written so far; the last page can end at 2 GiB
+    std::int16_t classCount;         // exact-size classes in use
+    std::int32_t freeHead[MaxClasses + 1];  // first free block: of the mixed list [0], of the classes [1..]; -1 if none
+    std::int16_t classLen[MaxClasses + 1];  // block length of a class; 0 for the mixed list
+    std::int32_t freeCount[MaxClasses + 1]; // blocks on each list
+    std::int32_t freePages;                 // first free page, -1 if none
+    std::int32_t freePageCount;             // pages on that list
+
+    bool OnOwnerThread() const;
+    bool CheckAdr(std::int32_t adr, std::int16_t len) const;
+    bool HaltOnAdr(std::int32_t adr, std::int16_t len) const;
+
+    CacheDesc*& SlotOf(std::int32_t adr);
+    CacheDesc* FindPage(std::int32_t adr);
+    CacheDesc* FindPageOffSlot(std::int32_t adr);
+    CacheDesc* TakeDescriptor();
+    void LinkAtHead(CacheDesc* p);
+    void Unlink(CacheDesc* p);
+    void TakeSlot(CacheDesc* p, std::int32_t adr);
+    void UnHashCachePtr(CacheDesc* p);
+    void NewCachePtr(CacheDesc*& p);
+    void DisposeCachePtr(CacheDesc*& p);
+    void DropPage(CacheDesc* p);
+    void DropAllPages();
+    void ShrinkTo(int count);
+
+    bool FlushCachePtr(CacheDesc* p);
+    const char* LoadPage(unsigned char* data, std::int32_t adr) const;
+    bool OpenSwap();
+    bool ExtendFile(std::int32_t size);
+    void CloseSwap();
+
+    void ResetAllocator();
+    int ClassOf(std::int16_t len) const;
+    int ClassForFree(std::int16_t len);
+    std::int32_t PopFree(std::int32_t& head, std::int32_t& count);
+    void PushFree(std::int32_t adr, std::int32_t& head, std::int32_t& count);
+    void RetireClass(int i);
+    bool TakeFromMixed(std::int32_t& adr, std::int16_t len);
+    void UnlinkMixed(std::int32_t prev, std::int32_t next);
+    void Dealloc0(std::int32_t& adr, std::int16_t len, bool toClass);
 };

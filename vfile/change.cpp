@@ -1,0 +1,202 @@
+// The change engine: every change of a content is one operation, the bytes from a position on giving way to a new run.
+//
+// Where old and new fit into the current block, the change happens in the buffer. Otherwise the new bytes are laid out
+// in a private chain p1..p2 of fresh blocks, the change is offered to PreChange, and only then the old bytes are cut
+// out and the private chain is spliced in. Whole blocks inside a cut are unlinked unread; bytes move in at most three
+// blocks.
+#include "vfile/vfile.h"
+
+#include "foundation/halt.h"
+#include "foundation/number.h"
+#include "vmem/vmem.h"
+
+#include <cstring>
+
+// Refusals that all changes share. False, with `res` set, if the object takes no changes now.
+bool VFile::MayChange() {
+    if (flags & vfLocked) {
+        res = resContextError;
+    } else if (flags & vfReadOnly) {
+        res = resReadOnly;
+    }
+    return res == resDone;
+}
+
+// Brings a place and an old length into the content. False, with `res` set, if the content would become too long.
+bool VFile::ClampChange(std::int32_t& at, std::int32_t& oldLen, std::int32_t newLen) {
+    at = MinL(at, len);
+    oldLen = MinL(oldLen, len - at);
+    if (len - oldLen <= MaxLen - newLen) return true;
+    res = resTooLong;
+    return false;
+}
+
+// Puts the cursor at p, on the block that will take the change, with that block in the buffer; or sets `res`.
+void VFile::InitChange(std::int32_t p) {
+    BlkDesc* left = cur.ptr;
+    FindBlk(cur, first, last, len, p, true);
+    if (cur.ptr != left) LeaveBlk(left);
+    pos = p;
+    eof = false;
+    if (bufLoaded) return;
+    if (!HaveBuf()) {
+        res = resHeapOverflow;
+        return;
+    }
+    if (cur.ptr->adr == -1) {
+        if (cur.ptr->len > 0) Halt("VFile", "InitChange", "cur.ptr->len>0");
+        AllocBuf(cur.ptr->adr, BlkSize);
+    } else {
+        vm->Get(cur.ptr->adr, buf, cur.ptr->len);
+    }
+    bufLoaded = true;
+}
+
+// True if the cut lies in the current block, and the block can take the new bytes in its place.
+bool VFile::FitsInPlace(std::int32_t oldLen, std::int32_t newLen) const {
+    return oldLen <= cur.ptr->len - cur.ix && newLen <= BlkSize - (cur.ptr->len - oldLen);
+}
+
+// The change itself where FitsInPlace.
+void VFile::ChangeInPlace(std::int32_t oldLen, const void* src, std::int32_t n) {
+    unsigned char* at = buf + cur.ix;
+    const std::int32_t rest = cur.ptr->len - cur.ix - oldLen;
+    if (rest > 0 && oldLen != n) std::memmove(at + n, at + oldLen, static_cast<std::size_t>(rest));
+    if (n > 0) std::memcpy(at, src, static_cast<std::size_t>(n));
+    cur.ptr->len = static_cast<std::int16_t>(cur.ptr->len - oldLen + n);
+    bufDirty = true;
+    CheckCurLen();
+}
+
+// The closing step of a change: a current block without bytes goes, unless it is the only one.
+void VFile::CheckCurLen() {
+    BlkDesc* blk = cur.ptr;
+    if (blk->len > BlkSize) Halt("VFile", "CheckCurLen", "cur.ptr->len > BlkSize");
+    if (blk->len != 0) return;
+    if (cur.ix != 0) Halt("VFile", "CheckCurLen", "cur.ix!=0");
+    bufLoaded = false;
+    bufDirty = false;
+    if (blk->next) {
+        cur.ptr = blk->next;
+        RemoveBlk(blk);
+    } else if (blk->prev) {
+        cur.ptr = blk->prev;
+        RemoveBlk(blk);
+        cur.start -= cur.ptr->len;
+        cur.ix = cur.ptr->len;
+    } else if (blk->adr != -1) {
+        vm->Dealloc(blk->adr, BlkSize);
+    }
+}
+
+// Adds a block of n bytes to the end of a private chain.
+void VFile::AddPrivate(BlkDesc*& p1, BlkDesc*& p2, const void* bytes, std::int16_t n) {
+    BlkDesc* p = NewBlkPtr(p2, nullptr, n);
+    (p2 ? p2->next : p1) = p;
+    p2 = p;
+    vm->Set(p->adr, bytes, n);
+}
+
+// Cuts oldLen bytes out behind the cursor and puts the new run in: headLen bytes at `head`, which fit into the current
+// block, and then the private chain, which may be NIL. On entry the buffer is loaded. Changes neither len nor pos nor
+// cur.ix. All that is merged goes into the last private block, and only where it fits.
+void VFile::DoChange(std::int32_t oldLen, const unsigned char* head, int headLen, BlkDesc* p1, BlkDesc* p2) {
+    BlkDesc* blk = cur.ptr;
+    const std::int32_t behind = blk->len - cur.ix;
+
+    // Save the tail of the current block: what survives the cut comes after the new run.
+    if (oldLen < behind) {
+        const auto tail = static_cast<std::int16_t>(behind - oldLen);
+        const unsigned char* bytes = buf + cur.ix + oldLen;
+        if (p2 && p2->len + tail <= BlkSize) {
+            vm->Set(p2->adr + p2->len, bytes, tail);
+            p2->len = static_cast<std::int16_t>(p2->len + tail);
+            if (p2->len > BlkSize) Halt("VFile", "DoChange", "Append: p2->len > BlkSize");
+        } else {
+            AddPrivate(p1, p2, bytes, tail);
+        }
+    }
+
+    // Cut. Blocks that lie wholly in the cut go unread.
+    std::int32_t i = oldLen - MinL(oldLen, behind);
+    while (blk->next && i >= blk->next->len) {
+        i -= blk->next->len;
+        RemoveBlk(blk->next);
+    }
+    if (i > 0) {
+        BlkDesc* p = blk->next;
+        if (!p || i >= p->len) Halt("VFile", "DoChange", "cut out: i too big");
+        const auto rest = static_cast<std::int16_t>(p->len - i);
+        if (p2 && rest <= BlkSize - p2->len) {
+            vm->CopyBytes(p2->adr + p2->len, p->adr + i, rest);
+            p2->len = static_cast<std::int16_t>(p2->len + rest);
+            if (p2->len > BlkSize) Halt("VFile", "DoChange", "cut out: p2->len > BlkSize");
+            RemoveBlk(p);
+        } else {
+            vm->CopyBytes(p->adr, p->adr + i, rest);
+            p->len = rest;
+        }
+    }
+
+    // Write the head.
+    blk->len = static_cast<std::int16_t>(cur.ix + headLen);
+    bufDirty = true;
+    if (headLen > 0) std::memcpy(buf + cur.ix, head, static_cast<std::size_t>(headLen));
+
+    // Splice, and take in the block behind if it fits.
+    if (p1) {
+        SpliceBehind(blk, p1, p2);
+        BlkDesc* p = p2->next;
+        if (p && p2->len + p->len <= BlkSize) {
+            vm->CopyBytes(p2->adr + p2->len, p->adr, p->len);
+            p2->len = static_cast<std::int16_t>(p2->len + p->len);
+            RemoveBlk(p);
+        }
+    }
+
+    CheckCurLen();
+}
+
+void VFile::ReplaceBuf(std::int32_t at, std::int32_t oldLen, const void* src, int n) {
+    if (!OnOwnerThread()) HaltA("VFile", __LINE__);
+    if (res != resDone) return;
+    if (oldLen == SameLen) oldLen = n;
+    if (at < 0 || oldLen < 0 || n < 0 || (!src && n > 0)) {
+        res = resCallError;
+        return;
+    }
+    if (!MayChange()) return;
+    if (!ClampChange(at, oldLen, n)) return;
+
+    if (oldLen > 0 || n > 0) {
+        InitChange(at);
+        if (res != resDone) return;
+        if (type > 0 && n > 0 && (flags & (vfEolCheck | vfNoEolCheck)) == vfEolCheck) CheckEOL(src, n);
+        if (FitsInPlace(oldLen, n)) {
+            res = PreChange(at, oldLen, n);
+            if (res != resDone) return;
+            ChangeInPlace(oldLen, src, n);
+        } else {
+            // The source is read completely before the hook runs: the hook may well be its owner.
+            unsigned char head[BlkSize];
+            const int headLen = Min(BlkSize - cur.ix, n);
+            if (headLen > 0) std::memcpy(head, src, static_cast<std::size_t>(headLen));
+            BlkDesc* p1 = nullptr;
+            BlkDesc* p2 = nullptr;
+            const auto* from = static_cast<const unsigned char*>(src);
+            for (int done = headLen, k; done < n; done += k) {
+                k = Min(n - done, BlkSize);
+                AddPrivate(p1, p2, from + done, static_cast<std::int16_t>(k));
+            }
+            res = PreChange(at, oldLen, n);
+            if (res != resDone) {
+                DisposeBlkPtrList(p1);
+                return;
+            }
+            DoChange(oldLen, head, headLen, p1, p2);
+        }
+        len += n - oldLen;
+        PostChange(at, oldLen, n);
+    }
+    SetPos(at + n);
+}

@@ -1,0 +1,287 @@
+// The five families of edits over their sources, the two edits beside them, and the typed reads: each is one call of a
+// virtual operation.
+#include "vfile/vfile.h"
+
+#include "vfile/edit_internal.h"
+
+namespace {
+
+// Least significant byte first, whatever the machine does.
+struct ValueBytes {
+    unsigned char bytes[sizeof(unsigned long long)];
+
+    explicit ValueBytes(unsigned long long v) {
+        for (unsigned char& b : bytes) {
+            b = static_cast<unsigned char>(v & 0xFF);
+            v >>= CHAR_BIT;
+        }
+    }
+    unsigned long long Value() const {
+        unsigned long long v = 0;
+        for (int i = sizeof bytes; i-- > 0;) v = v << CHAR_BIT | bytes[i];
+        return v;
+    }
+};
+
+// Bytes that are not read keep their place in the value.
+unsigned long long ReadValue(VFile& f, unsigned long long old, int n) {
+    ValueBytes v(old);
+    f.ReadBytes(v.bytes, n);
+    return v.Value();
+}
+
+} // namespace
+
+std::int32_t VFile::WriteOldLen(std::int32_t n) const {
+    return flags & vfInsert ? 0 : n;
+}
+
+void VFile::InsertByte(unsigned char b) {
+    ReplaceBuf(pos, 0, &b, 1);
+}
+
+void VFile::InsertBytes(const void* bytes, int n) {
+    ReplaceBuf(pos, 0, bytes, n);
+}
+
+void VFile::InsertWord(unsigned short v) {
+    ReplaceBuf(pos, 0, ValueBytes(v).bytes, 2);
+}
+
+void VFile::InsertDWord(unsigned int v) {
+    ReplaceBuf(pos, 0, ValueBytes(v).bytes, 4);
+}
+
+void VFile::InsertQWord(unsigned long long v) {
+    ReplaceBuf(pos, 0, ValueBytes(v).bytes, 8);
+}
+
+void VFile::Insert(char c, int n) {
+    ReplaceCh(pos, 0, c, n);
+}
+
+void VFile::Insert(const char* s) {
+    ReplaceBuf(pos, 0, s, TextLength(s));
+}
+
+void VFile::Insert(const VFile& src, std::int32_t from, std::int32_t count) {
+    ReplaceTxt(pos, 0, src, from, count);
+}
+
+void VFile::Insert(FileHandle h, std::int32_t count) {
+    ReplaceFile(pos, 0, h, count);
+}
+
+void VFile::Insert(HFile& f, std::int32_t count) {
+    ReplaceFile(pos, 0, f, count);
+}
+
+void VFile::ReplaceByte(unsigned char b) {
+    ReplaceBuf(pos, 1, &b, 1);
+}
+
+void VFile::ReplaceBytes(const void* bytes, int n) {
+    ReplaceBuf(pos, n, bytes, n);
+}
+
+void VFile::ReplaceWord(unsigned short v) {
+    ReplaceBuf(pos, 2, ValueBytes(v).bytes, 2);
+}
+
+void VFile::ReplaceDWord(unsigned int v) {
+    ReplaceBuf(pos, 4, ValueBytes(v).bytes, 4);
+}
+
+void VFile::ReplaceQWord(unsigned long long v) {
+    ReplaceBuf(pos, 8, ValueBytes(v).bytes, 8);
+}
+
+void VFile::Replace(char c, int n) {
+    ReplaceCh(pos, n, c, n);
+}
+
+void VFile::Replace(const char* s) {
+    ReplaceBuf(pos, SameLen, s, TextLength(s));
+}
+
+void VFile::Replace(const VFile& src, std::int32_t from, std::int32_t count) {
+    ReplaceTxt(pos, SameLen, src, from, count);
+}
+
+void VFile::Replace(FileHandle h, std::int32_t count) {
+    ReplaceFile(pos, SameLen, h, count);
+}
+
+void VFile::Replace(HFile& f, std::int32_t count) {
+    ReplaceFile(pos, SameLen, f, count);
+}
+
+void VFile::WriteByte(unsigned char b) {
+    ReplaceBuf(pos, WriteOldLen(1), &b, 1);
+}
+
+void VFile::WriteBytes(const void* bytes, int n) {
+    ReplaceBuf(pos, WriteOldLen(n), bytes, n);
+}
+
+void VFile::WriteWord(unsigned short v) {
+    ReplaceBuf(pos, WriteOldLen(2), ValueBytes(v).bytes, 2);
+}
+
+void VFile::WriteDWord(unsigned int v) {
+    ReplaceBuf(pos, WriteOldLen(4), ValueBytes(v).bytes, 4);
+}
+
+void VFile::WriteQWord(unsigned long long v) {
+    ReplaceBuf(pos, WriteOldLen(8), ValueBytes(v).bytes, 8);
+}
+
+void VFile::Write(char c, int n) {
+    ReplaceCh(pos, WriteOldLen(n), c, n);
+}
+
+void VFile::Write(const char* s) {
+    ReplaceBuf(pos, WriteOldLen(SameLen), s, TextLength(s));
+}
+
+void VFile::Write(const VFile& src, std::int32_t from, std::int32_t count) {
+    ReplaceTxt(pos, WriteOldLen(SameLen), src, from, count);
+}
+
+void VFile::Write(FileHandle h, std::int32_t count) {
+    ReplaceFile(pos, WriteOldLen(SameLen), h, count);
+}
+
+void VFile::Write(HFile& f, std::int32_t count) {
+    ReplaceFile(pos, WriteOldLen(SameLen), f, count);
+}
+
+void VFile::AppendByte(unsigned char b) {
+    ReplaceBuf(len, 0, &b, 1);
+}
+
+void VFile::AppendBytes(const void* bytes, int n) {
+    ReplaceBuf(len, 0, bytes, n);
+}
+
+void VFile::AppendWord(unsigned short v) {
+    ReplaceBuf(len, 0, ValueBytes(v).bytes, 2);
+}
+
+void VFile::AppendDWord(unsigned int v) {
+    ReplaceBuf(len, 0, ValueBytes(v).bytes, 4);
+}
+
+void VFile::AppendQWord(unsigned long long v) {
+    ReplaceBuf(len, 0, ValueBytes(v).bytes, 8);
+}
+
+void VFile::Append(char c, int n) {
+    ReplaceCh(len, 0, c, n);
+}
+
+void VFile::Append(const char* s) {
+    ReplaceBuf(len, 0, s, TextLength(s));
+}
+
+void VFile::Append(const VFile& src, std::int32_t from, std::int32_t count) {
+    ReplaceTxt(len, 0, src, from, count);
+}
+
+void VFile::Append(FileHandle h, std::int32_t count) {
+    ReplaceFile(len, 0, h, count);
+}
+
+void VFile::Append(HFile& f, std::int32_t count) {
+    ReplaceFile(len, 0, f, count);
+}
+
+void VFile::PrependByte(unsigned char b) {
+    ReplaceBuf(0, 0, &b, 1);
+}
+
+void VFile::PrependBytes(const void* bytes, int n) {
+    ReplaceBuf(0, 0, bytes, n);
+}
+
+void VFile::PrependWord(unsigned short v) {
+    ReplaceBuf(0, 0, ValueBytes(v).bytes, 2);
+}
+
+void VFile::PrependDWord(unsigned int v) {
+    ReplaceBuf(0, 0, ValueBytes(v).bytes, 4);
+}
+
+void VFile::PrependQWord(unsigned long long v) {
+    ReplaceBuf(0, 0, ValueBytes(v).bytes, 8);
+}
+
+void VFile::Prepend(char c, int n) {
+    ReplaceCh(0, 0, c, n);
+}
+
+void VFile::Prepend(const char* s) {
+    ReplaceBuf(0, 0, s, TextLength(s));
+}
+
+void VFile::Prepend(const VFile& src, std::int32_t from, std::int32_t count) {
+    ReplaceTxt(0, 0, src, from, count);
+}
+
+void VFile::Prepend(FileHandle h, std::int32_t count) {
+    ReplaceFile(0, 0, h, count);
+}
+
+void VFile::Prepend(HFile& f, std::int32_t count) {
+    ReplaceFile(0, 0, f, count);
+}
+
+void VFile::ReadFromFile(FileHandle h, std::int32_t count) {
+    Write(h, count);
+}
+
+void VFile::ReadFromFile(HFile& f, std::int32_t count) {
+    Write(f, count);
+}
+
+void VFile::Delete(std::int32_t from, std::int32_t count) {
+    ReplaceBuf(from, count, nullptr, 0);
+}
+
+void VFile::Truncate() {
+    ReplaceBuf(pos, MaxLen, nullptr, 0);
+}
+
+void VFile::ReadChar(unsigned char& c) {
+    ReadByte(c);
+}
+
+void VFile::ReadPrevChar(unsigned char& c) {
+    ReadPrevByte(c);
+}
+
+void VFile::ReadWord(unsigned short& v) {
+    v = static_cast<unsigned short>(ReadValue(*this, v, 2));
+}
+
+void VFile::ReadDWord(unsigned int& v) {
+    v = static_cast<unsigned int>(ReadValue(*this, v, 4));
+}
+
+void VFile::ReadQWord(unsigned long long& v) {
+    v = ReadValue(*this, v, 8);
+}
+
+std::int32_t VFile::Read(unsigned char& c) {
+    unsigned char b;
+    ReadByte(b);
+    c = b;
+    if (eof) return 0;
+    if (b != '\r') return 1;
+    c = '\n';
+    const std::int32_t behind = pos;
+    ReadByte(b);
+    if (!eof && b == '\n') return 2;
+    SetPos(behind);
+    return 1;
+}

@@ -1,0 +1,149 @@
+// Filling constructors, assignment, and the operators that add, write and read.
+#include "vfile/vfile.h"
+
+#include "vfile/edit_internal.h"
+
+namespace {
+
+constexpr int NumberTextSize = 66; // 64 digits, a sign and the terminator
+
+// The digits of `v` from the end of `text` on backward; returns the first one.
+const char* Digits(char (&text)[NumberTextSize], unsigned long long v, std::int32_t base, bool negative) {
+    const auto radix = static_cast<unsigned int>(base >= 2 && base <= 36 ? base : 10);
+    char* p = text + NumberTextSize;
+    *--p = '\0';
+    do {
+        *--p = "0123456789abcdefghijklmnopqrstuvwxyz"[v % radix];
+        v /= radix;
+    } while (v != 0);
+    if (negative) *--p = '-';
+    return p;
+}
+
+bool ShowsSign(std::int32_t base) {
+    return base < 2 || base == 10 || base > 36;
+}
+
+} // namespace
+
+// A constructor calls the class's own operation: what a derived class would put in its place is not there yet.
+
+VFile::VFile(char c, int n) {
+    Init();
+    VFile::ReplaceCh(0, 0, c, n);
+}
+
+VFile::VFile(signed char c, int n) : VFile(static_cast<char>(c), n) {}
+
+VFile::VFile(unsigned char c, int n) : VFile(static_cast<char>(c), n) {}
+
+VFile::VFile(const char* s) {
+    Init();
+    VFile::ReplaceBuf(0, 0, s, TextLength(s));
+}
+
+VFile::VFile(FileHandle h, std::int32_t n) {
+    Init();
+    VFile::ReplaceFile(0, 0, h, n);
+}
+
+VFile::VFile(HFile& f, std::int32_t n) {
+    Init();
+    VFile::ReplaceFile(0, 0, f, n);
+}
+
+VFile::VFile(const VFile& src, std::int32_t start, std::int32_t n) {
+    Init();
+    VFile::ReplaceTxt(0, 0, src, start, n);
+}
+
+VFile& VFile::operator=(const VFile& src) {
+    ReplaceTxt(0, len, src, 0, MaxLen);
+    return *this;
+}
+
+VFile& VFile::operator=(const char* s) {
+    ReplaceBuf(0, len, s, TextLength(s));
+    return *this;
+}
+
+VFile& VFile::operator=(char c) {
+    ReplaceBuf(0, len, &c, 1);
+    return *this;
+}
+
+VFile& VFile::operator=(signed char c) {
+    ReplaceBuf(0, len, &c, 1);
+    return *this;
+}
+
+VFile& VFile::operator=(unsigned char c) {
+    ReplaceBuf(0, len, &c, 1);
+    return *this;
+}
+
+VFile& VFile::operator+=(char c) {
+    ReplaceBuf(len, 0, &c, 1);
+    return *this;
+}
+
+VFile& VFile::operator+=(const char* s) {
+    Append(s);
+    return *this;
+}
+
+VFile& VFile::operator+=(const VFile& src) {
+    Append(src, 0, MaxLen);
+    return *this;
+}
+
+VFile& VFile::operator<<(char c) {
+    WriteByte(static_cast<unsigned char>(c));
+    return *this;
+}
+
+VFile& VFile::operator<<(const char* s) {
+    Write(s);
+    return *this;
+}
+
+VFile& VFile::operator<<(const VFile& src) {
+    Write(src, 0, MaxLen);
+    return *this;
+}
+
+VFile& VFile::operator<<(int v) {
+    if (v < 0 && ShowsSign(base)) return *this << static_cast<long long>(v);
+    return *this << static_cast<unsigned int>(v);
+}
+
+VFile& VFile::operator<<(unsigned int v) {
+    return *this << static_cast<unsigned long long>(v);
+}
+
+VFile& VFile::operator<<(long long v) {
+    const bool negative = v < 0 && ShowsSign(base);
+    const auto bits = static_cast<unsigned long long>(v);
+    char text[NumberTextSize];
+    return *this << Digits(text, negative ? 0 - bits : bits, base, negative);
+}
+
+VFile& VFile::operator<<(unsigned long long v) {
+    char text[NumberTextSize];
+    return *this << Digits(text, v, base, false);
+}
+
+VFile& VFile::operator>>(unsigned char& c) {
+    ReadByte(c);
+    return *this;
+}
+
+VFile& VFile::operator>>(VFile& dst) {
+    dst.ReplaceTxt(0, MaxLen, *this, pos, MaxLen);
+    if (dst.res != resDone) {
+        res = dst.res;
+    } else {
+        SetPos(MaxLen);
+    }
+    return *this;
+}

@@ -1,0 +1,92 @@
+// Whole files in and out: named files are opened, moved in pieces of 1024 bytes, and closed within one call.
+#include "vfile/vfile.h"
+
+#include "foundation/halt.h"
+#include "foundation/number.h"
+#include "hostfile/hfile.h"
+#include "platform/file.h"
+
+void VFile::ReadFile(const char* name, std::uint32_t share) {
+    if (!OnOwnerThread()) HaltA("VFile", __LINE__);
+    if (res != resDone) return;
+    if (!MayChange()) return;
+    const platform::Sharing sharing = share == 0 ? platform::Sharing::None : platform::Sharing::All;
+    const FileHandle h = platform::OpenFile(name, platform::Access::Read, sharing, platform::Disposition::OpenExisting,
+                                            platform::Pattern::Sequential);
+    if (h == InvalidHandle) {
+        res = GetFileRes();
+        return;
+    }
+    ReplaceFile(pos, flags & vfInsert ? 0 : SameLen, h, MaxLen);
+    platform::CloseFile(h);
+}
+
+void VFile::Load(const char* name, std::uint32_t share) {
+    SetPos(0);
+    ReplaceBuf(0, MaxLen, nullptr, 0);
+    ReadFile(name, share);
+    if (res == resDone) SetPos(0);
+}
+
+void VFile::WriteFile(const char* name, bool overwrite) {
+    if (!OnOwnerThread()) HaltA("VFile", __LINE__);
+    if (res != resDone) return;
+    const platform::Disposition disposition =
+        overwrite ? platform::Disposition::CreateAlways : platform::Disposition::CreateNew;
+    const FileHandle h = platform::OpenFile(name, platform::Access::Write, platform::Sharing::None, disposition,
+                                            platform::Pattern::Sequential);
+    if (h == InvalidHandle) {
+        res = GetFileRes();
+        return;
+    }
+    SetPos(0);
+    WriteToFile(h, MaxLen);
+    platform::CloseFile(h);
+}
+
+void VFile::Save(const char* name, bool overwrite) {
+    SetPos(0);
+    WriteFile(name, overwrite);
+}
+
+void VFile::WriteToFile(FileHandle h, std::int32_t count) {
+    if (!OnOwnerThread()) HaltA("VFile", __LINE__);
+    WriteTo(nullptr, h, count);
+}
+
+void VFile::WriteToFile(HFile& f, std::int32_t count) {
+    if (!OnOwnerThread()) HaltA("VFile", __LINE__);
+    WriteTo(&f, f.handle, count);
+}
+
+// Both forms of WriteToFile: to `f`, or to the bare handle `h` if f is NIL.
+void VFile::WriteTo(HFile* f, FileHandle h, std::int32_t count) {
+    if (res != resDone) return;
+    if (count < 0 || h == InvalidHandle) {
+        res = resCallError;
+        return;
+    }
+    count = MinL(count, len - pos);
+    unsigned char bytes[BlkSize];
+    while (count > 0) {
+        const int got = ReadBytes(bytes, MinL(count, BlkSize));
+        if (got <= 0) res = resNotDone; // only a derived class's ReadBytes can come back empty-handed here
+        if (res == resDone) WritePiece(f, h, bytes, got);
+        if (res != resDone) return;
+        count -= got;
+    }
+}
+
+void VFile::WritePiece(HFile* f, FileHandle h, const void* bytes, int n) {
+    if (f) {
+        f->WriteBytes(bytes, n);
+        if (f->res != resDone) res = GetFileRes(*f);
+        return;
+    }
+    const std::int32_t moved = platform::WriteFile(h, bytes, static_cast<std::uint32_t>(n));
+    if (moved < 0) {
+        res = GetFileRes();
+    } else if (moved != n) {
+        res = resDiskFull;
+    }
+}

@@ -1,0 +1,232 @@
+// The allocator: a heap in the memory that it manages. Free blocks are chained through their own first bytes.
+#include "vmem/vmem_internal.h"
+
+#include "foundation/halt.h"
+
+#include <cstring>
+
+using namespace vfile_internal;
+
+namespace {
+
+constexpr std::int16_t MinBlock = 4;      // room for a link
+constexpr std::int16_t MinMixedBlock = 6; // room for a link and a length
+constexpr std::int16_t SplitMargin = 4;   // what a split leaves must hold a link
+constexpr std::int16_t PresetLen[] = {4, 5, VMem::PageSize};
+constexpr int PresetClasses = 3;
+
+const char NoLength[] = "len must be >0";
+const char NoPageAdr[] = "address is not a page address";
+
+// How a block on the mixed list begins: a link of 4 bytes and a length of 2.
+struct MixedHead {
+    std::int32_t next;
+    std::int16_t len;
+};
+constexpr std::int16_t MixedHeadSize = 6;
+
+MixedHead ReadMixedHead(VMem& m, std::int32_t adr) {
+    unsigned char bytes[MixedHeadSize];
+    std::memset(bytes, 0xFF, sizeof bytes); // a halt that comes back ends the list
+    m.Get(adr, bytes, MixedHeadSize);
+    MixedHead head;
+    std::memcpy(&head.next, bytes, sizeof head.next);
+    std::memcpy(&head.len, bytes + sizeof head.next, sizeof head.len);
+    return head;
+}
+
+void WriteMixedHead(VMem& m, std::int32_t adr, const MixedHead& head) {
+    unsigned char bytes[MixedHeadSize];
+    std::memcpy(bytes, &head.next, sizeof head.next);
+    std::memcpy(bytes + sizeof head.next, &head.len, sizeof head.len);
+    m.Set(adr, bytes, MixedHeadSize);
+}
+
+} // namespace
+
+void VMem::Alloc(std::int32_t& adr, std::int16_t len) {
+    if (!OnOwnerThread()) HaltA("VMem", __LINE__);
+    if (len < 1) {
+        adr = NoAdr;
+        return Halt("VMem", "Alloc", NoLength);
+    }
+    if (len < MinBlock) len = MinBlock;
+
+    if (len == PageSize && freePages != NoAdr) {
+        adr = PopFree(freePages, freePageCount);
+        return;
+    }
+    const int i = ClassOf(len);
+    if (i > 0 && freeHead[i] != NoAdr) {
+        adr = PopFree(freeHead[i], freeCount[i]);
+        if (freeHead[i] == NoAdr && i > PresetClasses) RetireClass(i);
+        return;
+    }
+    if (TakeFromMixed(adr, len)) return;
+    if (std::int64_t{topAdr} + len > INT32_MAX) {
+        adr = NoAdr;
+        return Halt("VMem", "Alloc", "illegal address (>max.address)");
+    }
+    adr = topAdr;
+    topAdr += len;
+}
+
+void VMem::AllocPage(std::int32_t& adr) {
+    if (!OnOwnerThread()) HaltA("VMem", __LINE__);
+    if (freePages != NoAdr) {
+        adr = PopFree(freePages, freePageCount);
+        return;
+    }
+
+    std::int32_t gap = (PageSize - (topAdr & PageMask)) & PageMask;
+    if (gap > 0 && gap < MinBlock) gap += PageSize; // the bytes below the page must be able to hold a link
+    if (std::int64_t{topAdr} + gap + PageSize > INT32_MAX) {
+        adr = NoAdr;
+        return Halt("VMem", "AllocPage", "illegal address (>max.address)");
+    }
+    std::int32_t gapAdr = topAdr;
+    adr = topAdr + gap;
+    if ((adr & PageMask) != 0) Halt("VMem", "AllocPage", NoPageAdr);
+    topAdr = adr + PageSize;
+    if (gap > 0) Dealloc0(gapAdr, static_cast<std::int16_t>(gap), false);
+}
+
+void VMem::Dealloc(std::int32_t& adr, std::int16_t len) {
+    if (!OnOwnerThread()) HaltA("VMem", __LINE__);
+    Dealloc0(adr, len, true);
+}
+
+void VMem::DeallocPage(std::int32_t& adr) {
+    if (!OnOwnerThread()) HaltA("VMem", __LINE__);
+    if ((adr & PageMask) != 0) return Halt("VMem", "DeallocPage", NoPageAdr);
+    Dealloc(adr, PageSize);
+}
+
+void VMem::DeallocAll() {
+    if (!OnOwnerThread()) HaltA("VMem", __LINE__);
+    DropAllPages();
+    ResetAllocator();
+    CloseSwap();
+}
+
+void VMem::ResetAllocator() {
+    topAdr = 0;
+    for (int i = 0; i <= MaxClasses; ++i) {
+        freeHead[i] = NoAdr;
+        classLen[i] = 0;
+        freeCount[i] = 0;
+    }
+    for (int i = 1; i <= PresetClasses; ++i) classLen[i] = PresetLen[i - 1];
+    classCount = PresetClasses;
+    freePages = NoAdr;
+    freePageCount = 0;
+}
+
+// The class of this block length, 0 if there is none.
+int VMem::ClassOf(std::int16_t len) const {
+    int i = classCount;
+    while (i > 0 && classLen[i] != len) --i;
+    return i;
+}
+
+// The lists of free pages and of the classes: last in, first out. The list changes only when its block has been read or
+// written.
+
+std::int32_t VMem::PopFree(std::int32_t& head, std::int32_t& count) {
+    const std::int32_t adr = head;
+    Get(adr, head);
+    --count;
+    return adr;
+}
+
+void VMem::PushFree(std::int32_t adr, std::int32_t& head, std::int32_t& count) {
+    Set(adr, head);
+    head = adr;
+    ++count;
+}
+
+// A class that holds no block any more makes room for another length.
+void VMem::RetireClass(int i) {
+    for (; i < classCount; ++i) {
+        freeHead[i] = freeHead[i + 1];
+        classLen[i] = classLen[i + 1];
+        freeCount[i] = freeCount[i + 1];
+    }
+    freeHead[i] = NoAdr;
+    classLen[i] = 0;
+    freeCount[i] = 0;
+    --classCount;
+}
+
+// The first block of exactly this length, or else the front of the first of the largest ones, if what that leaves can
+// hold a link. False if neither is there.
+bool VMem::TakeFromMixed(std::int32_t& adr, std::int16_t len) {
+    std::int32_t prev = NoAdr;
+    std::int32_t largestAdr = NoAdr;
+    std::int32_t largestPrev = NoAdr;
+    MixedHead largest{NoAdr, 0};
+    std::int32_t at = freeHead[0];
+    while (at != NoAdr) {
+        const MixedHead head = ReadMixedHead(*this, at);
+        if (head.len == len) {
+            UnlinkMixed(prev, head.next);
+            adr = at;
+            return true;
+        }
+        if (head.len > largest.len) {
+            largest = head;
+            largestAdr = at;
+            largestPrev = prev;
+        }
+        prev = at;
+        at = head.next;
+    }
+    if (largest.len < len + SplitMargin) return false;
+
+    UnlinkMixed(largestPrev, largest.next);
+    adr = largestAdr;
+    std::int32_t rest = largestAdr + len;
+    Dealloc0(rest, static_cast<std::int16_t>(largest.len - len), false);
+    return true;
+}
+
+void VMem::UnlinkMixed(std::int32_t prev, std::int32_t next) {
+    if (prev == NoAdr) {
+        freeHead[0] = next;
+    } else {
+        Set(prev, next);
+    }
+    --freeCount[0];
+}
+
+// Gives a block back; the first place that takes it wins. `toClass` is false for what a split or a page's alignment has
+// left, which opens no class of its own.
+void VMem::Dealloc0(std::int32_t& adr, std::int16_t len, bool toClass) {
+    if (len < 1) return Halt("VMem", "Dealloc0", NoLength);
+    if (len < MinBlock) len = MinBlock;
+    if (!CheckAdr(adr, len)) return;
+
+    const std::int32_t block = adr;
+    if (block + len == topAdr) {
+        topAdr = block;
+    } else if (len == PageSize && (block & PageMask) == 0) {
+        PushFree(block, freePages, freePageCount);
+    } else if (const int i = toClass || len < MinMixedBlock ? ClassForFree(len) : 0; i > 0) {
+        PushFree(block, freeHead[i], freeCount[i]);
+    } else {
+        if (len < MinMixedBlock) return Halt("VMem", "Dealloc0", "len must be >=6");
+        WriteMixedHead(*this, block, {freeHead[0], len});
+        freeHead[0] = block;
+        ++freeCount[0];
+    }
+    adr = NoAdr;
+}
+
+// The class that takes a block of this length, opened if there is room for one more; 0 if there is not.
+int VMem::ClassForFree(std::int16_t len) {
+    const int i = ClassOf(len);
+    if (i > 0 || classCount == MaxClasses) return i;
+    ++classCount;
+    classLen[classCount] = len;
+    return classCount;
+}

@@ -1,0 +1,265 @@
+// VMem: its life, the byte transfers and the settings.
+#include "vmem/vmem.h"
+
+#include "foundation/halt.h"
+#include "vmem/vmem_internal.h"
+
+#include <cstdlib>
+#include <cstring>
+
+using namespace vfile_internal;
+
+namespace {
+
+constexpr std::int16_t DefaultMaxCacheKb = 4000;
+
+std::int32_t PageOf(std::int32_t adr) {
+    return adr & ~PageMask;
+}
+
+// An address that is past the end of all numbers is past the top like any other.
+std::int32_t AdrPlus(std::int32_t adr, std::int32_t off) {
+    const std::int64_t sum = std::int64_t{adr} + off;
+    return sum > INT32_MAX ? INT32_MAX : static_cast<std::int32_t>(sum);
+}
+
+char* NewText(const char* s) {
+    const std::size_t size = std::strlen(s) + 1;
+    auto* text = static_cast<char*>(std::malloc(size));
+    if (text) std::memcpy(text, s, size);
+    return text;
+}
+
+} // namespace
+
+VMem::VMem()
+    : swapFile(InvalidHandle), tempDir(nullptr), swapName(nullptr), owner(platform::CurrentThreadId()),
+      sparePage(nullptr), cacheHead(nullptr), cacheTail(nullptr), hashTable{}, cacheCount(0), maxCacheCount(0),
+      maxCacheKb(0), fileSize(0) {
+    NewCachePtr(sparePage);
+    ResetAllocator();
+    SetMaxCacheSize(DefaultMaxCacheKb);
+}
+
+VMem::~VMem() {
+    DeallocAll();
+    std::free(tempDir);
+    tempDir = nullptr;
+    owner = 0;
+}
+
+// The transfers. One that halted and came back has moved the pages before the bad one, or nothing.
+
+void VMem::Get(std::int32_t adr, void* buf, std::int16_t len) {
+    if (!OnOwnerThread()) HaltA("VMem", __LINE__);
+    if (len == 0) return;
+    if (!CheckAdr(adr, len)) return;
+    if (!buf) return Halt("VMem", "Get", "buffer address must not be 0");
+
+    auto* to = static_cast<unsigned char*>(buf);
+    std::int32_t left = len;
+    for (;;) {
+        const CacheDesc* p = FindPage(PageOf(adr));
+        if (!p) return;
+        const std::int32_t off = adr & PageMask;
+        const std::int32_t room = PageSize - off;
+        if (left <= room) {
+            std::memcpy(to, p->data + off, static_cast<std::size_t>(left));
+            return;
+        }
+        std::memcpy(to, p->data + off, static_cast<std::size_t>(room));
+        to += room;
+        adr += room;
+        left -= room;
+    }
+}
+
+void VMem::Set(std::int32_t adr, const void* buf, std::int16_t len) {
+    if (!OnOwnerThread()) HaltA("VMem", __LINE__);
+    if (len == 0) return;
+    if (!CheckAdr(adr, len)) return;
+    if (!buf) return Halt("VMem", "Set", "buffer address must not be 0");
+
+    const auto* from = static_cast<const unsigned char*>(buf);
+    std::int32_t left = len;
+    for (;;) {
+        CacheDesc* p = FindPage(PageOf(adr));
+        if (!p) return;
+        const std::int32_t off = adr & PageMask;
+        const std::int32_t room = PageSize - off;
+        p->dirty = true;
+        if (left <= room) {
+            std::memcpy(p->data + off, from, static_cast<std::size_t>(left));
+            return;
+        }
+        std::memcpy(p->data + off, from, static_cast<std::size_t>(room));
+        from += room;
+        adr += room;
+        left -= room;
+    }
+}
+
+// The typed family.
+
+void VMem::Get(std::int32_t adr, char& value) {
+    Get(adr, &value, sizeof value);
+}
+void VMem::Get(std::int32_t adr, signed char& value) {
+    Get(adr, &value, sizeof value);
+}
+void VMem::Get(std::int32_t adr, unsigned char& value) {
+    Get(adr, &value, sizeof value);
+}
+void VMem::Get(std::int32_t adr, short& value) {
+    Get(adr, &value, sizeof value);
+}
+void VMem::Get(std::int32_t adr, unsigned short& value) {
+    Get(adr, &value, sizeof value);
+}
+void VMem::Get(std::int32_t adr, int& value) {
+    Get(adr, &value, sizeof value);
+}
+void VMem::Get(std::int32_t adr, unsigned int& value) {
+    Get(adr, &value, sizeof value);
+}
+void VMem::Get(std::int32_t adr, long& value) {
+    Get(adr, &value, sizeof value);
+}
+void VMem::Get(std::int32_t adr, unsigned long& value) {
+    Get(adr, &value, sizeof value);
+}
+void VMem::Get(std::int32_t adr, long long& value) {
+    Get(adr, &value, sizeof value);
+}
+void VMem::Get(std::int32_t adr, unsigned long long& value) {
+    Get(adr, &value, sizeof value);
+}
+void VMem::Get(std::int32_t adr, float& value) {
+    Get(adr, &value, sizeof value);
+}
+void VMem::Get(std::int32_t adr, double& value) {
+    Get(adr, &value, sizeof value);
+}
+void VMem::Get(std::int32_t adr, long double& value) {
+    double narrow = 0;
+    Get(adr, narrow);
+    value = narrow;
+}
+void VMem::Get(std::int32_t adr, void*& value) {
+    Get(adr, &value, sizeof value);
+}
+
+void VMem::Set(std::int32_t adr, char value) {
+    Set(adr, &value, sizeof value);
+}
+void VMem::Set(std::int32_t adr, signed char value) {
+    Set(adr, &value, sizeof value);
+}
+void VMem::Set(std::int32_t adr, unsigned char value) {
+    Set(adr, &value, sizeof value);
+}
+void VMem::Set(std::int32_t adr, short value) {
+    Set(adr, &value, sizeof value);
+}
+void VMem::Set(std::int32_t adr, unsigned short value) {
+    Set(adr, &value, sizeof value);
+}
+void VMem::Set(std::int32_t adr, int value) {
+    Set(adr, &value, sizeof value);
+}
+void VMem::Set(std::int32_t adr, unsigned int value) {
+    Set(adr, &value, sizeof value);
+}
+void VMem::Set(std::int32_t adr, long value) {
+    Set(adr, &value, sizeof value);
+}
+void VMem::Set(std::int32_t adr, unsigned long value) {
+    Set(adr, &value, sizeof value);
+}
+void VMem::Set(std::int32_t adr, long long value) {
+    Set(adr, &value, sizeof value);
+}
+void VMem::Set(std::int32_t adr, unsigned long long value) {
+    Set(adr, &value, sizeof value);
+}
+void VMem::Set(std::int32_t adr, float value) {
+    Set(adr, &value, sizeof value);
+}
+void VMem::Set(std::int32_t adr, double value) {
+    Set(adr, &value, sizeof value);
+}
+void VMem::Set(std::int32_t adr, long double value) {
+    Set(adr, static_cast<double>(value));
+}
+void VMem::Set(std::int32_t adr, void* value) {
+    Set(adr, &value, sizeof value);
+}
+
+void VMem::CopyBytes(std::int32_t dst, std::int32_t src, std::int16_t len) {
+    if (!OnOwnerThread()) HaltA("VMem", __LINE__);
+    if (len < 0) return Halt("VMem", "CopyBytes", "len must be >=0");
+    if (len == 0 || dst == src) return;
+
+    // One piece is read whole before it is written. Of several, the one that the next would overwrite goes first.
+    unsigned char piece[PageSize];
+    const bool backward = dst > src && len > PageSize;
+    std::int32_t done = 0;
+    while (done < len) {
+        const std::int32_t n = len - done < PageSize ? len - done : PageSize;
+        const std::int32_t off = backward ? len - done - n : done;
+        Get(AdrPlus(src, off), piece, static_cast<std::int16_t>(n));
+        Set(AdrPlus(dst, off), piece, static_cast<std::int16_t>(n));
+        done += n;
+    }
+}
+
+// The settings.
+
+std::int16_t VMem::GetCacheSize() {
+    if (!OnOwnerThread()) HaltA("VMem", __LINE__);
+    return static_cast<std::int16_t>(cacheCount * DescriptorSize / 1024);
+}
+
+std::int16_t VMem::GetMaxCacheSize() {
+    if (!OnOwnerThread()) HaltA("VMem", __LINE__);
+    return maxCacheKb;
+}
+
+void VMem::SetMaxCacheSize(std::int16_t kb) {
+    if (!OnOwnerThread()) HaltA("VMem", __LINE__);
+    maxCacheKb = kb < 0 ? std::int16_t{0} : kb;
+    maxCacheCount = static_cast<std::int16_t>(maxCacheKb * 1024 / DescriptorSize);
+    ShrinkTo(maxCacheCount);
+}
+
+const char* VMem::GetTempDir() {
+    if (!OnOwnerThread()) HaltA("VMem", __LINE__);
+    return tempDir;
+}
+
+void VMem::SetTempDir(const char* dir) {
+    if (!OnOwnerThread()) HaltA("VMem", __LINE__);
+    char* text = dir && *dir ? NewText(dir) : nullptr; // before the old text goes: it may be `dir` itself
+    std::free(tempDir);
+    tempDir = text;
+}
+
+void VMem::FlushCache() {
+    if (!OnOwnerThread()) HaltA("VMem", __LINE__);
+    for (CacheDesc* p = cacheHead; p; p = p->next) FlushCachePtr(p);
+}
+
+void VMem::ReleaseCache() {
+    if (!OnOwnerThread()) HaltA("VMem", __LINE__);
+    ShrinkTo(0);
+}
+
+void VMem::WriteStatus() {}
+
+bool VMem::HaltOnAdr(std::int32_t adr, std::int16_t len) const {
+    const char* text = len < 1   ? "length of specified virt.memory must be >0"
+                       : adr < 0 ? "illegal address (<0)"
+                                 : "illegal address (>max.address)";
+    Halt("VMem", "CheckAdr", text);
+    return false;
+}

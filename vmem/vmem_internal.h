@@ -1,0 +1,63 @@
+// What the sources of VMem share: the cached page, addresses, and the two tests that every access begins with.
+// Internal.
+#pragma once
+
+#include "platform/platform.h"
+#include "platform/thread.h"
+#include "vmem/vmem.h"
+
+#include <cstddef>
+#include <cstdint>
+
+// One page in RAM.
+struct CacheDesc {
+    CacheDesc* next;      // next of the cache list, toward the victim; NIL at the tail
+    CacheDesc* prev;      // NIL at the head
+    CacheDesc* chainNext; // next cached page of the same slot
+    std::int32_t adr;     // page address, NoAdr while the descriptor is in no chain
+    bool dirty;           // data has changes that the swap file has not
+    bool hasSlot;         // found by the fast road; true only at the front of a chain
+    alignas(8) unsigned char data[VMem::PageSize];
+};
+
+namespace vfile_internal {
+
+constexpr std::int32_t NoAdr = -1;
+constexpr std::int32_t PageMask = VMem::PageSize - 1;
+static_assert((VMem::PageSize & PageMask) == 0, "pages are told apart by masks");
+
+// What one cached page counts for in every cache size that a host sets or reads. A fixed number, whatever a CacheDesc
+// measures here, so that a limit in kilobytes means the same number of pages on every system.
+constexpr int DescriptorSize = 1036;
+
+// A swap file's name is built in a buffer of this size; a directory that leaves no room for the name is not used.
+constexpr std::size_t SwapPathSize = 268;
+
+// Makes and opens a swap file in the first usable directory of `dir`, the variables TMP and TEMP, and the system's own
+// temporary directory, and puts its full name into `path` (SwapPathSize bytes). InvalidHandle if no name is to be had.
+FileHandle CreateSwapFile(char* path, const char* dir);
+
+} // namespace vfile_internal
+
+// Every transfer passes here.
+
+inline bool VMem::OnOwnerThread() const {
+    return owner == platform::CurrentThreadId();
+}
+
+inline bool VMem::CheckAdr(std::int32_t adr, std::int16_t len) const {
+    if (len > 0 && adr >= 0 && std::int64_t{adr} + len <= topAdr) return true;
+    return HaltOnAdr(adr, len);
+}
+
+// The slot of a page address.
+inline CacheDesc*& VMem::SlotOf(std::int32_t adr) {
+    return hashTable[static_cast<std::uint32_t>(adr) / PageSize % SlotCount];
+}
+
+// The page at `adr`, a page address: loaded, and where it belongs in the list. NIL after a halt that came back.
+inline CacheDesc* VMem::FindPage(std::int32_t adr) {
+    CacheDesc* p = SlotOf(adr);
+    if (p && p->adr == adr && p->hasSlot) return p; // and the list keeps its order: the page ages
+    return FindPageOffSlot(adr);
+}
