@@ -1,6 +1,7 @@
 // The families of edits over their sources, typed reads, numbers, operators and filled objects.
 #include "hostfile/hfile.h"
 #include "support/call_recorder.h"
+#include "support/halt_trap.h"
 #include "support/temp_dir.h"
 #include "support/vfile_support.h"
 
@@ -125,24 +126,21 @@ TEST(VFileEdit, ReadFoldsLineEnds) {
 
 namespace {
 
-// `wide` is the value in the width it is shown in.
-template <class Wide, class Value>
-void ExpectNumber(Value v, int base) {
-    const Wide wide = v;
-    char text[80];
-    const auto end = base == 10 ? std::to_chars(text, text + 80, wide)
-                                : std::to_chars(text, text + 80, std::make_unsigned_t<Wide>(wide), base);
-    CallRecorder f;
-    f.base = base;
-    f << v;
-    EXPECT_EQ(std::string(text, end.ptr), ContentOf(f)) << base;
-    EXPECT_EQ("ReplaceBuf 0 same ", f.calls.substr(0, 18));
-}
-
+// `Wide` is the type whose bits are shown.
 template <class Wide, class Value>
 void ExpectNumbers(int base) {
     using Limits = std::numeric_limits<Value>;
-    for (const Value v : {Limits::min(), Limits::max(), Value(-1), Value(35)}) ExpectNumber<Wide>(v, base);
+    for (const Value v : {Limits::min(), Limits::max(), Value(-1), Value(35)}) {
+        const Wide wide = v;
+        char text[80];
+        const auto end = base == 10 ? std::to_chars(text, text + 80, wide)
+                                    : std::to_chars(text, text + 80, std::make_unsigned_t<Wide>(wide), base);
+        CallRecorder f;
+        f.base = base;
+        f << v;
+        EXPECT_EQ(std::string(text, end.ptr), ContentOf(f)) << base;
+        EXPECT_EQ("ReplaceBuf 0 same ", f.calls.substr(0, 18));
+    }
 }
 
 } // namespace
@@ -200,4 +198,22 @@ TEST(VFileEdit, FilledObjectsStandAtTheirEnd) {
                                                          {&part, Pattern(3000).substr(2000, 5)}};
     for (const auto& [f, content] : rows) EXPECT_TRUE(ContentOf(*f) == content && f->Eof() && f->res == resDone);
     EXPECT_TRUE(missing.res == resNotDone && missing.Length() == 0);
+}
+
+// Line queries, searches and comparisons test the thread first, whatever their arguments.
+TEST(VFileEdit, HaltsOnAnotherThreadAndForObjectsOfTwo) {
+    VFile f("a"); // the child that halts is another thread to it
+    std::int32_t at = -1;
+    const std::function<void()> acts[] = {[&] { f.LineStart(0); },
+                                          [&] { f.LineSize(-1, at, at, at); },
+                                          [&] { f.LineEnd(-1, true); },
+                                          [&] { f.LineIndent(-1); },
+                                          [&] { f.BetweenCRLF(0); },
+                                          [&] { f.Find(at, "", false, false); },
+                                          [&] { f.FindBack(at, "", false, false); },
+                                          [&] { f.ReplaceGlobal("", "", false, false); },
+                                          [&] { (void)(f == f); },
+                                          [&] { (void)("a" >= f); },
+                                          [&] { VFile_InitializeThread(), (void)(VFile("bc") == f); }};
+    for (const auto& act : acts) EXPECT_ASSERT_HALT("VFile", act());
 }

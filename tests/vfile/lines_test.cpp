@@ -1,6 +1,5 @@
 // Lines around every position of every short content, and what the queries leave behind.
 #include "support/call_recorder.h"
-#include "support/halt_trap.h"
 #include "support/text_models.h"
 
 #include <functional>
@@ -106,14 +105,4 @@ TEST(VFileLines, ADerivedObjectSeesEachStep) {
         query();
         EXPECT_EQ(expected, f.calls);
     }
-}
-
-TEST(VFileLines, QueriesHaltOnAnotherThread) {
-    VFile f("a\r\nb"); // the child that halts is another thread to it
-    std::int32_t n = 0;
-    EXPECT_ASSERT_HALT("VFile", f.LineStart(0));
-    EXPECT_ASSERT_HALT("VFile", f.LineSize(-1, n, n, n));
-    EXPECT_ASSERT_HALT("VFile", f.LineEnd(-1, true));
-    EXPECT_ASSERT_HALT("VFile", f.LineIndent(-1));
-    EXPECT_ASSERT_HALT("VFile", f.BetweenCRLF(0));
 }

@@ -1,6 +1,5 @@
 // Search against a plain one over every short content, what it leaves behind, and global replacement.
 #include "support/call_recorder.h"
-#include "support/halt_trap.h"
 #include "support/temp_dir.h"
 #include "support/text_models.h"
 #include "support/vfile_support.h"
@@ -102,12 +101,4 @@ TEST(VFileSearch, ReplaceGlobal) {
     f.refusal = 99;
     EXPECT_EQ(0, f.ReplaceGlobal("two", "2", false, false));
     EXPECT_TRUE(f.res == 99 && f.GetPos() == 4 && f.Length() == 11);
-}
-
-TEST(VFileSearch, HaltsOnAnotherThread) {
-    VFile f("abc"); // the child that halts is another thread to it
-    std::int32_t at = -1;
-    EXPECT_ASSERT_HALT("VFile", f.Find(at, "", false, false));
-    EXPECT_ASSERT_HALT("VFile", f.FindBack(at, "", false, false));
-    EXPECT_ASSERT_HALT("VFile", f.ReplaceGlobal("", "", false, false));
 }
