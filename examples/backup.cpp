@@ -39,12 +39,14 @@ void ListBackups(const FileParts& parts) {
     HFile::BuildName(pattern, parts.drive, parts.dir, parts.name, ".~*");
     HFileDir scan;
     char name[NameSize];
+    int count = 0;
     for (bool more = scan.FindFirst(name, pattern); more; more = scan.FindNext(name)) {
         HFile f;
         if (HFile::IsDirectory(name) || !f.OpenSeqRead(name)) continue;
         std::printf("%11d  %s\n", static_cast<int>(f.Length()), name);
+        ++count;
     }
-    std::printf("%d backups\n", static_cast<int>(scan.Count()));
+    std::printf("%d backups\n", count);
 }
 
 } // namespace
