@@ -5,9 +5,17 @@
 
 namespace platform {
 
+// The calling thread's number, 0 before it has one. For the two functions below, which thereby cost no call.
+inline thread_local std::uint32_t threadId = 0;
+
 // A number for the calling thread, never 0: different for all threads of the process, and in a forked child different
-// from every number that the parent gave. Costs about a function call.
+// from every number that the parent gave.
 std::uint32_t CurrentThreadId();
+
+// True if `id`, which is not 0, is the calling thread's number. Costs a load and a compare.
+inline bool IsCurrentThread(std::uint32_t id) {
+    return id == threadId;
+}
 
 // The process's one per-thread pointer. TlsAlloc gives the index, or NoTlsIndex; a thread that has never set its value
 // reads NIL. The thread's end notice comes only to threads whose value is not NIL.

@@ -14,7 +14,6 @@ namespace {
 
 // Numbers are counted, not taken from the system, which gives them out again: an object that outlives its thread must
 // not fall to the next one.
-thread_local std::uint32_t threadId = 0;
 std::atomic<std::uint32_t> lastThreadId{0};
 
 pthread_mutex_t slotLock;

@@ -3,6 +3,7 @@
 
 #include "foundation/halt.h"
 #include "foundation/number.h"
+#include "vfile/block_index.h"
 #include "vmem/vmem.h"
 
 #include <cstdlib>
@@ -31,9 +32,9 @@ void VFile::SetPos(std::int32_t p) {
         return;
     }
     p = MinL(p, len);
-    BlkDesc* left = cur.ptr;
-    FindBlk(cur, first, last, len, p, false);
-    if (cur.ptr != left) LeaveBlk(left);
+    const BlkRdr left = cur;
+    FindBlk(cur, p, false);
+    if (cur.ptr != left.ptr) LeaveBlk(left);
     pos = p;
     res = resDone;
     eof = false;
@@ -62,20 +63,25 @@ void VFile::Reset() {
     SetPos(0);
 }
 
-// The cursor is leaving this block, or has just left it: what only the buffer has goes to VMem.
-void VFile::LeaveBlk(const BlkDesc* blk) {
+// The cursor is leaving this block, or has just left it: what only the buffer has goes to VMem, and the index learns of
+// the block's new length.
+void VFile::LeaveBlk(const BlkRdr& left) {
     if (bufDirty) {
-        vm->Set(blk->adr, buf, blk->len);
+        vm->Set(left.ptr->adr, buf, left.ptr->len);
         bufDirty = false;
     }
     bufLoaded = false;
+    if (indexLag != 0) {
+        index->Adjust(left.start, indexLag);
+        indexLag = 0;
+    }
 }
 
 // Goes to the block that holds the byte at the cursor. False, and at the end of the last block, if there is none.
 bool VFile::EnterBlkAhead() {
     while (cur.ix >= cur.ptr->len) {
         if (!cur.ptr->next) return false;
-        LeaveBlk(cur.ptr);
+        LeaveBlk(cur);
         cur.start += cur.ptr->len;
         cur.ix = 0;
         cur.ptr = cur.ptr->next;
@@ -88,7 +94,7 @@ bool VFile::EnterBlkAhead() {
 bool VFile::EnterBlkBefore() {
     while (cur.ix < 1) {
         if (cur.ptr == first) return false;
-        LeaveBlk(cur.ptr);
+        LeaveBlk(cur);
         cur.ptr = cur.ptr->prev;
         cur.start -= cur.ptr->len;
         cur.ix = cur.ptr->len;
@@ -171,7 +177,7 @@ int VFile::ReadBytes(void* dst, int n) {
 
 void VFile::Flush() {
     if (!OnOwnerThread()) HaltA("VFile", __LINE__);
-    LeaveBlk(cur.ptr);
+    LeaveBlk(cur);
     std::free(buf);
     buf = nullptr;
 }

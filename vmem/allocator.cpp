@@ -199,34 +199,32 @@ void VMem::UnlinkMixed(std::int32_t prev, std::int32_t next) {
     --freeCount[0];
 }
 
-// Gives a block back; the first place that takes it wins. `toClass` is false for what a split or a page's alignment has
-// left, which opens no class of its own.
+// Gives a block back; the first place that takes it wins. `toClass` is false for what a split or the alignment of a
+// page has left: such a rest opens no class, and joins none unless it is too short for the mixed list.
 void VMem::Dealloc0(std::int32_t& adr, std::int16_t len, bool toClass) {
     if (len < 1) return Halt("VMem", "Dealloc0", NoLength);
     if (len < MinBlock) len = MinBlock;
     if (!CheckAdr(adr, len)) return;
 
-    const std::int32_t block = adr;
-    if (block + len == topAdr) {
-        topAdr = block;
-    } else if (len == PageSize && (block & PageMask) == 0) {
-        PushFree(block, freePages, freePageCount);
-    } else if (const int i = toClass || len < MinMixedBlock ? ClassForFree(len) : 0; i > 0) {
-        PushFree(block, freeHead[i], freeCount[i]);
+    if (adr + len == topAdr) {
+        topAdr = adr;
+    } else if (len == PageSize && (adr & PageMask) == 0) {
+        PushFree(adr, freePages, freePageCount);
+    } else if (const int i = toClass || len < MinMixedBlock ? ClassFor(len) : 0; i > 0) {
+        PushFree(adr, freeHead[i], freeCount[i]);
+        classLen[i] = len;
+        if (i > classCount) classCount = static_cast<std::int16_t>(i);
     } else {
         if (len < MinMixedBlock) return Halt("VMem", "Dealloc0", "len must be >=6");
-        WriteMixedHead(*this, block, {freeHead[0], len});
-        freeHead[0] = block;
+        WriteMixedHead(*this, adr, {freeHead[0], len});
+        freeHead[0] = adr;
         ++freeCount[0];
     }
     adr = NoAdr;
 }
 
-// The class that takes a block of this length, opened if there is room for one more; 0 if there is not.
-int VMem::ClassForFree(std::int16_t len) {
+// The class that takes a block of this length: its own, or the next entry if it has none yet; 0 if all are in use.
+int VMem::ClassFor(std::int16_t len) const {
     const int i = ClassOf(len);
-    if (i > 0 || classCount == MaxClasses) return i;
-    ++classCount;
-    classLen[classCount] = len;
-    return classCount;
+    return i > 0 || classCount == MaxClasses ? i : classCount + 1;
 }

@@ -8,9 +8,10 @@
 
 using namespace vfile_internal;
 
-// For a page that does not hold its slot: it goes to the head of the list and takes the slot.
-CacheDesc* VMem::FindPageOffSlot(std::int32_t adr) {
-    CacheDesc* p = SlotOf(adr);
+// The page at `adr`, a page address: loaded, and where it belongs in the list. NIL after a halt that came back.
+CacheDesc* VMem::FindPage(std::int32_t adr) {
+    CacheDesc* p = hashTable[SlotOf(adr)];
+    if (p && p->adr == adr && p->hasSlot) return p; // and the list keeps its order: the page ages
     while (p && p->adr != adr) p = p->chainNext;
     if (p) {
         if (p != cacheHead) {
@@ -65,7 +66,7 @@ void VMem::Unlink(CacheDesc* p) {
 
 // Puts a descriptor that is in no chain to the front of the one of `adr`. The page that had the slot stays cached.
 void VMem::TakeSlot(CacheDesc* p, std::int32_t adr) {
-    CacheDesc*& front = SlotOf(adr);
+    CacheDesc*& front = hashTable[SlotOf(adr)];
     if (front) front->hasSlot = false;
     p->adr = adr;
     p->hasSlot = true;
@@ -76,7 +77,7 @@ void VMem::TakeSlot(CacheDesc* p, std::int32_t adr) {
 // Takes a descriptor out of its chain, and with it out of its slot.
 void VMem::UnHashCachePtr(CacheDesc* p) {
     if (!p || p->adr == NoAdr) return;
-    CacheDesc** link = &SlotOf(p->adr);
+    CacheDesc** link = &hashTable[SlotOf(p->adr)];
     while (*link != p) link = &(*link)->chainNext;
     *link = p->chainNext;
     p->adr = NoAdr;

@@ -48,54 +48,68 @@ VMem::~VMem() {
     owner = 0;
 }
 
-// The transfers. One that halted and came back has moved the pages before the bad one, or nothing.
+// The transfers. Get and Set serve a transfer that stays in a page which is found at once, and pass on all others.
+
+// The page of a transfer that nothing stands against and that stays in one page, if that page holds its slot; else NIL.
+inline CacheDesc* VMem::PageAtHand(std::int32_t adr, std::int16_t len) const {
+    if (!OnOwnerThread() || len <= 0 || adr < 0 || std::int64_t{adr} + len > topAdr) return nullptr;
+    CacheDesc* p = hashTable[SlotOf(adr)];
+    return p && p->adr == PageOf(adr) && p->hasSlot && (adr & PageMask) + len <= PageSize ? p : nullptr;
+}
 
 void VMem::Get(std::int32_t adr, void* buf, std::int16_t len) {
+    const CacheDesc* p = PageAtHand(adr, len);
+    if (!p || !buf) return GetPages(adr, buf, len);
+    std::memcpy(buf, p->data + (adr & PageMask), static_cast<std::size_t>(len));
+}
+
+void VMem::Set(std::int32_t adr, const void* buf, std::int16_t len) {
+    CacheDesc* p = PageAtHand(adr, len);
+    if (!p || !buf) return SetPages(adr, buf, len);
+    p->dirty = true;
+    std::memcpy(p->data + (adr & PageMask), buf, static_cast<std::size_t>(len));
+}
+
+// A transfer that halted and came back has moved the pages before the bad one, or nothing.
+
+void VMem::GetPages(std::int32_t adr, void* buf, std::int16_t len) {
     if (!OnOwnerThread()) HaltA("VMem", __LINE__);
     if (len == 0) return;
     if (!CheckAdr(adr, len)) return;
     if (!buf) return Halt("VMem", "Get", "buffer address must not be 0");
 
     auto* to = static_cast<unsigned char*>(buf);
-    std::int32_t left = len;
-    for (;;) {
+    for (std::int32_t left = len;;) {
         const CacheDesc* p = FindPage(PageOf(adr));
         if (!p) return;
         const std::int32_t off = adr & PageMask;
-        const std::int32_t room = PageSize - off;
-        if (left <= room) {
-            std::memcpy(to, p->data + off, static_cast<std::size_t>(left));
-            return;
-        }
-        std::memcpy(to, p->data + off, static_cast<std::size_t>(room));
-        to += room;
-        adr += room;
-        left -= room;
+        const std::int32_t n = left < PageSize - off ? left : PageSize - off;
+        std::memcpy(to, p->data + off, static_cast<std::size_t>(n));
+        left -= n;
+        if (left == 0) return;
+        to += n;
+        adr += n;
     }
 }
 
-void VMem::Set(std::int32_t adr, const void* buf, std::int16_t len) {
+void VMem::SetPages(std::int32_t adr, const void* buf, std::int16_t len) {
     if (!OnOwnerThread()) HaltA("VMem", __LINE__);
     if (len == 0) return;
     if (!CheckAdr(adr, len)) return;
     if (!buf) return Halt("VMem", "Set", "buffer address must not be 0");
 
     const auto* from = static_cast<const unsigned char*>(buf);
-    std::int32_t left = len;
-    for (;;) {
+    for (std::int32_t left = len;;) {
         CacheDesc* p = FindPage(PageOf(adr));
         if (!p) return;
         const std::int32_t off = adr & PageMask;
-        const std::int32_t room = PageSize - off;
+        const std::int32_t n = left < PageSize - off ? left : PageSize - off;
+        std::memcpy(p->data + off, from, static_cast<std::size_t>(n));
         p->dirty = true;
-        if (left <= room) {
-            std::memcpy(p->data + off, from, static_cast<std::size_t>(left));
-            return;
-        }
-        std::memcpy(p->data + off, from, static_cast<std::size_t>(room));
-        from += room;
-        adr += room;
-        left -= room;
+        left -= n;
+        if (left == 0) return;
+        from += n;
+        adr += n;
     }
 }
 

@@ -42,7 +42,7 @@ FileHandle CreateSwapFile(char* path, const char* dir);
 // Every transfer passes here.
 
 inline bool VMem::OnOwnerThread() const {
-    return owner == platform::CurrentThreadId();
+    return platform::IsCurrentThread(owner);
 }
 
 inline bool VMem::CheckAdr(std::int32_t adr, std::int16_t len) const {
@@ -50,14 +50,6 @@ inline bool VMem::CheckAdr(std::int32_t adr, std::int16_t len) const {
     return HaltOnAdr(adr, len);
 }
 
-// The slot of a page address.
-inline CacheDesc*& VMem::SlotOf(std::int32_t adr) {
-    return hashTable[static_cast<std::uint32_t>(adr) / PageSize % SlotCount];
-}
-
-// The page at `adr`, a page address: loaded, and where it belongs in the list. NIL after a halt that came back.
-inline CacheDesc* VMem::FindPage(std::int32_t adr) {
-    CacheDesc* p = SlotOf(adr);
-    if (p && p->adr == adr && p->hasSlot) return p; // and the list keeps its order: the page ages
-    return FindPageOffSlot(adr);
+inline int VMem::SlotOf(std::int32_t adr) {
+    return static_cast<int>(static_cast<std::uint32_t>(adr) / PageSize % SlotCount);
 }

@@ -145,7 +145,7 @@ TEST_P(FromFile, ReadErrorsArriveAsResults) {
     VFile f;
     Put(f, 0, 0, "text");
     Replace(f, 0, 4, MaxLen);
-    EXPECT_EQ(resCallError, f.res); // invalid handle
+    EXPECT_EQ(resNoPermission, f.res);
     EXPECT_EQ("text", ContentOf(f));
     if (GetParam()) {
         file.res = 99; // of no table

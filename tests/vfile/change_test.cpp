@@ -40,12 +40,12 @@ TEST(Change, LayoutsAreThoseOfTheThresholds) {
         {"delete everything", {700, 300}, 0, 1000, 0, "*[0]"},
         {"truncate", {1024, 1024, 1024}, 1500, MaxLen, 0, "1024 *476"},
         {"cut over whole blocks into a later one", {1024, 1024, 1024, 1024}, 1000, 2100, 0, "1000 *996"},
-        {"at a border with room in front", {1000, 500}, 1000, 0, 5, "*1005 500"},
+        {"at a border with room in front", {1000, 500}, 1000, 0, 5, "1005 *500"},
         {"over a byte behind such a border", {1000, 500}, 1000, 1, 1, "1001 *499"},
         {"a remainder joins the last new block", {1024, 1024}, 1000, 500, 200, "1024 *724"},
-        {"a remainder too long for it", {1024, 1024}, 1000, 40, 1030, "1024 *1006 1008"},
+        {"a remainder too long for it", {1024, 1024}, 1000, 40, 1030, "1024 1006 *1008"},
         {"fill a block to the brim", {1000}, 500, 0, 24, "*1024"},
-        {"new tail block takes the block behind", {1024, 500}, 1000, 0, 24, "*1024 524"},
+        {"new tail block takes the block behind", {1024, 500}, 1000, 0, 24, "1024 *524"},
     };
     for (const Case& c : cases) {
         VFile f;

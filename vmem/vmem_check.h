@@ -1,0 +1,16 @@
+// The invariants of a VMem as a check, and its state as text. Internal; tests call the check after their steps, and a
+// debugger can call the dump: print DumpVMem(m, stderr, true)
+//
+// Both load no page, make no swap file, and leave the order of the list alone.
+#pragma once
+
+#include <cstdio>
+
+class VMem;
+
+// Checks C1 to C4, A1 and A2 of vmem.h; `deep` also C5, A3 and A4, which read the swap file and walk the free lists.
+// True if they hold; else the broken one goes to `out`, with both values, and the dump behind it. `out` may be NIL.
+bool CheckVMem(const VMem& m, bool deep, std::FILE* out);
+
+// The settings, the free lists, and one line per cached page from head to tail; all pages, or no more than 50.
+void DumpVMem(const VMem& m, std::FILE* out, bool all);
