@@ -272,7 +272,9 @@ TEST(VFileEdit, OperatorsAddWriteAndHandOver) {
     CallRecorder f;
     f = 'a';
     f = static_cast<unsigned char>(0xFF);
+    f.SetPos(0);
     f += static_cast<signed char>(-2);
+    f.SetPos(0);
     f += "bc";
     f += src;
     f.SetPos(1);
