@@ -45,14 +45,12 @@ TEST(Text, CopiesAreCutAndNeverPassTheBuffer) {
 
 TEST(Text, CopiesHaltOnABufferThatIsNone) {
     char full[] = "abc";
-    EXPECT_ASSERT_HALT("HSys", AssignStr(nullptr, 4, "x"));
-    EXPECT_ASSERT_HALT("HSys", AssignStr(full, 0, "x"));
-    EXPECT_ASSERT_HALT("HSys", AppendStr(nullptr, 4, "x"));
-    EXPECT_ASSERT_HALT("HSys", AppendStr(full, 0, "x"));
-    EXPECT_ASSERT_HALT("HSys", AppendStr(full, 3, "x"));
-    EXPECT_ASSERT_HALT("HSys", AppendStr(full, 3, nullptr));
-    EXPECT_ASSERT_HALT("HSys", CondAssignStr(full, 0, "x"));
-    EXPECT_ASSERT_HALT("HSys", CondAppendStr(full, 0, "x"));
+    for (const auto copy : {AssignStr, AppendStr}) EXPECT_ASSERT_HALT("HSys", copy(nullptr, 4, "x"));
+    for (const auto copy : {AssignStr, AppendStr, CondAssignStr, CondAppendStr}) {
+        EXPECT_ASSERT_HALT("HSys", copy(full, 0, "x"));
+    }
+    for (const char* src : {"x", static_cast<const char*>(nullptr)})
+        EXPECT_ASSERT_HALT("HSys", AppendStr(full, 3, src));
     CondAssignStr(nullptr, 4, "x");
     CondAppendStr(nullptr, 0, "x");
 }

@@ -1,9 +1,12 @@
 // System errors as they really come up, in the numbering of the table of results.
+#include "platform/swap_file.h"
 #include "tests/platform/platform_test.h"
 
+#include <map>
 #include <sys/resource.h>
 #include <sys/socket.h>
 #include <sys/un.h>
+#include <vector>
 
 namespace {
 
@@ -28,42 +31,29 @@ TEST(Errors, RefusedOpensTellWhy) {
     dir.File("socket").copy(address.sun_path, sizeof address.sun_path - 1);
     ASSERT_EQ(0, bind(listener, reinterpret_cast<sockaddr*>(&address), sizeof address));
 
+    const auto in = [&dir](const std::string& name) { return dir.Path() + "/" + name; };
     const auto existing = Disposition::OpenExisting;
-    const auto createNew = Disposition::CreateNew;
-    const auto createAlways = Disposition::CreateAlways;
-    const struct {
-        std::string name;
-        Disposition disposition;
-        std::uint32_t error;
-    } rows[] = {
-        {dir.File("missing"), existing, 2},
-        {dir.File("missing//"), existing, 2},
-        {dir.File("dangling"), existing, 2},
-        {"vfile-test-missing", existing, 2},
-        {dir.File("no/missing"), existing, 3},
-        {dir.File("no/missing"), createNew, 3},
-        {dir.File("no/such/missing"), createAlways, 3},
-        {dir.Path() + "\\no\\missing", existing, 3},
-        {dir.File("file/missing"), existing, 3},
-        {"", existing, 3},
-        {dir.File("file"), createNew, 80},
-        {dir.File("dangling"), createNew, 80},
-        {dir.Path(), createNew, 80},
-        {dir.Path(), existing, 5},
-        {dir.Path() + "/", createAlways, 5},
-        {dir.File(std::string(300, 'n')), createNew, 123},
-        {std::string(5000, 'n'), existing, 123},
-        {dir.File("loop"), existing, 161},
-        {dir.File("socket"), existing, 55},
-        {"/proc/self/exe", existing, 32} // being run
-    };
-    for (const auto& row : rows) {
-        EXPECT_EQ(row.error, ErrorOf([&] { EXPECT_EQ(InvalidHandle, OpenAs(row.name, row.disposition)); })) << row.name;
+    const std::map<std::uint32_t, std::vector<std::string>> refused[] = {
+        {{2, {in("missing"), in("missing//"), in("dangling"), "vfile-test-missing"}},
+         {3, {in("no/missing"), dir.Path() + "\\no\\missing", in("file/missing"), ""}},
+         {5, {dir.Path(), in("")}},
+         {32, {"/proc/self/exe"}}, // being run
+         {55, {in("socket")}},
+         {123, {std::string(5000, 'n')}},
+         {161, {in("loop")}}},
+        {{3, {in("no/missing")}}, {80, {in("file"), in("dangling"), dir.Path()}}, {123, {in(std::string(300, 'n'))}}},
+        {{3, {in("no/such/missing")}}, {5, {in("")}}}};
+    const Disposition dispositions[] = {existing, Disposition::CreateNew, Disposition::CreateAlways};
+    for (int i = 0; i < 3; ++i) {
+        for (const auto& row : refused[i]) {
+            for (const std::string& name : row.second) {
+                const auto open = [&] { EXPECT_EQ(InvalidHandle, OpenAs(name, dispositions[i])); };
+                EXPECT_EQ(row.first, ErrorOf(open)) << name;
+            }
+        }
     }
     EXPECT_EQ(5U, ErrorOf([&] { EXPECT_EQ(InvalidHandle, OpenAs(dir.Path(), existing, Access::Read)); }));
-    EXPECT_EQ(87U, ErrorOf([] {
-                  OpenFile(nullptr, Access::Read, Sharing::All, Disposition::OpenExisting, Pattern::Random);
-              }));
+    EXPECT_EQ(87U, ErrorOf([] { OpenSwapFile(nullptr); }));
     EXPECT_EQ(4U, dir.Count());
     close(listener);
 }
@@ -98,28 +88,26 @@ TEST(Errors, HandlesThatCantDoItTellWhy) {
     const FileHandle closed = OpenAs(dir.File("closed"), Disposition::CreateNew);
     CloseFile(closed); // behind the others, so that its descriptor stays unused
     char b = 0;
-    const struct {
-        std::function<bool()> fails;
-        std::uint32_t error;
-    } rows[] = {{[&] { return ReadFile(closed, &b, 1) == -1; }, 6},
-                {[&] { return WriteFile(closed, &b, 1) == -1; }, 6},
-                {[&] { return SeekFile(closed, 0, Origin::Begin) == -1; }, 6},
-                {[&] { return FileSize(closed) == -1; }, 6},
-                {[&] { return !SetEndOfFile(closed); }, 6},
-                {[&] { return !FlushFile(closed); }, 6},
-                {[&] { return !CloseFile(closed); }, 6},
-                {[&] { return ReadFile(InvalidHandle, &b, 1) == -1; }, 6},
-                {[&] { return !CloseFile(InvalidHandle); }, 6},
-                {[&] { return WriteFile(readOnly, &b, 1) == -1; }, 5},
-                {[&] { return !SetEndOfFile(readOnly); }, 5},
-                {[&] { return ReadFile(writeOnly, &b, 1) == -1; }, 5},
-                {[&] { return WriteFile(full, &b, 1) == -1; }, 112},
-                {[&] { return SeekFile(readOnly, -1, Origin::Begin) == -1; }, 87},
-                {[&] { return SeekFile(pipeEnd, 0, Origin::Begin) == -1; }, 50},
-                {[&] { return !SetEndOfFile(pipeEnd); }, 50},
-                {[&] { return FlushFile(pipeEnd) && FileSize(pipeEnd) == 0; }, 0}};
+    const std::pair<std::function<bool()>, std::uint32_t> rows[] = {
+        {[&] { return ReadFile(closed, &b, 1) == -1; }, 6},
+        {[&] { return WriteFile(closed, &b, 1) == -1; }, 6},
+        {[&] { return SeekFile(closed, 0, Origin::Begin) == -1; }, 6},
+        {[&] { return FileSize(closed) == -1; }, 6},
+        {[&] { return !SetEndOfFile(closed); }, 6},
+        {[&] { return !FlushFile(closed); }, 6},
+        {[&] { return !CloseFile(closed); }, 6},
+        {[&] { return ReadFile(InvalidHandle, &b, 1) == -1; }, 6},
+        {[&] { return !CloseFile(InvalidHandle); }, 6},
+        {[&] { return WriteFile(readOnly, &b, 1) == -1; }, 5},
+        {[&] { return !SetEndOfFile(readOnly); }, 5},
+        {[&] { return ReadFile(writeOnly, &b, 1) == -1; }, 5},
+        {[&] { return WriteFile(full, &b, 1) == -1; }, 112},
+        {[&] { return SeekFile(readOnly, -1, Origin::Begin) == -1; }, 87},
+        {[&] { return SeekFile(pipeEnd, 0, Origin::Begin) == -1; }, 50},
+        {[&] { return !SetEndOfFile(pipeEnd); }, 50},
+        {[&] { return FlushFile(pipeEnd) && FileSize(pipeEnd) == 0; }, 0}};
     for (const auto& row : rows) {
-        EXPECT_EQ(row.error, ErrorOf([&] { EXPECT_TRUE(row.fails()); })) << "row " << &row - rows;
+        EXPECT_EQ(row.second, ErrorOf([&] { EXPECT_TRUE(row.first()); })) << "row " << &row - rows;
     }
     for (const FileHandle h : {readOnly, writeOnly, full, pipeEnd, HandleOf(ends[1])}) CloseFile(h);
 }

@@ -6,31 +6,27 @@
 #include <pthread.h>
 #include <sys/resource.h>
 #include <thread>
+#include <tuple>
 
 namespace {
 
 TEST(Files, OpeningMakesKeepsAndEmptiesAsAsked) {
     const TempDir dir;
-    const struct {
-        Disposition disposition;
-        bool exists;
-        std::string content;
-    } rows[] = {{Disposition::OpenExisting, true, "old"}, {Disposition::OpenAlways, true, "old"},
-                {Disposition::OpenAlways, false, ""},     {Disposition::CreateAlways, true, ""},
-                {Disposition::CreateAlways, false, ""},   {Disposition::CreateNew, false, ""}};
+    const std::tuple<Disposition, bool, std::string> rows[] = {
+        {Disposition::OpenExisting, true, "old"}, {Disposition::OpenAlways, true, "old"},
+        {Disposition::OpenAlways, false, ""},     {Disposition::CreateAlways, true, ""},
+        {Disposition::CreateAlways, false, ""},   {Disposition::CreateNew, false, ""}};
     const mode_t mask = umask(027);
-    for (const auto& row : rows) {
+    for (const auto& [disposition, exists, content] : rows) {
         unlink(dir.File("f").c_str());
-        if (row.exists) dir.Write("f", "old");
+        if (exists) dir.Write("f", "old");
         SetLastError(77);
-        const FileHandle h = OpenAs(dir.File("f"), row.disposition);
+        const FileHandle h = OpenAs(dir.File("f"), disposition);
         ASSERT_NE(InvalidHandle, h);
         EXPECT_EQ(77U, GetLastError()); // a success leaves it
-        EXPECT_EQ(row.content, dir.Read("f"));
+        EXPECT_EQ(content, dir.Read("f"));
         EXPECT_EQ(FD_CLOEXEC, fcntl(DescriptorOf(h), F_GETFD));
-        struct stat st;
-        fstat(DescriptorOf(h), &st);
-        EXPECT_EQ(0640U, st.st_mode & 0777U);
+        EXPECT_EQ(0640U, StateOf(h).st_mode & 0777U);
         EXPECT_TRUE(CloseFile(h));
     }
     umask(mask);
@@ -48,31 +44,6 @@ TEST(Files, DevicesAndPipesAreTakenAsTheyAre) {
     char buf[8];
     EXPECT_EQ(3, ReadFile(fifo, buf, sizeof buf)); // one read: what is there
     for (const FileHandle h : {null, again, fifo}) EXPECT_TRUE(CloseFile(h));
-}
-
-TEST(Files, BothSeparatorsReachTheSameFile) {
-    const TempDir dir;
-    mkdir(dir.File("sub").c_str(), 0700);
-    const FileHandle h = OpenAs(dir.Path() + "\\sub/a\\..\\f", Disposition::CreateNew);
-    EXPECT_EQ(InvalidHandle, h); // there is no sub/a
-    const FileHandle made = OpenAs(dir.Path() + "\\sub\\f", Disposition::CreateNew);
-    EXPECT_EQ(0, access(dir.File("sub/f").c_str(), F_OK));
-    CloseFile(made);
-}
-
-TEST(Files, PositionSizeAndEnd) {
-    const TempDir dir;
-    const FileHandle h = OpenAs(dir.Write("f", "0123456789"));
-    EXPECT_EQ(10, FileSize(h));
-    EXPECT_EQ(7, SeekFile(h, -3, Origin::End));
-    EXPECT_EQ(5, SeekFile(h, -2, Origin::Current));
-    EXPECT_TRUE(SetEndOfFile(h));
-    EXPECT_EQ(5, FileSize(h));
-    EXPECT_EQ(6000000000, SeekFile(h, 6000000000, Origin::Begin));
-    char b;
-    EXPECT_EQ(0, ReadFile(h, &b, 1));
-    EXPECT_TRUE(FlushFile(h));
-    CloseFile(h);
 }
 
 std::atomic<int> interruptions{0};

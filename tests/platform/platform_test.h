@@ -24,6 +24,12 @@ inline FileHandle OpenAs(const std::string& name, Disposition disposition = Disp
     return OpenFile(name.c_str(), access, sharing, disposition, Pattern::Sequential);
 }
 
+inline struct stat StateOf(FileHandle handle) {
+    struct stat st;
+    EXPECT_EQ(0, fstat(DescriptorOf(handle), &st));
+    return st;
+}
+
 // The last error that `act` leaves; 0 if it sets none.
 inline std::uint32_t ErrorOf(const std::function<void()>& act) {
     SetLastError(0);

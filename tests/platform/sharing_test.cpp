@@ -13,25 +13,20 @@ bool Free(const std::string& name) {
 TEST(Sharing, ExclusiveExcludesAllAndSharedSharesWithShared) {
     const TempDir dir;
     const std::string name = dir.Write("f", "content");
-    const struct {
-        Sharing first, second;
-        bool opens;
-    } rows[] = {{Sharing::None, Sharing::None, false},
-                {Sharing::None, Sharing::All, false},
-                {Sharing::All, Sharing::None, false},
-                {Sharing::All, Sharing::All, true}};
-    for (const auto& row : rows) {
+    const Sharing none = Sharing::None, all = Sharing::All;
+    for (const auto& [before, after] : {std::pair(none, none), {none, all}, {all, none}, {all, all}}) {
+        const bool opens = before == all && after == all;
         for (const Disposition disposition :
              {Disposition::OpenExisting, Disposition::OpenAlways, Disposition::CreateAlways}) {
             dir.Write("f", "content");
-            const FileHandle first = OpenAs(name, Disposition::OpenExisting, Access::Read, row.first);
+            const FileHandle first = OpenAs(name, Disposition::OpenExisting, Access::Read, before);
             SetLastError(0);
-            const FileHandle second = OpenAs(name, disposition, Access::ReadWrite, row.second);
-            EXPECT_EQ(row.opens, second != InvalidHandle);
-            EXPECT_EQ(row.opens ? 0U : 32U, GetLastError());
-            const bool emptied = row.opens && disposition == Disposition::CreateAlways;
+            const FileHandle second = OpenAs(name, disposition, Access::ReadWrite, after);
+            EXPECT_EQ(opens, second != InvalidHandle);
+            EXPECT_EQ(opens ? 0U : 32U, GetLastError());
+            const bool emptied = opens && disposition == Disposition::CreateAlways;
             EXPECT_EQ(emptied ? "" : "content", dir.Read("f"));
-            if (row.opens) CloseFile(second);
+            if (opens) CloseFile(second);
             CloseFile(first);
             EXPECT_TRUE(Free(name));
         }

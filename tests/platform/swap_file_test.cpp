@@ -3,6 +3,8 @@
 
 #include "tests/platform/platform_test.h"
 
+#include <tuple>
+
 namespace {
 
 TEST(SwapFile, IsPrivateAndHasNoNameAsSoonAsItIsOpen) {
@@ -14,10 +16,8 @@ TEST(SwapFile, IsPrivateAndHasNoNameAsSoonAsItIsOpen) {
         const FileHandle h = OpenSwapFile((dir.Path() + "\\" + name).c_str());
         ASSERT_NE(InvalidHandle, h) << name;
         EXPECT_EQ(0U, dir.Count() - (name[0] == 'f' ? 1 : 0)) << name;
-        struct stat st;
-        fstat(DescriptorOf(h), &st);
-        EXPECT_EQ(0600U, st.st_mode & 07777U) << name;
-        EXPECT_EQ(0, st.st_size);
+        EXPECT_EQ(0600U, StateOf(h).st_mode & 07777U) << name;
+        EXPECT_EQ(0, FileSize(h));
         EXPECT_EQ(FD_CLOEXEC, fcntl(DescriptorOf(h), F_GETFD));
         CloseFile(h);
     }
@@ -36,14 +36,12 @@ TEST(SwapFile, WhatOthersMayHaveAnInterestInIsLeftAlone) {
     ASSERT_EQ(0, mkdir(dir.File("directory").c_str(), 0700));
     const FileHandle holder = OpenAs(held);
     const std::size_t before = dir.Count();
-    const struct {
-        std::string name;
-        std::uint32_t error;
-    } rows[] = {{"linked", 5},    {"symlink", 161},        {"dangling", 161}, {"fifo", 5},
-                {"directory", 5}, {"missing/swap.tmp", 3}, {"held", 32}};
+    const std::pair<std::string, std::uint32_t> rows[] = {{"linked", 5}, {"symlink", 161}, {"dangling", 161},
+                                                          {"fifo", 5},   {"directory", 5}, {"missing/swap.tmp", 3},
+                                                          {"held", 32}};
     for (const auto& row : rows) {
-        EXPECT_EQ(row.error, ErrorOf([&] { EXPECT_EQ(InvalidHandle, OpenSwapFile(dir.File(row.name).c_str())); }))
-            << row.name;
+        EXPECT_EQ(row.second, ErrorOf([&] { EXPECT_EQ(InvalidHandle, OpenSwapFile(dir.File(row.first).c_str())); }))
+            << row.first;
     }
     if (geteuid() == 0) {
         dir.Write("foreign", "foreign");
@@ -79,21 +77,18 @@ TEST(SwapFile, TransfersTellShortFromFailedFromUnreachable) {
 
 TEST(SwapFile, LastResortIsTheFirstUsableDirectory) {
     const TempDir dir;
-    const struct {
-        const char* tmpdir;
-        std::size_t maxLength;
-        std::string expected;
-    } rows[] = {{dir.Path().c_str(), 260, dir.Path()},
-                {dir.Path().c_str(), dir.Path().size() + 1, dir.Path()},
-                {dir.Path().c_str(), dir.Path().size(), "/var/tmp"},
-                {"", 260, "/var/tmp"},
-                {"/no/such", 260, "/var/tmp"},
-                {nullptr, 260, "/var/tmp"}};
+    const std::tuple<const char*, std::size_t, std::string> rows[] = {
+        {dir.Path().c_str(), 260, dir.Path()},
+        {dir.Path().c_str(), dir.Path().size() + 1, dir.Path()},
+        {dir.Path().c_str(), dir.Path().size(), "/var/tmp"},
+        {"", 260, "/var/tmp"},
+        {"/no/such", 260, "/var/tmp"},
+        {nullptr, 260, "/var/tmp"}};
     const char* const old = Environment("TMPDIR");
     const std::string before = old ? old : "";
-    for (const auto& row : rows) {
-        row.tmpdir ? setenv("TMPDIR", row.tmpdir, 1) : unsetenv("TMPDIR");
-        EXPECT_EQ(row.expected, FallbackTempDir(row.maxLength));
+    for (const auto& [tmpdir, maxLength, expected] : rows) {
+        tmpdir ? setenv("TMPDIR", tmpdir, 1) : unsetenv("TMPDIR");
+        EXPECT_EQ(expected, FallbackTempDir(maxLength));
     }
     old ? setenv("TMPDIR", before.c_str(), 1) : unsetenv("TMPDIR");
     EXPECT_TRUE(DirectoryUsable((dir.Path() + "\\.\\").c_str()));
