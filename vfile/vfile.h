@@ -806,6 +806,7 @@ class VFILE_API VFile {
     bool IsPlain() const;
     const unsigned char* BytesOfCur() const;
     void Advance(int k);
+    void PlaceAt(std::int32_t p);
     bool EnterBlkAhead();
     bool EnterBlkBefore();
     bool HaveBuf();
@@ -815,6 +816,7 @@ class VFILE_API VFile {
     static void EnterBlkAheadC(BlkRdr& rd, const char* proc);
     void ReadByteC(BlkRdr& rd, unsigned char& b) const;
     void ReadBytesC(BlkRdr& rd, void* dst, int n) const;
+    const unsigned char* PieceC(BlkRdr& rd, int n, int& k) const;
 
     // The change engine (change.cpp) and its sources (change_sources.cpp).
     bool MayChange();
@@ -829,12 +831,20 @@ class VFILE_API VFile {
     void CheckEOL(const void* src, int n);
     void ReplaceFrom(std::int32_t at, std::int32_t oldLen, HFile* f, FileHandle h, std::int32_t count);
     std::int32_t StageFile(BlkDesc*& p1, BlkDesc*& p2, HFile* f, FileHandle h, std::int32_t count);
+    std::int32_t StageGathered(BlkDesc*& p1, BlkDesc*& p2, HFile* f, FileHandle h, std::int32_t count);
 
     // Searching (search.cpp).
     bool FindFolded(std::int32_t& at, const char* pattern, const vfile_internal::Folding& folding, bool wholeWord);
 
+    // Lines (lines.cpp).
+    unsigned char NextByte();
+    unsigned char PrevByte();
+    unsigned char PrevEol();
+    unsigned char NextEol(char* dst, int room, int& stored);
+
     // Saving (load_save.cpp).
     void WriteTo(HFile* f, FileHandle h, std::int32_t count);
+    std::int32_t WriteGathered(HFile* f, FileHandle h, std::int32_t count);
     void WritePiece(HFile* f, FileHandle h, const void* bytes, int n);
 
     // Editing (edit.cpp).
