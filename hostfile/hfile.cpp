@@ -75,6 +75,14 @@ bool HFile::Lookup(const char* name, bool create) {
     return Opened(platform::OpenFile(name, Access::ReadWrite, Sharing::None, Disposition::OpenAlways, Pattern::Random));
 }
 
+// As Create or CreateSeqWrite of a new file, for this user alone.
+bool HFile::CreatePrivate(const char* name, bool seqWrite) {
+    if (!MayOpen()) return false;
+    const Access access = seqWrite ? Access::Write : Access::ReadWrite;
+    const Pattern pattern = seqWrite ? Pattern::Sequential : Pattern::Random;
+    return Opened(platform::OpenFile(name, access, Sharing::None, Disposition::CreatePrivate, pattern));
+}
+
 bool HFile::MayOpen() {
     if (!IsOpen()) return true;
     res = resCallError;

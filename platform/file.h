@@ -18,10 +18,11 @@ enum class Access { Read, Write, ReadWrite };
 enum class Sharing { None, All };
 
 enum class Disposition {
-    OpenExisting, // fails if there is no such file
-    CreateNew,    // fails if there is one
-    CreateAlways, // empties an existing ordinary file, once it is held
-    OpenAlways,   // takes an existing file as it is, else makes one
+    OpenExisting,  // fails if there is no such file
+    CreateNew,     // fails if there is one
+    CreatePrivate, // the same, and the file is for this user alone: mode 0600
+    CreateAlways,  // empties an existing ordinary file, once it is held
+    OpenAlways,    // takes an existing file as it is, else makes one
 };
 
 // What the system is told about the accesses to come.
@@ -31,7 +32,7 @@ enum class Origin { Begin, Current, End };
 
 // Opens or makes a file. The handle is not passed on to programs that the host starts. A directory is refused with
 // "access denied", a name that somebody holds exclusively with "sharing violation"; a refused open changes nothing.
-// New files get mode 0666 less the host's umask.
+// Other new files get mode 0666 less the host's umask.
 FileHandle OpenFile(const char* name, Access access, Sharing sharing, Disposition disposition, Pattern pattern);
 
 // Closes the handle and gives its lock back. The handle must not be used again, whatever the result.

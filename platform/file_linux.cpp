@@ -47,6 +47,11 @@ void WaitFor(int descriptor, short events) {
     poll(&p, 1, -1); // whatever comes of it, the transfer is tried again and tells
 }
 
+// Only a file that this very call makes.
+bool MakesNew(Disposition disposition) {
+    return disposition == Disposition::CreateNew || disposition == Disposition::CreatePrivate;
+}
+
 // For a transfer that failed: the system also calls a descriptor bad that is only not open for this direction.
 void SetTransferError(int descriptor) {
     const int error = errno;
@@ -69,7 +74,7 @@ bool TruncateRetried(int descriptor, off_t size) {
 int OpenFlags(Access access, Disposition disposition) {
     int flags = access == Access::Read ? O_RDONLY : access == Access::Write ? O_WRONLY : O_RDWR;
     if (disposition != Disposition::OpenExisting) flags |= O_CREAT;
-    if (disposition == Disposition::CreateNew) flags |= O_EXCL;
+    if (MakesNew(disposition)) flags |= O_EXCL;
     return flags;
 }
 
@@ -78,7 +83,8 @@ enum class Outcome { Opened, Failed, Moved };
 // One try. Moved: the name was given to another file between opening and locking, so the lock is on the wrong one.
 Outcome TryOpen(const char* name, Access access, Sharing sharing, Disposition disposition, Pattern pattern,
                 FileHandle& handle) {
-    const int fd = OpenRetried(name, OpenFlags(access, disposition), 0666);
+    const unsigned mode = disposition == Disposition::CreatePrivate ? 0600 : 0666;
+    const int fd = OpenRetried(name, OpenFlags(access, disposition), mode);
     if (fd < 0) {
         SetErrorFromErrno(name);
         return Outcome::Failed;
@@ -94,7 +100,7 @@ Outcome TryOpen(const char* name, Access access, Sharing sharing, Disposition di
     } else if (!S_ISREG(st.st_mode)) {
         outcome = Outcome::Opened;
     } else if (TryLock(fd, sharing == Sharing::None, &locked)) {
-        if (locked && disposition != Disposition::CreateNew && !SameFile(fd, name)) {
+        if (locked && !MakesNew(disposition) && !SameFile(fd, name)) {
             outcome = Outcome::Moved;
         } else if (disposition == Disposition::CreateAlways && !TruncateRetried(fd, 0)) {
             SetErrorFromErrno(); // whatever its size was: before the lock somebody could still change it

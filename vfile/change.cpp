@@ -8,6 +8,7 @@
 
 #include "foundation/halt.h"
 #include "foundation/number.h"
+#include "vfile/block_index.h"
 #include "vmem/vmem.h"
 
 #include <cstring>
@@ -33,9 +34,9 @@ bool VFile::ClampChange(std::int32_t& at, std::int32_t& oldLen, std::int32_t new
 
 // Puts the cursor at p, on the block that will take the change, with that block in the buffer; or sets `res`.
 void VFile::InitChange(std::int32_t p) {
-    BlkDesc* left = cur.ptr;
-    FindBlk(cur, first, last, len, p, true);
-    if (cur.ptr != left) LeaveBlk(left);
+    const BlkRdr left = cur;
+    FindBlk(cur, p, true);
+    if (cur.ptr != left.ptr) LeaveBlk(left);
     pos = p;
     eof = false;
     if (bufLoaded) return;
@@ -63,8 +64,7 @@ void VFile::ChangeInPlace(std::int32_t oldLen, const void* src, std::int32_t n) 
     const std::int32_t rest = cur.ptr->len - cur.ix - oldLen;
     if (rest > 0 && oldLen != n) std::memmove(at + n, at + oldLen, static_cast<std::size_t>(rest));
     if (n > 0) std::memcpy(at, src, static_cast<std::size_t>(n));
-    cur.ptr->len = static_cast<std::int16_t>(cur.ptr->len - oldLen + n);
-    bufDirty = true;
+    SetCurLen(cur.ptr->len - oldLen + n);
     CheckCurLen();
 }
 
@@ -76,17 +76,26 @@ void VFile::CheckCurLen() {
     if (cur.ix != 0) Halt("VFile", "CheckCurLen", "cur.ix!=0");
     bufLoaded = false;
     bufDirty = false;
+    indexLag = 0; // of a block that goes
     if (blk->next) {
         cur.ptr = blk->next;
-        RemoveBlk(blk);
+        RemoveBlk(blk, cur.start);
     } else if (blk->prev) {
         cur.ptr = blk->prev;
-        RemoveBlk(blk);
+        RemoveBlk(blk, cur.start);
         cur.start -= cur.ptr->len;
         cur.ix = cur.ptr->len;
     } else if (blk->adr != -1) {
         vm->Dealloc(blk->adr, BlkSize);
     }
+}
+
+// The current block gets another length, and the buffer what VMem has not; the index learns of it when the cursor
+// leaves.
+void VFile::SetCurLen(std::int32_t n) {
+    if (index) indexLag += n - cur.ptr->len;
+    cur.ptr->len = static_cast<std::int16_t>(n);
+    bufDirty = true;
 }
 
 // Adds a block of n bytes to the end of a private chain.
@@ -103,6 +112,7 @@ void VFile::AddPrivate(BlkDesc*& p1, BlkDesc*& p2, const void* bytes, std::int16
 void VFile::DoChange(std::int32_t oldLen, const unsigned char* head, int headLen, BlkDesc* p1, BlkDesc* p2) {
     BlkDesc* blk = cur.ptr;
     const std::int32_t behind = blk->len - cur.ix;
+    const std::int32_t at = IndexBehindCur();
 
     // Save the tail of the current block: what survives the cut comes after the new run.
     if (oldLen < behind) {
@@ -118,10 +128,11 @@ void VFile::DoChange(std::int32_t oldLen, const unsigned char* head, int headLen
     }
 
     // Cut. Blocks that lie wholly in the cut go unread.
+    if (oldLen > len / 4) DropIndex(); // cheaper made anew than taken apart
     std::int32_t i = oldLen - MinL(oldLen, behind);
     while (blk->next && i >= blk->next->len) {
         i -= blk->next->len;
-        RemoveBlk(blk->next);
+        RemoveBlk(blk->next, at);
     }
     if (i > 0) {
         BlkDesc* p = blk->next;
@@ -131,27 +142,27 @@ void VFile::DoChange(std::int32_t oldLen, const unsigned char* head, int headLen
             vm->CopyBytes(p2->adr + p2->len, p->adr + i, rest);
             p2->len = static_cast<std::int16_t>(p2->len + rest);
             if (p2->len > BlkSize) Halt("VFile", "DoChange", "cut out: p2->len > BlkSize");
-            RemoveBlk(p);
+            RemoveBlk(p, at);
         } else {
             vm->CopyBytes(p->adr, p->adr + i, rest);
             p->len = rest;
+            if (index) index->Adjust(at, -i);
         }
     }
 
     // Write the head.
-    blk->len = static_cast<std::int16_t>(cur.ix + headLen);
-    bufDirty = true;
+    SetCurLen(cur.ix + headLen);
     if (headLen > 0) std::memcpy(buf + cur.ix, head, static_cast<std::size_t>(headLen));
 
     // Splice, and take in the block behind if it fits.
     if (p1) {
-        SpliceBehind(blk, p1, p2);
-        BlkDesc* p = p2->next;
+        BlkDesc* p = blk->next;
         if (p && p2->len + p->len <= BlkSize) {
             vm->CopyBytes(p2->adr + p2->len, p->adr, p->len);
             p2->len = static_cast<std::int16_t>(p2->len + p->len);
-            RemoveBlk(p);
+            RemoveBlk(p, at);
         }
+        SpliceBehind(blk, p1, p2, at);
     }
 
     CheckCurLen();

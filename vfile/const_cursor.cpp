@@ -11,7 +11,7 @@
 void VFile::SetPosC(BlkRdr& rd, std::int32_t p) const {
     if (p < 0) Halt("VFile", "SetPosC", "call error");
     rd = cur; // the nearest place that is known
-    FindBlk(rd, first, last, len, MinL(p, len), false);
+    FindBlk(rd, MinL(p, len), false);
 }
 
 // Goes to the block that holds the byte at the cursor; there is one.

@@ -3,6 +3,7 @@
 
 #include "foundation/halt.h"
 #include "foundation/number.h"
+#include "vfile/block_index.h"
 #include "vmem/vmem.h"
 
 #include <cstdlib>
@@ -31,9 +32,9 @@ void VFile::SetPos(std::int32_t p) {
         return;
     }
     p = MinL(p, len);
-    BlkDesc* left = cur.ptr;
-    FindBlk(cur, first, last, len, p, false);
-    if (cur.ptr != left) LeaveBlk(left);
+    const BlkRdr left = cur;
+    FindBlk(cur, p, false);
+    if (cur.ptr != left.ptr) LeaveBlk(left);
     pos = p;
     res = resDone;
     eof = false;
@@ -62,20 +63,44 @@ void VFile::Reset() {
     SetPos(0);
 }
 
-// The cursor is leaving this block, or has just left it: what only the buffer has goes to VMem.
-void VFile::LeaveBlk(const BlkDesc* blk) {
+// The cursor is leaving this block, or has just left it: what only the buffer has goes to VMem, and the index learns of
+// the block's new length.
+void VFile::LeaveBlk(const BlkRdr& left) {
     if (bufDirty) {
-        vm->Set(blk->adr, buf, blk->len);
+        vm->Set(left.ptr->adr, buf, left.ptr->len);
         bufDirty = false;
     }
     bufLoaded = false;
+    if (indexLag != 0) {
+        index->Adjust(left.start, indexLag);
+        indexLag = 0;
+    }
+}
+
+// True for an object whose class overrides nothing, because it is VFile itself: then nobody sees the single steps of an
+// operation, and it may go over whole blocks. The first word of an object is its table's address.
+bool VFile::IsPlain() const {
+    const void* table;
+    std::memcpy(&table, static_cast<const void*>(this), sizeof table);
+    return table == plainTable;
+}
+
+// The bytes of the current block, which has some, wherever the newest of them are. Good until the next call of VMem.
+const unsigned char* VFile::BytesOfCur() const {
+    return bufLoaded ? buf : vm->Peek(cur.ptr->adr, cur.ptr->len);
+}
+
+// Moves the cursor within its block, or to its end.
+void VFile::Advance(int k) {
+    cur.ix = static_cast<std::int16_t>(cur.ix + k);
+    pos += k;
 }
 
 // Goes to the block that holds the byte at the cursor. False, and at the end of the last block, if there is none.
 bool VFile::EnterBlkAhead() {
     while (cur.ix >= cur.ptr->len) {
         if (!cur.ptr->next) return false;
-        LeaveBlk(cur.ptr);
+        LeaveBlk(cur);
         cur.start += cur.ptr->len;
         cur.ix = 0;
         cur.ptr = cur.ptr->next;
@@ -88,7 +113,7 @@ bool VFile::EnterBlkAhead() {
 bool VFile::EnterBlkBefore() {
     while (cur.ix < 1) {
         if (cur.ptr == first) return false;
-        LeaveBlk(cur.ptr);
+        LeaveBlk(cur);
         cur.ptr = cur.ptr->prev;
         cur.start -= cur.ptr->len;
         cur.ix = cur.ptr->len;
@@ -119,6 +144,14 @@ unsigned char VFile::ByteAtCursor() {
 }
 
 void VFile::ReadByte(unsigned char& b) {
+    if (bufLoaded && cur.ix < cur.ptr->len) { // most bytes come this way
+        const unsigned char c = buf[cur.ix];
+        ++cur.ix;
+        ++pos;
+        eof = false;
+        b = c; // last: it might be anything, as far as the compiler knows
+        return;
+    }
     if (!EnterBlkAhead()) {
         b = 0;
         eof = true;
@@ -171,7 +204,7 @@ int VFile::ReadBytes(void* dst, int n) {
 
 void VFile::Flush() {
     if (!OnOwnerThread()) HaltA("VFile", __LINE__);
-    LeaveBlk(cur.ptr);
+    LeaveBlk(cur);
     std::free(buf);
     buf = nullptr;
 }

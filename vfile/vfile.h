@@ -12,8 +12,11 @@ class HFile;
 class VMem;
 
 namespace vfile_internal {
+class BlkIndex;
+class Folding;
+class Scan;
 class VFileCheck;
-}
+} // namespace vfile_internal
 
 namespace platform {
 void OnForkedChild();
@@ -90,8 +93,9 @@ struct BlkRdr {
 /// assertion) on any other thread, plain queries and reads only where they reach VMem. A forked child is another thread
 /// to every object.
 /// **Failures** beside result codes are halts: no memory for a descriptor, and whatever stops VMem.
-/// **Cost.** A position is sought from the nearest of the first, the current and the last block; a change moves bytes
-/// in at most three blocks; bytes in the current block cost no call of VMem.
+/// **Cost.** A position a few blocks away is walked to, any other found through an index over the chain, in the time of
+/// a few cache misses; a change moves bytes in at most three blocks; bytes in the current block cost no call of VMem. A
+/// block takes up to 64 bytes of RAM beside its page, and one buffer of 1024 bytes serves the object.
 class VFILE_API VFile {
   public:
     /// An empty object. The first one of a thread makes the thread's VMem. Halts if the heap has no room, or if the
@@ -768,15 +772,19 @@ class VFILE_API VFile {
 
   private:
     friend class vfile_internal::VFileCheck;
+    friend class vfile_internal::Scan;
 
-    VMem* vm;            // the thread's; borrowed
-    BlkDesc* first;      // never NIL in a live object
-    BlkDesc* last;       // never NIL in a live object
-    BlkRdr cur;          // the block of the current position
-    unsigned char* buf;  // BlkSize bytes for the current block, NIL until first needed
-    bool bufLoaded;      // buf holds the bytes of cur.ptr
-    bool bufDirty;       // buf holds changes that vm has not got
-    std::uint32_t owner; // the thread that made the object
+    const void* plainTable;                  // the table of virtual operations of an object that is a VFile and no more
+    VMem* vm;                                // the thread's; borrowed
+    BlkDesc* first;                          // never NIL in a live object
+    BlkDesc* last;                           // never NIL in a live object
+    BlkRdr cur;                              // the block of the current position
+    unsigned char* buf;                      // BlkSize bytes for the current block, NIL until first needed
+    bool bufLoaded;                          // buf holds the bytes of cur.ptr
+    bool bufDirty;                           // buf holds changes that vm has not got
+    std::uint32_t owner;                     // the thread that made the object
+    mutable vfile_internal::BlkIndex* index; // over the chain, NIL until a search has to go far
+    mutable std::int32_t indexLag;           // by how much cur.ptr is longer than the index knows; 0 without an index
 
     void Init();
     bool OnOwnerThread() const;
@@ -786,12 +794,18 @@ class VFILE_API VFile {
     BlkDesc* NewBlkPtr(BlkDesc* prev, BlkDesc* next, std::int16_t n);
     void DisposeBlkPtr(BlkDesc*& p);
     void DisposeBlkPtrList(BlkDesc*& p);
-    void RemoveBlk(BlkDesc* blk);
-    void SpliceBehind(BlkDesc* blk, BlkDesc* p1, BlkDesc* p2);
-    static void FindBlk(BlkRdr& rd, BlkDesc* first, BlkDesc* last, std::int32_t total, std::int32_t p, bool toPrev);
+    void RemoveBlk(BlkDesc* blk, std::int32_t at);
+    void SpliceBehind(BlkDesc* blk, BlkDesc* p1, BlkDesc* p2, std::int32_t at);
+    void DropIndex() const;
+    std::int32_t IndexBehindCur() const;
+    void FindBlk(BlkRdr& rd, std::int32_t p, bool toPrev) const;
+    void SeekBlk(BlkRdr& rd, std::int32_t p) const;
 
     // The cursor and its buffer (cursor.cpp), and the cursor that leaves the object alone (const_cursor.cpp).
-    void LeaveBlk(const BlkDesc* blk);
+    void LeaveBlk(const BlkRdr& left);
+    bool IsPlain() const;
+    const unsigned char* BytesOfCur() const;
+    void Advance(int k);
     bool EnterBlkAhead();
     bool EnterBlkBefore();
     bool HaveBuf();
@@ -808,12 +822,16 @@ class VFILE_API VFile {
     void InitChange(std::int32_t p);
     bool FitsInPlace(std::int32_t oldLen, std::int32_t newLen) const;
     void ChangeInPlace(std::int32_t oldLen, const void* src, std::int32_t n);
+    void SetCurLen(std::int32_t n);
     void CheckCurLen();
     void AddPrivate(BlkDesc*& p1, BlkDesc*& p2, const void* bytes, std::int16_t n);
     void DoChange(std::int32_t oldLen, const unsigned char* head, int headLen, BlkDesc* p1, BlkDesc* p2);
     void CheckEOL(const void* src, int n);
     void ReplaceFrom(std::int32_t at, std::int32_t oldLen, HFile* f, FileHandle h, std::int32_t count);
     std::int32_t StageFile(BlkDesc*& p1, BlkDesc*& p2, HFile* f, FileHandle h, std::int32_t count);
+
+    // Searching (search.cpp).
+    bool FindFolded(std::int32_t& at, const char* pattern, const vfile_internal::Folding& folding, bool wholeWord);
 
     // Saving (load_save.cpp).
     void WriteTo(HFile* f, FileHandle h, std::int32_t count);

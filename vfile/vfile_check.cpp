@@ -1,6 +1,7 @@
 // The invariants of a VFile as a check, and its chain as text.
 #include "vfile/vfile_check.h"
 
+#include "vfile/block_index.h"
 #include "vfile/vfile.h"
 
 #include <algorithm>
@@ -21,6 +22,7 @@ class VFileCheck {
     bool CheckPages() const;
     bool CheckCursor() const;
     bool CheckBuffer() const;
+    bool CheckIndex() const;
 
     const VFile& f;
     std::FILE* out;
@@ -91,8 +93,15 @@ bool VFileCheck::CheckBuffer() const {
     return true;
 }
 
+bool VFileCheck::CheckIndex() const {
+    if (!f.index) return f.indexLag == 0 || Broken("I1: no index, but a lag of %d", f.indexLag);
+    const int broken = f.index->Check(f.first, f.cur.ptr, f.indexLag);
+    if (broken) return Broken("I%d: the index and the chain disagree, lag %d", broken, f.indexLag);
+    return f.index->Count() == blocks || Broken("I1: the index counts %d blocks of %d", f.index->Count(), blocks);
+}
+
 bool VFileCheck::Check() {
-    return CheckChain() && CheckPages() && CheckCursor() && CheckBuffer();
+    return CheckChain() && CheckPages() && CheckCursor() && CheckBuffer() && CheckIndex();
 }
 
 void VFileCheck::Dump(bool all) const {

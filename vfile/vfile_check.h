@@ -8,8 +8,8 @@
 
 class VFile;
 
-// Checks B1 to B5 of vfile.h. True if they hold; else the broken one goes to `out`, with both values, and the dump
-// behind it. `out` may be NIL.
+// Checks B1 to B5 of vfile.h, and I1 and I2 of block_index.h. True if they hold; else the broken one goes to `out`,
+// with both values, and the dump behind it. `out` may be NIL.
 bool CheckVFile(const VFile& f, std::FILE* out);
 
 // One line per block, the current one starred; all blocks, or no more than 50 around the current one.

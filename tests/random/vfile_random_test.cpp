@@ -11,7 +11,6 @@
 namespace {
 
 constexpr int Objects = 3;
-constexpr int LengthMax = 40000;
 
 struct Model {
     std::string bytes;
@@ -41,7 +40,8 @@ struct Model {
 
 class Walk {
   public:
-    explicit Walk(unsigned seed) : rng(seed) {}
+    // Objects of up to about `longest` bytes, the first of which starts at that.
+    Walk(unsigned seed, int longest);
     bool Step();
 
   private:
@@ -54,10 +54,17 @@ class Walk {
     bool Agree(int i);
 
     std::mt19937 rng;
+    int lengthMax;
     TempDir dir;
     VFile f[Objects];
     Model m[Objects];
 };
+
+Walk::Walk(unsigned seed, int longest) : rng(seed), lengthMax(longest) {
+    const std::string content = Pattern(longest);
+    Put(f[0], 0, 0, content);
+    m[0].Replace(0, 0, content);
+}
 
 // Mostly small, at times around the size of a block, at times several blocks.
 int Walk::Length() {
@@ -81,8 +88,11 @@ int Walk::Place(const Model& model) {
 void Walk::Change(int i) {
     Model& model = m[i];
     const int at = Place(model);
-    const bool shrink = model.Length() > LengthMax;
-    const int oldLen = shrink ? Below(LengthMax) : Below(8) == 0 ? SameLen : Below(3) == 0 ? MaxLen : Length();
+    const bool shrink = model.Length() > lengthMax;
+    const int oldLen = shrink                        ? Below(lengthMax / 2)
+                       : Below(8) == 0               ? SameLen
+                       : Below(lengthMax / 500) == 0 ? MaxLen
+                                                     : Length();
     const std::string run = Pattern(shrink ? 0 : Length(), Below(26));
     const int n = static_cast<int>(run.size());
     switch (Below(4)) {
@@ -225,14 +235,15 @@ long FromEnvironment(const char* name, long otherwise) {
 } // namespace
 
 TEST(VFileRandom, FollowsPlainStrings) {
-    const long steps = FromEnvironment("VFILE_STEPS", 12000);
     const long given = FromEnvironment("VFILE_SEED", -1);
-    for (unsigned seed = 1; seed <= (given < 0 ? 3u : 1u); ++seed) {
-        const unsigned used = given < 0 ? seed : static_cast<unsigned>(given);
+    for (unsigned i = 1; i <= (given < 0 ? 4u : 1u); ++i) {
+        const unsigned seed = given < 0 ? i : static_cast<unsigned>(given);
+        const bool large = seed % 2 == 0; // large enough for an index of several levels
         VFile::SetMaxCacheSize(4);
-        Walk walk(used);
+        Walk walk(seed, large ? 5000000 : 20000);
+        const long steps = FromEnvironment("VFILE_STEPS", large ? 3000 : 12000);
         for (long step = 0; step < steps; ++step) {
-            ASSERT_TRUE(walk.Step()) << "VFILE_SEED=" << used << " VFILE_STEPS=" << step + 1;
+            ASSERT_TRUE(walk.Step()) << "VFILE_SEED=" << seed << " VFILE_STEPS=" << step + 1;
         }
     }
 }

@@ -1,0 +1,76 @@
+/// @file
+/// HFileDir: the names that match a wildcard pattern, one at a time.
+#pragma once
+
+#include "platform/export.h"
+
+#include <cstdint>
+
+/// A walk over the entries of one directory that match a pattern. Each comes out as a name that can be used as it is.
+///
+///     HFileDir scan;
+///     char name[261];
+///     for (bool more = scan.FindFirst(name, "logs/*.txt"); more; more = scan.FindNext(name)) ...
+///
+///     idle --Start--> started --FindNext--> scanning --FindNext, no more--> ended
+///       ^---------------- Stop, or a first FindNext that finds nothing -------'
+///
+/// Patterns. Separators are '\' and '/'; the last component may hold wildcards, what stands in front of it is taken as
+/// it is. '*' stands for any run of bytes. '?' stands for one byte that is no dot, or for nothing at the end of the
+/// name and in front of a dot. A dot that a wildcard follows also stands for the end of the name, so "*.*" matches
+/// every name and "a.*" also "a". All other bytes, brackets too, stand for themselves in their own case. Hidden entries
+/// match as any other, and the two that every directory has of itself, "." and "..", come out where the pattern matches
+/// them.
+///
+/// Names. An entry that is a file which can be read comes out with its full path; everything else, directories above
+/// all, as the pattern's directory followed by the entry's name (HFile::GetFullName). Order is the system's. An entry
+/// is passed over if its name, joined to the directory, has more than 260 characters, or if it contains a '\', which
+/// would be taken for a separator.
+///
+/// Failures are not told: no match, no such directory and no permission all look like the end. Nothing halts.
+/// Ownership: the object keeps the pattern and, while it scans, one open directory, which Stop and the destructor
+/// close. Threads: no lock; one thread at a time uses an object, and objects are independent of each other. Cost: one
+/// step of the directory and a few calls of the system per name; the memory does not grow with the directory.
+class VFILE_API HFileDir {
+  public:
+    /// An idle object.
+    HFileDir();
+
+    /// An object on which Start(pattern) has been called.
+    explicit HFileDir(const char* pattern);
+
+    /// Stops.
+    virtual ~HFileDir();
+
+    HFileDir(const HFileDir&) = delete;
+    HFileDir& operator=(const HFileDir&) = delete;
+
+    /// Ends any scan and prepares one for `pattern`, without a look at the disk. With a NIL or empty pattern, or one of
+    /// more than 260 characters, the object is idle.
+    void Start(const char* pattern);
+
+    /// Ends any scan and forgets it: the object is idle, and Count is 0.
+    void Stop();
+
+    /// Start(pattern) and the first FindNext. A NIL `name` ends any scan and gives false.
+    bool FindFirst(char* name, const char* pattern);
+
+    /// True with the next name in `name`, a buffer of 261 bytes; false with an empty `name` if there is none. If there
+    /// is none at all, the object is idle again. A NIL `name` gives false and changes nothing.
+    bool FindNext(char* name);
+
+    /// How many names this scan has given. Stays behind the last one, until Stop or Start.
+    std::int32_t Count() const;
+
+  private:
+    void Init();
+    bool FindEntry(char* entry);
+    void CloseSearch();
+    void ConstructName(char* name, const char* entry);
+
+    std::int32_t state;       // 0 idle, 1 started, 2 scanning, 3 ended
+    std::int32_t count;       // names given by this scan
+    char spec[261];           // the pattern as it was given
+    char dir[261];            // what stands in front of its last component; ends in a separator if not empty
+    std::intptr_t findHandle; // the open directory, -1 if none
+};

@@ -1,0 +1,28 @@
+// Walking a directory by a pattern. Internal.
+#pragma once
+
+#include <cstddef>
+#include <cstdint>
+
+namespace platform {
+
+// An open walk, pointer-sized; NoSearch is none. It keeps nothing but the system's own buffer.
+using SearchHandle = std::intptr_t;
+constexpr SearchHandle NoSearch = -1;
+
+// Opens the directory `dir` ("" is the current one); NoSearch, with the last error set, if it can't be read.
+SearchHandle OpenSearch(const char* dir);
+
+// The name of the next entry that matches `pattern`, in the system's order, the directory's own two included. Entries
+// whose name does not fit `size` bytes, or contains a '\' and so could not be given back as a name, are passed over.
+// False at the end.
+bool NextEntry(SearchHandle search, const char* pattern, char* name, std::size_t size);
+
+void CloseSearch(SearchHandle search);
+
+// True if the name of an entry matches: '*' stands for any run of bytes; '?' for one byte that is no dot, or for
+// nothing at the end and in front of a dot; a dot in front of a wildcard also for the end of the name, so that "*.*" is
+// every name and "a.*" includes "a". Every other byte stands for itself, in its case.
+bool MatchesPattern(const char* name, const char* pattern);
+
+} // namespace platform

@@ -1,0 +1,76 @@
+// Walking a directory on Linux.
+#include "platform/dirs.h"
+
+#include "platform/error.h"
+#include "platform/name_linux.h"
+
+#include <cstring>
+#include <dirent.h>
+
+namespace platform {
+namespace {
+
+// A walk's handle is the system's own directory stream.
+DIR* StreamOf(SearchHandle search) {
+    return reinterpret_cast<DIR*>(search);
+}
+
+// One element of a pattern, '*' aside, against what is left of a name: how many bytes it takes, -1 if it does not fit.
+int Fits(const char* name, const char* pattern) {
+    if (*pattern == '?') return *name != '\0' && *name != '.' ? 1 : 0;
+    if (*pattern == '\0' || *pattern == *name) return *pattern == *name && *name != '\0' ? 1 : -1;
+    const bool dotBeforeWildcard = *pattern == '.' && (pattern[1] == '*' || pattern[1] == '?');
+    return dotBeforeWildcard && *name == '\0' ? 0 : -1;
+}
+
+} // namespace
+
+SearchHandle OpenSearch(const char* dir) {
+    const SystemName name(dir && *dir ? dir : ".");
+    if (!name.Ok()) return NoSearch;
+    DIR* stream = opendir(name.Text());
+    if (stream) return reinterpret_cast<SearchHandle>(stream);
+    SetErrorFromErrno(name.Text());
+    return NoSearch;
+}
+
+bool NextEntry(SearchHandle search, const char* pattern, char* name, std::size_t size) {
+    while (const dirent* entry = readdir(StreamOf(search))) {
+        const std::size_t n = std::strlen(entry->d_name);
+        if (n >= size || std::strchr(entry->d_name, '\\') || !MatchesPattern(entry->d_name, pattern)) continue;
+        std::memcpy(name, entry->d_name, n + 1);
+        return true;
+    }
+    return false;
+}
+
+void CloseSearch(SearchHandle search) {
+    closedir(StreamOf(search));
+}
+
+bool MatchesPattern(const char* name, const char* pattern) {
+    // Where to take up again when an element does not fit: behind the last '*', which then takes one byte more. An
+    // earlier '*' need not be tried again, as the last one can take whatever that would.
+    const char* starPattern = nullptr;
+    const char* starName = nullptr;
+    for (;;) {
+        if (*pattern == '*') {
+            starPattern = ++pattern;
+            starName = name;
+            continue;
+        }
+        if (*pattern == '\0' && *name == '\0') return true;
+        const int taken = Fits(name, pattern);
+        if (taken >= 0) {
+            name += taken;
+            ++pattern;
+        } else if (starPattern && *starName != '\0') {
+            name = ++starName;
+            pattern = starPattern;
+        } else {
+            return false;
+        }
+    }
+}
+
+} // namespace platform

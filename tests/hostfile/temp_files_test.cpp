@@ -1,0 +1,114 @@
+// HFile: backup extensions, temporary files.
+#include "hostfile/hostfile_support.h"
+
+#include <cstdlib>
+#include <cstring>
+#include <sstream>
+
+namespace {
+
+TEST(TempFiles, BackupExtensionsFormOneSeries) {
+    std::istringstream rows("=.~ .=.~ .txt=.~xt txt=~xt .a=.~ .a1=.~ .ab1=.~ .abc=.~bc .~=.~1 ~=~1 .~1=.~2 .~9=.~10 "
+                            ".~10=.~11 .~19=.~20 .~98=.~99 .~99=- .~x=.~1 .~x1=.~1 .~xt=.~1t .~1t=.~2t .~9t=.~10 "
+                            ".~9ab=.~10b .~123=.~133 .~993=- a=~ 1=~ .~\xB2=.~1");
+    for (std::string row; rows >> row;) {
+        const std::string input = row.substr(0, row.find('=')), next = row.substr(row.find('=') + 1);
+        std::vector<char> ext(std::max<std::size_t>(5, input.size() + 3)); // no byte more than promised
+        std::strcpy(ext.data(), input.c_str());
+        EXPECT_EQ(next != "-", HFile::GetNextBackupExt(ext.data())) << row;
+        EXPECT_EQ(next != "-" ? next : input, ext.data());
+    }
+    for (const char* start : {"", ".txt"}) {
+        char ext[8];
+        std::strcpy(ext, start);
+        int steps = 0;
+        while (HFile::GetNextBackupExt(ext)) ++steps;
+        EXPECT_EQ(100, steps) << start;
+    }
+}
+
+// In a child, as the environment is the process's.
+std::string TempDirOf(const char* tmp, const char* temp, const char* tmpdir, int size = 261) {
+    return halt_trap::TextOf([&] {
+        const std::pair<const char*, const char*> variables[] = {{"TMP", tmp}, {"TEMP", temp}, {"TMPDIR", tmpdir}};
+        for (const auto& [name, value] : variables) value ? setenv(name, value, 1) : unsetenv(name);
+        std::vector<char> dir(static_cast<std::size_t>(size));
+        HFile::GetTempDir(dir.data(), size);
+        halt_trap::SendHome(dir.data());
+    });
+}
+
+TEST(TempFiles, TempDirFollowsTheEnvironment) {
+    const TempDir dir;
+    const char* at = dir.Path().c_str();
+    EXPECT_EQ(dir.Path() + "\\", TempDirOf(at, "/", "/"));
+    EXPECT_EQ(dir.Path() + "\\", TempDirOf("/nonexistent", at, "/"));
+    EXPECT_EQ(dir.Path() + "\\", TempDirOf("", nullptr, at));
+    EXPECT_EQ("/var/tmp\\", TempDirOf(nullptr, nullptr, nullptr));
+    EXPECT_EQ("", TempDirOf(at, nullptr, nullptr, 1));
+    EXPECT_EQ(dir.Path().substr(0, 4), TempDirOf(at, nullptr, nullptr, 5));
+    std::string longDir = dir.Path();
+    for (int i = 0; i < 6; ++i) fs::create_directory(longDir += "/" + std::string(50, 'd'));
+    EXPECT_EQ(longDir.substr(0, 260), TempDirOf(longDir.c_str(), nullptr, nullptr));
+    EXPECT_ASSERT_HALT("HFile", HFile::GetTempDir(nullptr, 5));
+    EXPECT_ASSERT_HALT("HFile", char c; HFile::GetTempDir(&c, 0));
+}
+
+TEST(TempFiles, NamesAreBuiltFromTheirPartsAndTheFilesArePrivate) {
+    const TempDir dir;
+    const std::string at = dir.Path() + "\\", part(80, 'p');
+    const std::tuple<const char*, const char*, std::string, std::string> rows[] = {
+        {nullptr, nullptr, "~hf", ".tmp"},
+        {"a", "tmp", "a", ".tmp"},
+        {"", ".x", "", ".x"},
+        {"b", "", "b", ""},
+        {"c", ".", "c", "."},
+        {part.c_str(), part.c_str(), part.substr(0, 63), "." + part.substr(0, 62)},
+    };
+    for (const auto& [prefix, ext, head, tail] : rows) {
+        for (const bool seqWrite : {false, true}) {
+            HFile f;
+            std::vector<char> name(396);
+            ASSERT_TRUE(HFile::CreateTempFile(f, name.data(), prefix, ext, dir.Path().c_str(), seqWrite));
+            const std::string got = name.data();
+            ASSERT_EQ(at + head, got.substr(0, at.size() + head.size()));
+            const std::string number = got.substr(at.size() + head.size());
+            EXPECT_EQ(std::to_string(std::stoi(number)) + tail, number);
+            EXPECT_EQ(0600u, StateOf(dir.File(got.substr(at.size()))).st_mode & 07777);
+            char c;
+            f.ReadBytes(&c, 1);
+            EXPECT_EQ(seqWrite ? resNoPermission : resDone, f.res);
+            EXPECT_TRUE(HFile::Remove(name.data())); // the very file that the name says
+        }
+    }
+    HFile files[50];
+    for (HFile& f : files) { // many within one tick of the clock
+        char name[396];
+        ASSERT_TRUE(HFile::CreateTempFile(f, name, nullptr, nullptr, dir.Path().c_str(), true));
+    }
+    EXPECT_EQ(50u, dir.Count());
+}
+
+TEST(TempFiles, WhatNoOtherNumberMendsEndsAtOnce) {
+    const TempDir dir;
+    const std::pair<std::string, Res> rows[] = {{dir.File("none"), resIllegalPath},
+                                                {dir.Write("f", ""), resIllegalPath},
+                                                {std::string(300, 'd'), resIllegalName},
+                                                {dir.Path(), resNoPermission}};
+    for (const auto& [where, code] : rows) {
+        const auto refused = [where = where, code = code] {
+            HFile file;
+            char name[396];
+            return !HFile::CreateTempFile(file, name, nullptr, nullptr, where.c_str(), false) && file.res == code &&
+                   !file.IsOpen() && std::string(name).find(where.substr(0, 260)) == 0;
+        };
+        fs::permissions(dir.Path(), fs::perms(0555));
+        EXPECT_TRUE(AsPlainUser(refused)) << where;
+    }
+    fs::permissions(dir.Path(), fs::perms(0755));
+    EXPECT_ASSERT_HALT("HFile", HFile file; HFile::CreateTempFile(file, nullptr, "", "", "", false));
+    EXPECT_ASSERT_HALT("HFile", HFile file(HandleOf(0)); char name[396];
+                       HFile::CreateTempFile(file, name, "", "", "", false));
+}
+
+} // namespace

@@ -1,0 +1,87 @@
+// Several threads at once, each with its own VMem, cache limit and temporary directory.
+#include "foundation/halt.h"
+#include "support/temp_dir.h"
+#include "support/vfile_support.h"
+
+#include <atomic>
+#include <gtest/gtest.h>
+#include <random>
+#include <thread>
+#include <unistd.h>
+#include <vector>
+
+namespace {
+
+constexpr int ThreadCount = 4;
+
+// True if a descriptor of the process is a swap file that was made in `dir`.
+bool HasSwapFileIn(const std::string& dir) {
+    for (int fd = 3; fd < 256; ++fd) {
+        char name[4096];
+        const ssize_t n = readlink(("/proc/self/fd/" + std::to_string(fd)).c_str(), name, sizeof name);
+        const std::string target(name, n > 0 ? static_cast<std::size_t>(n) : 0);
+        if (target.find(dir + "/~vmem") == 0) return true;
+    }
+    return false;
+}
+
+void Edit(unsigned seed, std::int16_t cacheKb, const std::string& dir) {
+    VFile::SetMaxCacheSize(cacheKb);
+    VFile::SetTempDir(dir.c_str());
+    std::mt19937 random(seed);
+    VFile f;
+    std::string model;
+    for (int step = 0; step < 300; ++step) {
+        const auto at = static_cast<std::size_t>(random() % (model.size() + 1));
+        const auto cut = std::min<std::size_t>(random() % 500, model.size() - at);
+        const std::string bytes = Pattern(static_cast<int>(random() % 1500), step);
+        Put(f, static_cast<std::int32_t>(at), static_cast<std::int32_t>(cut), bytes);
+        model.replace(at, cut, bytes);
+        ASSERT_EQ(resDone, f.res);
+        ASSERT_EQ(static_cast<std::int32_t>(model.size()), f.Length());
+    }
+    ASSERT_TRUE(ContentOf(f) == model) << "seed " << seed;
+    EXPECT_TRUE(HasSwapFileIn(dir));
+    EXPECT_EQ(cacheKb, VFile::GetMaxCacheSize());
+    EXPECT_EQ(dir, VFile::GetTempDir());
+}
+
+TEST(Threads, WorkSideBySideWithSettingsOfTheirOwn) {
+    const TempDir dirs[ThreadCount];
+    std::vector<std::thread> threads;
+    for (int i = 0; i < ThreadCount; ++i) {
+        threads.emplace_back(Edit, 100U + static_cast<unsigned>(i), static_cast<std::int16_t>(4 + 4 * i),
+                             dirs[i].Path());
+    }
+    for (auto& thread : threads) thread.join();
+    EXPECT_EQ(4000, VFile::GetMaxCacheSize());
+    EXPECT_EQ(nullptr, VFile::GetTempDir());
+    for (const TempDir& dir : dirs) EXPECT_EQ(0U, dir.Count());
+}
+
+std::atomic<int> halts{0};
+thread_local int haltsHere = 0;
+
+// Threads that come and go and halt, while the halt procedure is exchanged.
+TEST(Threads, ComeAndGoAndHaltAtOnce) {
+    InstallHaltProc([](const char*) { ++halts, ++haltsHere; });
+    std::vector<std::thread> threads;
+    for (int i = 0; i < ThreadCount; ++i) {
+        threads.emplace_back([] {
+            for (int round = 0; round < 25; ++round) {
+                std::thread([] {
+                    VFile f;
+                    Put(f, 0, 0, "x");
+                    Fatal("Host", 1);
+                    InstallHaltProc([](const char*) { ++haltsHere, ++halts; });
+                    EXPECT_EQ(1, haltsHere);
+                }).join();
+            }
+        });
+    }
+    for (auto& thread : threads) thread.join();
+    EXPECT_EQ(25 * ThreadCount, halts);
+    DeinstallHaltProc();
+}
+
+} // namespace

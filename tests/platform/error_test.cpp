@@ -1,0 +1,127 @@
+// System errors as they really come up, in the numbering of the table of results.
+#include "tests/platform/platform_test.h"
+
+#include <sys/resource.h>
+#include <sys/socket.h>
+#include <sys/un.h>
+
+namespace {
+
+// The last error of an open in a child where the process may not do all; -1 if it opened.
+std::string OpenedIn(const std::function<void()>& prepare, const std::string& name, Access access) {
+    return InChild([&] {
+        prepare();
+        SetLastError(0);
+        const bool opened = OpenAs(name, Disposition::OpenExisting, access) != InvalidHandle;
+        return opened ? "opened" : std::to_string(GetLastError());
+    });
+}
+
+TEST(Errors, RefusedOpensTellWhy) {
+    const TempDir dir;
+    dir.Write("file", "x");
+    ASSERT_EQ(0, symlink("nowhere", dir.File("dangling").c_str()));
+    ASSERT_EQ(0, symlink("loop", dir.File("loop").c_str()));
+    const int listener = socket(AF_UNIX, SOCK_STREAM, 0);
+    sockaddr_un address{};
+    address.sun_family = AF_UNIX;
+    dir.File("socket").copy(address.sun_path, sizeof address.sun_path - 1);
+    ASSERT_EQ(0, bind(listener, reinterpret_cast<sockaddr*>(&address), sizeof address));
+
+    const auto existing = Disposition::OpenExisting;
+    const auto createNew = Disposition::CreateNew;
+    const auto createAlways = Disposition::CreateAlways;
+    const struct {
+        std::string name;
+        Disposition disposition;
+        std::uint32_t error;
+    } rows[] = {
+        {dir.File("missing"), existing, 2},
+        {dir.File("missing//"), existing, 2},
+        {dir.File("dangling"), existing, 2},
+        {"vfile-test-missing", existing, 2},
+        {dir.File("no/missing"), existing, 3},
+        {dir.File("no/missing"), createNew, 3},
+        {dir.File("no/such/missing"), createAlways, 3},
+        {dir.Path() + "\\no\\missing", existing, 3},
+        {dir.File("file/missing"), existing, 3},
+        {"", existing, 3},
+        {dir.File("file"), createNew, 80},
+        {dir.File("dangling"), createNew, 80},
+        {dir.Path(), createNew, 80},
+        {dir.Path(), existing, 5},
+        {dir.Path() + "/", createAlways, 5},
+        {dir.File(std::string(300, 'n')), createNew, 123},
+        {std::string(5000, 'n'), existing, 123},
+        {dir.File("loop"), existing, 161},
+        {dir.File("socket"), existing, 55},
+        {"/proc/self/exe", existing, 32} // being run
+    };
+    for (const auto& row : rows) {
+        EXPECT_EQ(row.error, ErrorOf([&] { EXPECT_EQ(InvalidHandle, OpenAs(row.name, row.disposition)); })) << row.name;
+    }
+    EXPECT_EQ(5U, ErrorOf([&] { EXPECT_EQ(InvalidHandle, OpenAs(dir.Path(), existing, Access::Read)); }));
+    EXPECT_EQ(87U, ErrorOf([] {
+                  OpenFile(nullptr, Access::Read, Sharing::All, Disposition::OpenExisting, Pattern::Random);
+              }));
+    EXPECT_EQ(4U, dir.Count());
+    close(listener);
+}
+
+TEST(Errors, MissingRightsAndDescriptorsAreTold) {
+    const TempDir dir;
+    const std::string name = dir.Write("file", "x");
+    chmod(dir.Path().c_str(), 0755);
+    chmod(name.c_str(), 0444);
+    const auto nobody = [] {
+        if (geteuid() == 0 && seteuid(65534) != 0) _exit(1);
+    };
+    EXPECT_EQ("5", OpenedIn(nobody, name, Access::ReadWrite));
+    EXPECT_EQ("opened", OpenedIn(nobody, name, Access::Read));
+    const auto noDescriptors = [] {
+        const rlimit none{3, 3};
+        setrlimit(RLIMIT_NOFILE, &none);
+        while (dup(0) >= 0) {
+        }
+    };
+    EXPECT_EQ("4", OpenedIn(noDescriptors, name, Access::Read));
+}
+
+TEST(Errors, HandlesThatCantDoItTellWhy) {
+    const TempDir dir;
+    const FileHandle readOnly = OpenAs(dir.Write("r", "abc"), Disposition::OpenExisting, Access::Read);
+    const FileHandle writeOnly = OpenAs(dir.File("w"), Disposition::CreateNew, Access::Write);
+    const FileHandle full = OpenAs("/dev/full");
+    int ends[2];
+    ASSERT_EQ(0, pipe(ends));
+    const FileHandle pipeEnd = HandleOf(ends[0]);
+    const FileHandle closed = OpenAs(dir.File("closed"), Disposition::CreateNew);
+    CloseFile(closed); // behind the others, so that its descriptor stays unused
+    char b = 0;
+    const struct {
+        std::function<bool()> fails;
+        std::uint32_t error;
+    } rows[] = {{[&] { return ReadFile(closed, &b, 1) == -1; }, 6},
+                {[&] { return WriteFile(closed, &b, 1) == -1; }, 6},
+                {[&] { return SeekFile(closed, 0, Origin::Begin) == -1; }, 6},
+                {[&] { return FileSize(closed) == -1; }, 6},
+                {[&] { return !SetEndOfFile(closed); }, 6},
+                {[&] { return !FlushFile(closed); }, 6},
+                {[&] { return !CloseFile(closed); }, 6},
+                {[&] { return ReadFile(InvalidHandle, &b, 1) == -1; }, 6},
+                {[&] { return !CloseFile(InvalidHandle); }, 6},
+                {[&] { return WriteFile(readOnly, &b, 1) == -1; }, 5},
+                {[&] { return !SetEndOfFile(readOnly); }, 5},
+                {[&] { return ReadFile(writeOnly, &b, 1) == -1; }, 5},
+                {[&] { return WriteFile(full, &b, 1) == -1; }, 112},
+                {[&] { return SeekFile(readOnly, -1, Origin::Begin) == -1; }, 87},
+                {[&] { return SeekFile(pipeEnd, 0, Origin::Begin) == -1; }, 50},
+                {[&] { return !SetEndOfFile(pipeEnd); }, 50},
+                {[&] { return FlushFile(pipeEnd) && FileSize(pipeEnd) == 0; }, 0}};
+    for (const auto& row : rows) {
+        EXPECT_EQ(row.error, ErrorOf([&] { EXPECT_TRUE(row.fails()); })) << "row " << &row - rows;
+    }
+    for (const FileHandle h : {readOnly, writeOnly, full, pipeEnd, HandleOf(ends[1])}) CloseFile(h);
+}
+
+} // namespace

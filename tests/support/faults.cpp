@@ -1,0 +1,272 @@
+#include "tests/support/faults.h"
+
+#include "tests/support/halt_trap.h"
+#include "vfile/vfile.h"
+
+#include <algorithm>
+#include <cerrno>
+#include <cstdarg>
+#include <cstdio>
+#include <dirent.h>
+#include <fcntl.h>
+#include <gtest/gtest.h>
+#include <new>
+#include <sys/file.h>
+#include <sys/mman.h>
+#include <sys/stat.h>
+#include <unistd.h>
+#include <unordered_set>
+
+namespace {
+
+struct Order {
+    Faults::Kind kind;
+    int left; // calls until the failure, 0 when none is ordered
+    int error;
+    int room; // bytes until the disk is full, -1 without limit
+    bool lasting;
+};
+
+constexpr Order None{Faults::Heap, 0, 0, -1, false};
+thread_local Order order = None;
+thread_local int calls[Faults::System + 1];
+thread_local bool ours = false; // the driver's own calls neither count nor fail
+
+bool firedHere = false;
+bool* fired = &firedHere; // shared with the child while ForEachFault runs one
+
+std::unordered_set<void*>* live = nullptr; // what the library has on the heap, while somebody wants to know
+
+struct Ours {
+    Ours() : before(ours) { ours = true; }
+    ~Ours() { ours = before; }
+    bool before;
+};
+
+bool Fails(Faults::Kind kind) {
+    if (ours) return false;
+    ++calls[kind];
+    if (kind != Faults::Heap) ++calls[Faults::System];
+    const bool meant = order.kind == kind || (order.kind == Faults::System && kind != Faults::Heap);
+    if (!meant || order.left == 0 || --order.left > 0) return false;
+    if (order.lasting) order.left = 1;
+    *fired = true;
+    errno = kind == Faults::Heap ? ENOMEM : order.error;
+    return true;
+}
+
+void* Note(void* p) {
+    if (!live || ours || !p) return p;
+    const Ours guard;
+    live->insert(p);
+    return p;
+}
+
+void* Forget(void* p) {
+    if (!live || ours || !p) return p;
+    const Ours guard;
+    live->erase(p);
+    return p;
+}
+
+// What of `count` bytes still has room; -1 with errno set if none has.
+ssize_t Room(std::size_t count) {
+    if (Fails(Faults::Write)) return -1;
+    if (ours || order.room < 0 || count == 0) return static_cast<ssize_t>(count);
+    if (order.room < static_cast<int>(count)) *fired = true;
+    const int part = std::min(order.room, static_cast<int>(count));
+    order.room -= part;
+    errno = ENOSPC;
+    return part > 0 ? part : -1;
+}
+
+} // namespace
+
+// A wrapped call: __wrap_X is what the objects call, __real_X what they would have called.
+#define WRAPPED(type, name, parameters)                                                                                \
+    extern "C" type __real_##name parameters;                                                                          \
+    extern "C" type __wrap_##name parameters;                                                                          \
+    type __wrap_##name parameters
+#define FAILING(kind, type, failure, name, parameters, arguments)                                                      \
+    WRAPPED(type, name, parameters) {                                                                                  \
+        return Fails(Faults::kind) ? failure : __real_##name arguments;                                                \
+    }
+#define FREEING(name, parameters, arguments)                                                                           \
+    WRAPPED(void, name, parameters) {                                                                                  \
+        __real_##name arguments;                                                                                       \
+    }
+
+WRAPPED(void*, malloc, (std::size_t n)) {
+    return Fails(Faults::Heap) ? nullptr : Note(__real_malloc(n));
+}
+WRAPPED(void*, calloc, (std::size_t n, std::size_t m)) {
+    return Fails(Faults::Heap) ? nullptr : Note(__real_calloc(n, m));
+}
+WRAPPED(void*, realloc, (void* p, std::size_t n)) {
+    if (Fails(Faults::Heap)) return nullptr;
+    Forget(p);
+    return Note(__real_realloc(p, n));
+}
+WRAPPED(void*, _ZnwmRKSt9nothrow_t, (std::size_t n, const std::nothrow_t& tag)) {
+    return Fails(Faults::Heap) ? nullptr : Note(__real__ZnwmRKSt9nothrow_t(n, tag));
+}
+FREEING(free, (void* p), (Forget(p)))
+FREEING(_ZdlPv, (void* p), (Forget(p)))
+FREEING(_ZdlPvRKSt9nothrow_t, (void* p, const std::nothrow_t& tag), (Forget(p), tag))
+FREEING(_ZdlPvm, (void* p, std::size_t n), (Forget(p), n))
+
+// The mode of open is there only with O_CREAT; passing it on is harmless.
+extern "C" int __real_open(const char* name, int flags, ...);
+extern "C" int __wrap_open(const char* name, int flags, ...);
+int __wrap_open(const char* name, int flags, ...) {
+    va_list rest;
+    va_start(rest, flags);
+    const unsigned mode = flags & O_CREAT ? va_arg(rest, unsigned) : 0;
+    va_end(rest);
+    return Fails(Faults::Open) ? -1 : __real_open(name, flags, mode);
+}
+
+// A failing close has closed the descriptor all the same.
+WRAPPED(int, close, (int fd)) {
+    const bool fails = Fails(Faults::Other);
+    const int error = errno;
+    const int result = __real_close(fd);
+    if (!fails) return result;
+    errno = error;
+    return -1;
+}
+
+WRAPPED(ssize_t, write, (int fd, const void* buf, std::size_t n)) {
+    const bool halt = fd == halt_trap::pipeEnd; // a halt's way home is open, whatever fails
+    const ssize_t room = halt ? static_cast<ssize_t>(n) : Room(n);
+    return room < 0 ? -1 : __real_write(fd, buf, static_cast<std::size_t>(room));
+}
+WRAPPED(ssize_t, pwrite, (int fd, const void* buf, std::size_t n, off_t at)) {
+    const ssize_t room = Room(n);
+    return room < 0 ? -1 : __real_pwrite(fd, buf, static_cast<std::size_t>(room), at);
+}
+
+FAILING(Read, ssize_t, -1, read, (int fd, void* buf, std::size_t n), (fd, buf, n))
+FAILING(Read, ssize_t, -1, pread, (int fd, void* buf, std::size_t n, off_t at), (fd, buf, n, at))
+WRAPPED(int, flock, (int fd, int operation)) { // giving back can't fail
+    return !(operation & LOCK_UN) && Fails(Faults::Lock) ? -1 : __real_flock(fd, operation);
+}
+FAILING(Other, off_t, -1, lseek, (int fd, off_t at, int whence), (fd, at, whence))
+FAILING(Other, int, -1, ftruncate, (int fd, off_t size), (fd, size))
+FAILING(Other, int, -1, fsync, (int fd), (fd))
+FAILING(Other, int, -1, stat, (const char* name, struct stat* st), (name, st))
+FAILING(Other, int, -1, lstat, (const char* name, struct stat* st), (name, st))
+FAILING(Other, int, -1, fstat, (int fd, struct stat* st), (fd, st))
+FAILING(Other, int, -1, access, (const char* name, int mode), (name, mode))
+FAILING(Other, int, -1, faccessat, (int dir, const char* name, int mode, int flags), (dir, name, mode, flags))
+FAILING(Other, char*, nullptr, realpath, (const char* name, char* path), (name, path))
+FAILING(Other, ssize_t, -1, readlink, (const char* name, char* to, std::size_t n), (name, to, n))
+FAILING(Other, int, -1, unlink, (const char* name), (name))
+FAILING(Other, int, -1, rmdir, (const char* name), (name))
+FAILING(Other, int, -1, mkdir, (const char* name, mode_t mode), (name, mode))
+FAILING(Other, int, -1, mknod, (const char* name, mode_t mode, dev_t device), (name, mode, device))
+FAILING(Other, int, -1, symlink, (const char* to, const char* name), (to, name))
+FAILING(Other, int, -1, rename, (const char* from, const char* to), (from, to))
+FAILING(Other, int, -1, renameat2, (int d1, const char* from, int d2, const char* to, unsigned flags),
+        (d1, from, d2, to, flags))
+FAILING(Other, int, -1, linkat, (int d1, const char* from, int d2, const char* to, int flags),
+        (d1, from, d2, to, flags))
+FAILING(Other, DIR*, nullptr, opendir, (const char* name), (name))
+FAILING(Other, dirent*, nullptr, readdir, (DIR * dir), (dir))
+FAILING(Other, int, -1, chmod, (const char* name, mode_t mode), (name, mode))
+FAILING(Other, int, -1, fchmod, (int fd, mode_t mode), (fd, mode))
+FAILING(Other, int, -1, fchown, (int fd, uid_t user, gid_t group), (fd, user, group))
+FAILING(Other, int, -1, futimens, (int fd, const timespec* times), (fd, times))
+
+WRAPPED(ssize_t, copy_file_range, (int in, off64_t* inAt, int out, off64_t* outAt, std::size_t n, unsigned flags)) {
+    if (!Fails(Faults::Other) && !Faults::plainCopies) return __real_copy_file_range(in, inAt, out, outAt, n, flags);
+    if (Faults::plainCopies) errno = ENOSYS;
+    return -1;
+}
+
+bool Faults::plainCopies = false;
+
+namespace Faults {
+
+static void Take(const Order& newOrder) {
+    order = newOrder;
+    *fired = false;
+    std::fill_n(calls, System + 1, 0);
+}
+
+void FailNth(Kind kind, int n, int error, bool lasting) {
+    Take({kind, n, error, -1, lasting});
+}
+
+void DiskFullAfter(int count) {
+    Take({Heap, 0, 0, count, false});
+}
+
+void Disarm() {
+    order = None;
+}
+
+int Calls(Kind kind) {
+    return calls[kind];
+}
+
+bool Fired() {
+    return *fired;
+}
+
+} // namespace Faults
+
+namespace {
+
+int DescriptorCount() {
+    const Ours guard;
+    DIR* dir = opendir("/proc/self/fd");
+    int count = 0;
+    while (readdir(dir)) ++count;
+    closedir(dir);
+    return count;
+}
+
+// One run, in the child: sends its outcome home like a halt.
+void RunOnce(Faults::Kind kind, int n, int error, bool lasting, const std::function<std::string(const Arm&)>& run) {
+    const int descriptors = DescriptorCount();
+    {
+        const Ours guard;
+        live = new std::unordered_set<void*>;
+    }
+    VFile_InitializeThread();
+    std::string outcome = run([&](const std::function<void()>& act) {
+        Faults::FailNth(kind, n, error, lasting);
+        act();
+        Faults::Disarm();
+        return Faults::Fired();
+    });
+    VFile_UninitializeThread();
+    if (!live->empty() || DescriptorCount() != descriptors) outcome += " LEAK";
+    halt_trap::SendHome(outcome.c_str());
+}
+
+} // namespace
+
+std::set<std::string> ForEachFault(Faults::Kind kind, int error, const std::function<std::string(const Arm&)>& run,
+                                   bool lasting) {
+    std::set<std::string> outcomes;
+    void* shared = mmap(nullptr, sizeof(bool), PROT_READ | PROT_WRITE, MAP_SHARED | MAP_ANONYMOUS, -1, 0);
+    fired = static_cast<bool*>(shared);
+    for (int n = 1;; ++n) {
+        *fired = false;
+        const std::string outcome = halt_trap::TextOf([&] { RunOnce(kind, n, error, lasting, run); });
+        if (!*fired) {
+            EXPECT_EQ("done", outcome) << "with nothing failing";
+            break;
+        }
+        outcomes.insert(outcome);
+        if (n == 5000) {
+            ADD_FAILURE() << "each run meets its failure: does something try again without end?";
+            break;
+        }
+    }
+    fired = &firedHere;
+    munmap(shared, sizeof(bool));
+    return outcomes;
+}

@@ -1,0 +1,219 @@
+// The families of edits over their sources, typed reads, numbers, operators and filled objects.
+#include "hostfile/hfile.h"
+#include "support/call_recorder.h"
+#include "support/halt_trap.h"
+#include "support/temp_dir.h"
+#include "support/vfile_support.h"
+
+#include <charconv>
+#include <gtest/gtest.h>
+
+namespace {
+
+#define EDITS(Name)                                                                                                    \
+    [](VFile& f, int source, const VFile& text, HFile& file) {                                                         \
+        if (source == 0) f.Name##Byte(0xE9);                                                                           \
+        if (source == 1) f.Name##Bytes("a\0b", 3);                                                                     \
+        if (source == 2) f.Name##Word(0x4142);                                                                         \
+        if (source == 3) f.Name##DWord(0x41424344L);                                                                   \
+        if (source == 4) f.Name##QWord(0x4142434445464748ULL);                                                         \
+        if (source == 5) f.Name('x', 5);                                                                               \
+        if (source == 6) f.Name("text");                                                                               \
+        if (source == 7) f.Name(text, 2, 100);                                                                         \
+        if (source == 8) f.Name(file.handle, 4);                                                                       \
+        if (source == 9) f.Name(file, MaxLen);                                                                         \
+    }
+void (*const families[])(VFile&, int, const VFile&, HFile&) = {EDITS(Insert), EDITS(Replace), EDITS(Write),
+                                                               EDITS(Append), EDITS(Prepend)};
+
+// The bytes that each source brings, the operation, the old length of an overwrite, the arguments behind it.
+const struct {
+    std::string bytes, operation, overwrite, rest;
+} sources[] = {{"\xE9", "ReplaceBuf", "1", "1"},       {{"a\0b", 3}, "ReplaceBuf", "3", "3"},
+               {"BA", "ReplaceBuf", "2", "2"},         {"DCBA", "ReplaceBuf", "4", "4"},
+               {"HGFEDCBA", "ReplaceBuf", "8", "8"},   {"xxxxx", "ReplaceCh", "5", "5"},
+               {"text", "ReplaceBuf", "same", "4"},    {"urce", "ReplaceTxt", "same", "2 100"},
+               {"host", "ReplaceHandle", "same", "4"}, {"host file", "ReplaceFile", "same", "max"}};
+
+} // namespace
+
+TEST(VFileEdit, EachFamilyGivesItsPlaceAndOldLengthToTheOperationOfTheSource) {
+    const TempDir dir;
+    const std::string name = dir.Write("host", "host file");
+    const VFile text("source");
+    for (int i = 0; i < 5 * 2 * 11 * 10; ++i) {
+        const int family = i % 5, pos = i / 5 % 11, source = i / 55 % 10;
+        const bool insert = i >= 550;
+        SCOPED_TRACE(std::to_string(family) + " " + std::to_string(pos) + " " + std::to_string(source));
+        HFile file;
+        file.Open(name.c_str());
+        CallRecorder f("0123456789");
+        f.SetFlag(vfInsert, insert);
+        f.SetPos(pos);
+        f.calls.clear();
+        families[family](f, source, text, file);
+
+        const auto& [bytes, operation, overwrite, rest] = sources[source];
+        const bool over = family == 1 || (family == 2 && !insert);
+        const int at = family == 3 ? 10 : family == 4 ? 0 : pos;
+        std::string call = operation + " " + std::to_string(at) + " " + (over ? overwrite : "0") + " " + rest + "; ";
+        EXPECT_EQ(call, f.calls.substr(0, call.size()));
+        std::string content = "0123456789";
+        content.replace(static_cast<std::size_t>(at), over ? bytes.size() : 0, bytes);
+        EXPECT_EQ(content, ContentOf(f));
+        EXPECT_EQ(at + static_cast<int>(bytes.size()), f.GetPos());
+    }
+}
+
+TEST(VFileEdit, FixedWidthsTakeEveryIntegerType) {
+    VFile f;
+    f.AppendWord(short{-2}), f.AppendWord(0x12345L), f.AppendWord(7ULL);
+    f.AppendDWord(-2LL), f.AppendDWord(5UL), f.AppendDWord(static_cast<unsigned short>(0xFFFF));
+    f.AppendQWord(-2), f.AppendQWord(0xFFFFFFFFU), f.AppendQWord(LLONG_MIN);
+    const char expected[] = "\xFE\xFF\x45\x23\x07\0\xFE\xFF\xFF\xFF\5\0\0\0\xFF\xFF\0\0"
+                            "\xFE\xFF\xFF\xFF\xFF\xFF\xFF\xFF\xFF\xFF\xFF\xFF\0\0\0\0\0\0\0\0\0\0\0\x80";
+    EXPECT_EQ(std::string(expected, sizeof expected - 1), ContentOf(f));
+}
+
+TEST(VFileEdit, DeleteTruncateAndEmptyEditsMoveThePosition) {
+    VFile f("0123456789");
+    f.Delete(100, 5);
+    EXPECT_EQ(10, f.GetPos());
+    f.Delete(2, 3);
+    EXPECT_EQ(2, f.GetPos());
+    f.SetPos(4);
+    f.Truncate();
+    f.eof = true;
+    f << "";
+    EXPECT_FALSE(f.eof);
+    f.Insert('x', -1);
+    f << "x" << 1; // refused: the first failure stands
+    EXPECT_EQ(resCallError, f.res);
+    EXPECT_EQ("0156", ContentOf(f));
+    EXPECT_EQ(4, f.GetPos());
+}
+
+TEST(VFileEdit, TypedReadsTakeTheLowByteFirstAndKeepWhatIsNotThere) {
+    CallRecorder f("\1\2\3\4\5\6\7\x88\xFF\xFE");
+    f.SetPos(0);
+    f.calls.clear();
+    short word = 0;
+    int dword = 0;
+    signed char c = 0, prev = 0;
+    f.ReadWord(word), f.ReadDWord(dword), f.ReadChar(c), f.ReadPrevChar(prev), f >> c;
+    EXPECT_EQ("ReadBytes 2; ReadBytes 4; next; prev; next; ", f.calls);
+    EXPECT_TRUE(word == 0x0201 && dword == 0x06050403 && c == 7 && prev == 7);
+    f.SetPos(0);
+    std::int64_t qword = 0;
+    f.ReadQWord(qword);
+    EXPECT_EQ(static_cast<std::int64_t>(0x8807060504030201), qword);
+    unsigned int part = 0xAABBCCDD;
+    f.ReadDWord(part);
+    EXPECT_TRUE(part == 0xAABBFEFF && f.eof && f.GetPos() == 10);
+}
+
+TEST(VFileEdit, ReadFoldsLineEnds) {
+    for (const auto& [content, expected] : {std::pair("a\r\nb", "a1\n2b1"), {"\r", "\n1"}, {"\r\r\nx", "\n1\n2x1"}}) {
+        VFile f(content);
+        f.Reset();
+        std::string read;
+        char c = 'x';
+        while (const std::int32_t n = f.Read(c)) read += f.eof ? "eof" : c + std::to_string(n);
+        EXPECT_EQ(expected, read);
+        EXPECT_TRUE(c == 0 && f.eof);
+    }
+}
+
+namespace {
+
+// `Wide` is the type whose bits are shown.
+template <class Wide, class Value>
+void ExpectNumbers(int base) {
+    using Limits = std::numeric_limits<Value>;
+    for (const Value v : {Limits::min(), Limits::max(), Value(-1), Value(35)}) {
+        const Wide wide = v;
+        char text[80];
+        const auto end = base == 10 ? std::to_chars(text, text + 80, wide)
+                                    : std::to_chars(text, text + 80, std::make_unsigned_t<Wide>(wide), base);
+        CallRecorder f;
+        f.base = base;
+        f << v;
+        EXPECT_EQ(std::string(text, end.ptr), ContentOf(f)) << base;
+        EXPECT_EQ("ReplaceBuf 0 same ", f.calls.substr(0, 18));
+    }
+}
+
+} // namespace
+
+TEST(VFileEdit, NumbersOfEveryTypeInEveryRadix) {
+    for (int base = 2; base <= 36; ++base) {
+        ExpectNumbers<int, short>(base), ExpectNumbers<unsigned, unsigned short>(base);
+        ExpectNumbers<int, int>(base), ExpectNumbers<unsigned, unsigned>(base);
+        ExpectNumbers<long, long>(base), ExpectNumbers<unsigned long, unsigned long>(base);
+        ExpectNumbers<long long, long long>(base), ExpectNumbers<unsigned long long, unsigned long long>(base);
+    }
+    for (const int base : {INT_MIN, -10, 0, 1, 37, INT_MAX}) {
+        VFile f;
+        f.base = base;
+        f << -1 << LLONG_MIN;
+        EXPECT_EQ("-1-9223372036854775808", ContentOf(f));
+    }
+}
+
+TEST(VFileEdit, OperatorsAddWriteAndHandOver) {
+    VFile src("source"), dst("old");
+    VFile f("previous");
+    src.SetPos(2);
+    f = static_cast<unsigned char>(0xFF);
+    f.SetPos(0);
+    f += 'a';
+    f.SetPos(0);
+    (f += "bc") += src;
+    f.SetPos(1);
+    f << '7' << "xy" << src;
+    EXPECT_EQ(std::string("\xFF") + "7xysource", ContentOf(f));
+    EXPECT_EQ(2, src.GetPos());
+
+    f.SetPos(4);
+    f >> dst;
+    EXPECT_EQ("source", ContentOf(dst));
+    EXPECT_TRUE(f.GetPos() == 10 && dst.GetPos() == 6);
+    f.SetPos(4);
+    dst.InclFlag(vfReadOnly);
+    f >> dst;
+    EXPECT_TRUE(f.res == resReadOnly && f.GetPos() == 4);
+    dst.ExclFlag(vfReadOnly);
+    f.SetPos(0);
+    EXPECT_EQ("", ContentOf(f = ""));
+}
+
+TEST(VFileEdit, FilledObjectsStandAtTheirEnd) {
+    const TempDir dir;
+    HFile file;
+    file.Open(dir.Write("host", Pattern(3000)).c_str());
+    const VFile repeated('x', 1500), some(file.handle, 1000), rest(file, MaxLen), part(rest, 1000, 5), missing(file, 1);
+    const std::pair<const VFile*, std::string> rows[] = {{&repeated, std::string(1500, 'x')},
+                                                         {&some, Pattern(3000).substr(0, 1000)},
+                                                         {&rest, Pattern(3000).substr(1000)},
+                                                         {&part, Pattern(3000).substr(2000, 5)}};
+    for (const auto& [f, content] : rows) EXPECT_TRUE(ContentOf(*f) == content && f->Eof() && f->res == resDone);
+    EXPECT_TRUE(missing.res == resNotDone && missing.Length() == 0);
+}
+
+// Line queries, searches and comparisons test the thread first, whatever their arguments.
+TEST(VFileEdit, HaltsOnAnotherThreadAndForObjectsOfTwo) {
+    VFile f("a"); // the child that halts is another thread to it
+    std::int32_t at = -1;
+    const std::function<void()> acts[] = {[&] { f.LineStart(0); },
+                                          [&] { f.LineSize(-1, at, at, at); },
+                                          [&] { f.LineEnd(-1, true); },
+                                          [&] { f.LineIndent(-1); },
+                                          [&] { f.BetweenCRLF(0); },
+                                          [&] { f.Find(at, "", false, false); },
+                                          [&] { f.FindBack(at, "", false, false); },
+                                          [&] { f.ReplaceGlobal("", "", false, false); },
+                                          [&] { (void)(f == f); },
+                                          [&] { (void)("a" >= f); },
+                                          [&] { VFile_InitializeThread(), (void)(VFile("bc") == f); }};
+    for (const auto& act : acts) EXPECT_ASSERT_HALT("VFile", act());
+}
