@@ -125,6 +125,7 @@ TEST(HostFileFaults, RenameNeverReplacesWithOrWithoutHelpOfTheSystem) {
         for (const auto& [from, to, res] : rows) EXPECT_EQ(res, rename(from, to)) << from << " " << to;
         // Who may not give a file a second name can give it another one.
         EXPECT_TRUE(AsPlainUser([&] { return rename("foreign", "f2") == resDone; }));
+        EXPECT_FALSE(fs::exists(dir.File("dir/in")));
         EXPECT_EQ(content + "x" + "other", dir.Read("g") + dir.Read("dir/x") + dir.Read("other"));
         EXPECT_EQ(4u, dir.Count());
     }
