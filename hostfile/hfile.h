@@ -112,25 +112,25 @@ class VFILE_API HFile {
     void ReadChar(char& v) { ReadBytes(&v, 1); }
     void ReadChar(signed char& v) { ReadBytes(&v, 1); }
     void ReadChar(unsigned char& v) { ReadBytes(&v, 1); }
-    void ReadWord(short& v) { v = static_cast<short>(ReadLow(static_cast<unsigned short>(v), 2)); }
-    void ReadWord(unsigned short& v) { v = static_cast<unsigned short>(ReadLow(v, 2)); }
-    void ReadDWord(int& v) { v = static_cast<int>(ReadLow(static_cast<unsigned int>(v), 4)); }
-    void ReadDWord(unsigned int& v) { v = static_cast<unsigned int>(ReadLow(v, 4)); }
-    void ReadQWord(long long& v) { v = static_cast<long long>(ReadLow(static_cast<unsigned long long>(v), 8)); }
-    void ReadQWord(unsigned long long& v) { v = ReadLow(v, 8); }
+    void ReadWord(short& v) { ReadLow(&v, 2); }
+    void ReadWord(unsigned short& v) { ReadLow(&v, 2); }
+    void ReadDWord(int& v) { ReadLow(&v, 4); }
+    void ReadDWord(unsigned int& v) { ReadLow(&v, 4); }
+    void ReadQWord(long long& v) { ReadLow(&v, 8); }
+    void ReadQWord(unsigned long long& v) { ReadLow(&v, 8); }
 #if ULONG_MAX == 0xFFFFFFFF
     void ReadDWord(long& v) {
-        v = static_cast<long>(ReadLow(static_cast<unsigned long>(v), 4));
+        ReadLow(&v, 4);
     }
     void ReadDWord(unsigned long& v) {
-        v = static_cast<unsigned long>(ReadLow(v, 4));
+        ReadLow(&v, 4);
     }
 #else
     void ReadQWord(long& v) {
-        v = static_cast<long>(ReadLow(static_cast<unsigned long>(v), 8));
+        ReadLow(&v, 8);
     }
     void ReadQWord(unsigned long& v) {
-        v = static_cast<unsigned long>(ReadLow(v, 8));
+        ReadLow(&v, 8);
     }
 #endif
     HFile& operator>>(char& v) {
@@ -419,7 +419,7 @@ class VFILE_API HFile {
     bool Opened(FileHandle h);
     bool CreatePrivate(const char* name, bool seqWrite);
     void SetPosChecked(std::int64_t pos);
-    std::uint64_t ReadLow(std::uint64_t v, int bytes);
+    void ReadLow(void* v, int bytes);
     void WriteLow(std::uint64_t v, int bytes);
     void StepBack(unsigned char ahead, bool taken);
     static Res GetFileRes();

@@ -26,14 +26,14 @@ using UnsignedLongValue = std::uint64_t;
 using vfile_internal::NumberTextSize;
 using vfile_internal::NumberToText;
 
-// The bytes of `v`, low byte first, replaced by what can be read.
-std::uint64_t HFile::ReadLow(std::uint64_t v, int bytes) {
+// Replaces the bytes of the integer at `v`, from the low one on, by those that can be read. Its own value is not looked
+// at: a caller need not have given it one.
+void HFile::ReadLow(void* v, int bytes) {
+    const std::uint16_t one = 1;
+    const bool lowFirst = *reinterpret_cast<const unsigned char*>(&one) == 1;
     unsigned char b[8];
-    for (int i = 0; i < bytes; ++i) b[i] = static_cast<unsigned char>(v >> 8 * i);
-    ReadBytes(b, bytes);
-    v = 0;
-    for (int i = bytes; i-- > 0;) v = v << 8 | b[i];
-    return v;
+    const int n = ReadBytes(b, bytes);
+    for (int i = 0; i < n; ++i) static_cast<unsigned char*>(v)[lowFirst ? i : bytes - 1 - i] = b[i];
 }
 
 void HFile::WriteLow(std::uint64_t v, int bytes) {

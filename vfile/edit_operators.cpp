@@ -1,30 +1,8 @@
 // Filling constructors, assignment, and the operators that add, write and read.
 #include "vfile/vfile.h"
 
+#include "foundation/number_text.h"
 #include "vfile/edit_internal.h"
-
-namespace {
-
-constexpr int NumberTextSize = 66; // 64 digits, a sign and the terminator
-
-// The digits of `v` from the end of `text` on backward; returns the first one.
-const char* Digits(char (&text)[NumberTextSize], unsigned long long v, std::int32_t base, bool negative) {
-    const auto radix = static_cast<unsigned int>(base >= 2 && base <= 36 ? base : 10);
-    char* p = text + NumberTextSize;
-    *--p = '\0';
-    do {
-        *--p = "0123456789abcdefghijklmnopqrstuvwxyz"[v % radix];
-        v /= radix;
-    } while (v != 0);
-    if (negative) *--p = '-';
-    return p;
-}
-
-bool ShowsSign(std::int32_t base) {
-    return base < 2 || base == 10 || base > 36;
-}
-
-} // namespace
 
 // A constructor calls the class's own operation: what a derived class would put in its place is not there yet.
 
@@ -113,24 +91,27 @@ VFile& VFile::operator<<(const VFile& src) {
 }
 
 VFile& VFile::operator<<(int v) {
-    if (v < 0 && ShowsSign(base)) return *this << static_cast<long long>(v);
-    return *this << static_cast<unsigned int>(v);
+    char text[vfile_internal::NumberTextSize];
+    vfile_internal::NumberToText(text, std::int32_t{v}, base);
+    return *this << text;
 }
 
 VFile& VFile::operator<<(unsigned int v) {
-    return *this << static_cast<unsigned long long>(v);
+    char text[vfile_internal::NumberTextSize];
+    vfile_internal::NumberToText(text, std::uint32_t{v}, base);
+    return *this << text;
 }
 
 VFile& VFile::operator<<(long long v) {
-    const bool negative = v < 0 && ShowsSign(base);
-    const auto bits = static_cast<unsigned long long>(v);
-    char text[NumberTextSize];
-    return *this << Digits(text, negative ? 0 - bits : bits, base, negative);
+    char text[vfile_internal::NumberTextSize];
+    vfile_internal::NumberToText(text, std::int64_t{v}, base);
+    return *this << text;
 }
 
 VFile& VFile::operator<<(unsigned long long v) {
-    char text[NumberTextSize];
-    return *this << Digits(text, v, base, false);
+    char text[vfile_internal::NumberTextSize];
+    vfile_internal::NumberToText(text, std::uint64_t{v}, base);
+    return *this << text;
 }
 
 VFile& VFile::operator>>(unsigned char& c) {

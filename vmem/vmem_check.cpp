@@ -217,18 +217,16 @@ bool VMemCheck::Check(bool deep) const {
 
 void VMemCheck::Dump(bool all) const {
     constexpr int Most = 50; // lines of pages
-    std::fprintf(out, "VMem: topAdr %d fileSize %lld cache %d of %d pages (%d KB) spare %s temp %s swap %s\n", m.topAdr,
-                 static_cast<long long>(m.fileSize), m.cacheCount, m.maxCacheCount, m.maxCacheKb,
-                 m.sparePage ? "yes" : "no", m.tempDir ? m.tempDir : "-",
-                 m.swapFile == InvalidHandle ? "-"
-                 : m.swapName                ? m.swapName
-                                             : "?");
-    std::fprintf(out, "  free pages: %d from %d\n", m.freePageCount, m.freePages);
-    for (int i = 0; i <= m.classCount; ++i) {
-        std::fprintf(out, "  list %d, length %d: %d from %d\n", i, m.classLen[i], m.freeCount[i], m.freeHead[i]);
+    std::fprintf(out, "VMem: temp %s swap %s\n", m.tempDir ? m.tempDir : "-", m.swapName ? m.swapName : "-");
+    std::fprintf(out, "  topAdr %d fileSize %lld cache %d of %d spare %s\n", m.topAdr,
+                 static_cast<long long>(m.fileSize), m.cacheCount, m.maxCacheCount, m.sparePage ? "yes" : "no");
+    std::fprintf(out, "  free: page %d@%d mixed %d@%d", m.freePageCount, m.freePages, m.freeCount[0], m.freeHead[0]);
+    for (int i = 1; i <= m.classCount; ++i) {
+        std::fprintf(out, " %d %d@%d", m.classLen[i], m.freeCount[i], m.freeHead[i]);
     }
+    std::fputc('\n', out);
     int i = 0;
-    for (const CacheDesc* p = m.cacheHead; p && i <= m.cacheCount && (all || i < Most); p = p->next, ++i) {
+    for (const CacheDesc* p = m.cacheHead; p && i < m.cacheCount && (all || i < Most); p = p->next, ++i) {
         std::fprintf(out, "  page %d%s%s%s\n", p->adr, p->dirty ? " dirty" : "", p->hasSlot ? "" : " no slot",
                      p == m.sparePage ? " spare" : "");
     }

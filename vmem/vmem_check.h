@@ -12,5 +12,6 @@ class VMem;
 // True if they hold; else the broken one goes to `out`, with both values, and the dump behind it. `out` may be NIL.
 bool CheckVMem(const VMem& m, bool deep, std::FILE* out);
 
-// The settings, the free lists, and one line per cached page from head to tail; all pages, or no more than 50.
+// The sizes, the free lists as count@first, and one line per cached page from head to tail; all pages, or no more than
+// 50.
 void DumpVMem(const VMem& m, std::FILE* out, bool all);

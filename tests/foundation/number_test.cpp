@@ -42,50 +42,33 @@ TEST(Numbers, ComparisonWithNoNumberGivesTheSecond) {
 
 TEST(Numbers, LongTruncCutsTowardZeroAndSaturates) {
     const double inf = std::numeric_limits<double>::infinity();
-    const struct {
-        double x;
-        std::int32_t result;
-    } rows[] = {
-        {2.9, 2},
-        {0.0, 0},
-        {0.999999, 0},
-        {9999.99, 9999},
-        {10000.0, 10000},
-        {123456789.999, 123456789},
-        {2147483646.999, 2147483646},
-        {2147483647.0, 2147483647},
-        {2147483647.5, 2147483647},
-        {1e10, 2147483647},
-        {inf, 2147483647},
-    };
-    for (const auto& row : rows) {
-        EXPECT_EQ(row.result, LongTrunc(row.x)) << row.x;
-        EXPECT_EQ(-row.result, LongTrunc(-row.x)) << -row.x;
+    const std::pair<double, std::int32_t> rows[] = {{2.9, 2},
+                                                    {0.0, 0},
+                                                    {0.999999, 0},
+                                                    {9999.99, 9999},
+                                                    {10000.0, 10000},
+                                                    {123456789.999, 123456789},
+                                                    {2147483646.999, 2147483646},
+                                                    {2147483647.0, 2147483647},
+                                                    {2147483647.5, 2147483647},
+                                                    {1e10, 2147483647},
+                                                    {inf, 2147483647}};
+    for (const auto& [x, result] : rows) {
+        EXPECT_EQ(result, LongTrunc(x)) << x;
+        EXPECT_EQ(-result, LongTrunc(-x)) << -x;
     }
     EXPECT_EQ(-2147483647, LongTrunc(-2147483648.0));
 }
 
 TEST(Numbers, NarrowingTestsTheHighHalfAlone) {
-    const struct {
-        std::int32_t v;
-        std::int16_t result;
-    } rows[] = {{0, 0}, {-1, -1}, {65535, -1}, {40000, -25536}, {-40000, 25536}, {-65536, 0}, {32767, 32767}};
-    for (const auto& row : rows) EXPECT_EQ(row.result, Short(row.v)) << row.v;
+    const std::pair<std::int32_t, std::int16_t> rows[] = {{0, 0},          {-1, -1},    {65535, -1},   {40000, -25536},
+                                                          {-40000, 25536}, {-65536, 0}, {32767, 32767}};
+    for (const auto& [v, result] : rows) EXPECT_EQ(result, Short(v)) << v;
     EXPECT_EQ(65535, ShortC(65535));
     EXPECT_EQ(0, ShortC(0));
-
-    const struct {
-        std::function<void()> act;
-        const char* text;
-    } halts[] = {
-        {[] { Short(65536); }, "Fatal Error 1 in module HSys "},
-        {[] { Short(INT32_MAX); }, "Fatal Error 1 in module HSys "},
-        {[] { Short(-65537); }, "Fatal Error 2 in module HSys "},
-        {[] { Short(INT32_MIN); }, "Fatal Error 2 in module HSys "},
-        {[] { ShortC(-1); }, "Fatal Error 3 in module HSys "},
-        {[] { ShortC(65536); }, "Fatal Error 3 in module HSys "},
-    };
-    for (const auto& row : halts) EXPECT_EQ(row.text, halt_trap::TextOf(row.act));
+    for (const int v : {65536, INT32_MAX}) EXPECT_HALT("Fatal Error 1 in module HSys ", Short(v));
+    for (const int v : {-65537, INT32_MIN}) EXPECT_HALT("Fatal Error 2 in module HSys ", Short(v));
+    for (const int v : {-1, 65536}) EXPECT_HALT("Fatal Error 3 in module HSys ", ShortC(v));
 
     InstallHaltProc([](const char*) {}); // one that returns: the low half comes back
     EXPECT_EQ(2, Short(65538));
@@ -94,7 +77,6 @@ TEST(Numbers, NarrowingTestsTheHighHalfAlone) {
 }
 
 TEST(Numbers, ConversionsKeepTheBits) {
-    EXPECT_EQ(-5, Long(-5));
     EXPECT_EQ(-1, LongC(0xFFFFFFFFU));
     EXPECT_EQ(0xFFFFFFFFU, Card(-1));
     EXPECT_EQ(INT32_MIN, Int(0x80000000U));
@@ -106,22 +88,14 @@ TEST(Numbers, WordsAndBytesSplitAndJoin) {
         const auto bits = static_cast<std::uint32_t>(v);
         std::uint16_t hi, lo;
         Short2(v, hi, lo);
-        EXPECT_EQ(bits >> 16, hi);
-        EXPECT_EQ(bits & 0xFFFF, lo);
-        EXPECT_EQ(hi, HI(v));
-        EXPECT_EQ(lo, LO(v));
-        EXPECT_EQ(v, Long2(hi, lo));
-        char b3, b2, b1, b0;
+        EXPECT_TRUE(hi == bits >> 16 && lo == (bits & 0xFFFF) && hi == HI(v) && lo == LO(v) && v == Long2(hi, lo));
+        char b3, b2, b1, b0, high, low;
         Extract4(v, b3, b2, b1, b0);
-        EXPECT_EQ(static_cast<char>(bits >> 24), b3);
-        EXPECT_EQ(static_cast<char>(bits >> 16), b2);
-        EXPECT_EQ(static_cast<char>(bits >> 8), b1);
-        EXPECT_EQ(static_cast<char>(bits), b0);
+        const char bytes[] = {b3, b2, b1, b0};
+        for (int i = 0; i < 4; ++i) EXPECT_EQ(static_cast<char>(bits >> (24 - 8 * i)), bytes[i]);
         EXPECT_EQ(v, Build4(b3, b2, b1, b0));
-        char high, low;
         Extract2(static_cast<std::int16_t>(lo), high, low);
-        EXPECT_EQ(b1, high);
-        EXPECT_EQ(b0, low);
+        EXPECT_TRUE(high == b1 && low == b0);
         EXPECT_EQ(static_cast<std::int16_t>(lo), Build2(high, low));
     }
 }

@@ -6,6 +6,7 @@
 #include <cstring>
 #include <gtest/gtest.h>
 #include <string>
+#include <tuple>
 
 namespace {
 
@@ -28,27 +29,16 @@ std::string Expected(const std::string& text, std::size_t untouchedFrom, const c
 }
 
 TEST(Text, CopiesAreCutAndNeverPassTheBuffer) {
-    const struct {
-        bool append;
-        const char* before;
-        unsigned int size;
-        const char* src;
-        const char* after;
-    } rows[] = {
+    const std::tuple<bool, const char*, unsigned int, const char*, const char*> rows[] = {
         {false, "", 4, "abc", "abc"},   {false, "", 4, "abcd", "abc"},  {false, "", 1, "abc", ""},
         {false, "", 4, nullptr, ""},    {false, "", 4, "", ""},         {true, "ab", 5, "cd", "abcd"},
         {true, "ab", 5, "cde", "abcd"}, {true, "ab", 5, nullptr, "ab"}, {true, "ab", 3, "c", "ab"},
-        {true, "", 1, "c", ""},
-    };
-    for (const auto& row : rows) {
-        for (const bool conditional : {false, true}) {
-            Marked buf(row.before);
-            if (row.append) {
-                (conditional ? CondAppendStr : AppendStr)(buf.bytes, row.size, row.src);
-            } else {
-                (conditional ? CondAssignStr : AssignStr)(buf.bytes, row.size, row.src);
-            }
-            EXPECT_EQ(Expected(row.after, row.size, row.before), buf.All()) << row.after << " in " << row.size;
+        {true, "", 1, "c", ""}};
+    for (const auto& [append, before, size, src, after] : rows) {
+        for (const auto copy : {append ? AppendStr : AssignStr, append ? CondAppendStr : CondAssignStr}) {
+            Marked buf(before);
+            copy(buf.bytes, size, src);
+            EXPECT_EQ(Expected(after, size, before), buf.All()) << after << " in " << size;
         }
     }
 }
@@ -72,25 +62,18 @@ TEST(Text, FiveBytesAreBlanks) {
         const bool blank = c == 9 || c == 10 || c == 12 || c == 13 || c == 32;
         EXPECT_EQ(blank, IsBlank(static_cast<unsigned char>(c))) << c;
     }
-    EXPECT_TRUE(IsBlank(static_cast<const char*>(nullptr)));
-    EXPECT_TRUE(IsBlank(""));
-    EXPECT_TRUE(IsBlank(" \t\n\f\r"));
-    EXPECT_FALSE(IsBlank(" \v "));
-    EXPECT_FALSE(IsBlank("\xA0"));
+    for (const char* s : {static_cast<const char*>(nullptr), "", " \t\n\f\r"}) EXPECT_TRUE(IsBlank(s));
+    for (const char* s : {" \v ", "\xA0", "  x"}) EXPECT_FALSE(IsBlank(s));
 }
 
 TEST(Text, TrimmingTakesBlanksOffTheEnds) {
-    const struct {
-        const char *in, *both, *left, *right;
-    } rows[] = {
-        {"", "", "", ""},
-        {"a", "a", "a", "a"},
-        {" a b ", "a b", "a b ", " a b"},
-        {"\f\t a\r\n", "a", "a\r\n", "\f\t a"},
-        {" \t ", "", "", ""},
-        {"\va\v", "\va\v", "\va\v", "\va\v"},
-        {"\xA0 \xE4", "\xA0 \xE4", "\xA0 \xE4", "\xA0 \xE4"},
-    };
+    const char* const rows[][4] = {{"", "", "", ""},
+                                   {"a", "a", "a", "a"},
+                                   {" a b ", "a b", "a b ", " a b"},
+                                   {"\f\t a\r\n", "a", "a\r\n", "\f\t a"},
+                                   {" \t ", "", "", ""},
+                                   {"\va\v", "\va\v", "\va\v", "\va\v"},
+                                   {"\xA0 \xE4", "\xA0 \xE4", "\xA0 \xE4", "\xA0 \xE4"}};
     const auto by = [](void (*trim)(char*), const char* in) {
         char buf[16];
         std::strcpy(buf, in);
@@ -98,30 +81,25 @@ TEST(Text, TrimmingTakesBlanksOffTheEnds) {
         return std::string(buf);
     };
     for (const auto& row : rows) {
-        EXPECT_EQ(row.both, by(Trim, row.in));
-        EXPECT_EQ(row.left, by(TrimLeft, row.in));
-        EXPECT_EQ(row.right, by(TrimRight, row.in));
+        EXPECT_EQ(row[1], by(Trim, row[0]));
+        EXPECT_EQ(row[2], by(TrimLeft, row[0]));
+        EXPECT_EQ(row[3], by(TrimRight, row[0]));
     }
-    const char* const zeroes[][2] = {
-        {"1.500", "1.5"}, {"1.000", "1"}, {"12.", "12"}, {"100", "100"}, {"-0.50", "-0.5"}, {".5", ".5"},
-        {".000", "0"},    {"", "0"},      {".", "0"},    {"0", "0"},     {"1.0.0", "1.0"},  {"1.50a", "1.50a"},
-    };
+    const char* const zeroes[][2] = {{"1.500", "1.5"},  {"1.000", "1"}, {"12.", "12"},    {"100", "100"},
+                                     {"-0.50", "-0.5"}, {".5", ".5"},   {".000", "0"},    {"", "0"},
+                                     {".", "0"},        {"0", "0"},     {"1.0.0", "1.0"}, {"1.50a", "1.50a"}};
     for (const auto& row : zeroes) EXPECT_EQ(row[1], by(TrimZeroes, row[0])) << row[0];
     for (void (*trim)(char*) : {Trim, TrimLeft, TrimRight, TrimZeroes}) trim(nullptr);
 }
 
 TEST(Text, ComparisonFoldsLettersOnly) {
-    const struct {
-        const char *a, *b;
-        bool equal, equalI;
-    } rows[] = {
+    const std::tuple<const char*, const char*, bool, bool> rows[] = {
         {"", "", true, true},        {"abc", "abc", true, true},     {"aBz", "AbZ", false, true},
         {"abc", "ab", false, false}, {"ab", "abc", false, false},    {"[", "{", false, false},
-        {"@", "`", false, false},    {"\xC4", "\xE4", false, false}, {"\xC4", "\xC4", true, true},
-    };
-    for (const auto& row : rows) {
-        EXPECT_EQ(row.equal, EqualStr(row.a, row.b)) << row.a << " " << row.b;
-        EXPECT_EQ(row.equalI, EqualStrI(row.a, row.b)) << row.a << " " << row.b;
+        {"@", "`", false, false},    {"\xC4", "\xE4", false, false}, {"\xC4", "\xC4", true, true}};
+    for (const auto& [a, b, equal, equalI] : rows) {
+        EXPECT_EQ(equal, EqualStr(a, b)) << a << " " << b;
+        EXPECT_EQ(equalI, EqualStrI(a, b)) << a << " " << b;
     }
 }
 

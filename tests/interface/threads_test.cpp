@@ -20,7 +20,7 @@ bool HasSwapFileIn(const std::string& dir) {
         char name[4096];
         const ssize_t n = readlink(("/proc/self/fd/" + std::to_string(fd)).c_str(), name, sizeof name);
         const std::string target(name, n > 0 ? static_cast<std::size_t>(n) : 0);
-        if (target.compare(0, dir.size() + 7, dir + "/~vmem") > 0 && target.find(dir + "/~vmem") == 0) return true;
+        if (target.find(dir + "/~vmem") == 0) return true;
     }
     return false;
 }

@@ -55,7 +55,7 @@ TEST(Errors, RefusedOpensTellWhy) {
         {std::string(5000, 'n'), existing, 123},
         {dir.File("loop"), existing, 161},
         {dir.File("socket"), existing, 55},
-        {"/proc/self/exe", existing, 32}, // being run
+        {"/proc/self/exe", existing, 32} // being run
     };
     for (const auto& row : rows) {
         EXPECT_EQ(row.error, ErrorOf([&] { EXPECT_EQ(InvalidHandle, OpenAs(row.name, row.disposition)); })) << row.name;
@@ -101,25 +101,23 @@ TEST(Errors, HandlesThatCantDoItTellWhy) {
     const struct {
         std::function<bool()> fails;
         std::uint32_t error;
-    } rows[] = {
-        {[&] { return ReadFile(closed, &b, 1) == -1; }, 6},
-        {[&] { return WriteFile(closed, &b, 1) == -1; }, 6},
-        {[&] { return SeekFile(closed, 0, Origin::Begin) == -1; }, 6},
-        {[&] { return FileSize(closed) == -1; }, 6},
-        {[&] { return !SetEndOfFile(closed); }, 6},
-        {[&] { return !FlushFile(closed); }, 6},
-        {[&] { return !CloseFile(closed); }, 6},
-        {[&] { return ReadFile(InvalidHandle, &b, 1) == -1; }, 6},
-        {[&] { return !CloseFile(InvalidHandle); }, 6},
-        {[&] { return WriteFile(readOnly, &b, 1) == -1; }, 5},
-        {[&] { return !SetEndOfFile(readOnly); }, 5},
-        {[&] { return ReadFile(writeOnly, &b, 1) == -1; }, 5},
-        {[&] { return WriteFile(full, &b, 1) == -1; }, 112},
-        {[&] { return SeekFile(readOnly, -1, Origin::Begin) == -1; }, 87},
-        {[&] { return SeekFile(pipeEnd, 0, Origin::Begin) == -1; }, 50},
-        {[&] { return !SetEndOfFile(pipeEnd); }, 50},
-        {[&] { return FlushFile(pipeEnd) && FileSize(pipeEnd) == 0; }, 0},
-    };
+    } rows[] = {{[&] { return ReadFile(closed, &b, 1) == -1; }, 6},
+                {[&] { return WriteFile(closed, &b, 1) == -1; }, 6},
+                {[&] { return SeekFile(closed, 0, Origin::Begin) == -1; }, 6},
+                {[&] { return FileSize(closed) == -1; }, 6},
+                {[&] { return !SetEndOfFile(closed); }, 6},
+                {[&] { return !FlushFile(closed); }, 6},
+                {[&] { return !CloseFile(closed); }, 6},
+                {[&] { return ReadFile(InvalidHandle, &b, 1) == -1; }, 6},
+                {[&] { return !CloseFile(InvalidHandle); }, 6},
+                {[&] { return WriteFile(readOnly, &b, 1) == -1; }, 5},
+                {[&] { return !SetEndOfFile(readOnly); }, 5},
+                {[&] { return ReadFile(writeOnly, &b, 1) == -1; }, 5},
+                {[&] { return WriteFile(full, &b, 1) == -1; }, 112},
+                {[&] { return SeekFile(readOnly, -1, Origin::Begin) == -1; }, 87},
+                {[&] { return SeekFile(pipeEnd, 0, Origin::Begin) == -1; }, 50},
+                {[&] { return !SetEndOfFile(pipeEnd); }, 50},
+                {[&] { return FlushFile(pipeEnd) && FileSize(pipeEnd) == 0; }, 0}};
     for (const auto& row : rows) {
         EXPECT_EQ(row.error, ErrorOf([&] { EXPECT_TRUE(row.fails()); })) << "row " << &row - rows;
     }

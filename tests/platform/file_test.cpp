@@ -15,11 +15,9 @@ TEST(Files, OpeningMakesKeepsAndEmptiesAsAsked) {
         Disposition disposition;
         bool exists;
         std::string content;
-    } rows[] = {
-        {Disposition::OpenExisting, true, "old"}, {Disposition::OpenAlways, true, "old"},
-        {Disposition::OpenAlways, false, ""},     {Disposition::CreateAlways, true, ""},
-        {Disposition::CreateAlways, false, ""},   {Disposition::CreateNew, false, ""},
-    };
+    } rows[] = {{Disposition::OpenExisting, true, "old"}, {Disposition::OpenAlways, true, "old"},
+                {Disposition::OpenAlways, false, ""},     {Disposition::CreateAlways, true, ""},
+                {Disposition::CreateAlways, false, ""},   {Disposition::CreateNew, false, ""}};
     const mode_t mask = umask(027);
     for (const auto& row : rows) {
         unlink(dir.File("f").c_str());

@@ -16,12 +16,10 @@ TEST(Sharing, ExclusiveExcludesAllAndSharedSharesWithShared) {
     const struct {
         Sharing first, second;
         bool opens;
-    } rows[] = {
-        {Sharing::None, Sharing::None, false},
-        {Sharing::None, Sharing::All, false},
-        {Sharing::All, Sharing::None, false},
-        {Sharing::All, Sharing::All, true},
-    };
+    } rows[] = {{Sharing::None, Sharing::None, false},
+                {Sharing::None, Sharing::All, false},
+                {Sharing::All, Sharing::None, false},
+                {Sharing::All, Sharing::All, true}};
     for (const auto& row : rows) {
         for (const Disposition disposition :
              {Disposition::OpenExisting, Disposition::OpenAlways, Disposition::CreateAlways}) {

@@ -83,14 +83,12 @@ TEST(SwapFile, LastResortIsTheFirstUsableDirectory) {
         const char* tmpdir;
         std::size_t maxLength;
         std::string expected;
-    } rows[] = {
-        {dir.Path().c_str(), 260, dir.Path()},
-        {dir.Path().c_str(), dir.Path().size() + 1, dir.Path()},
-        {dir.Path().c_str(), dir.Path().size(), "/var/tmp"},
-        {"", 260, "/var/tmp"},
-        {"/no/such", 260, "/var/tmp"},
-        {nullptr, 260, "/var/tmp"},
-    };
+    } rows[] = {{dir.Path().c_str(), 260, dir.Path()},
+                {dir.Path().c_str(), dir.Path().size() + 1, dir.Path()},
+                {dir.Path().c_str(), dir.Path().size(), "/var/tmp"},
+                {"", 260, "/var/tmp"},
+                {"/no/such", 260, "/var/tmp"},
+                {nullptr, 260, "/var/tmp"}};
     const char* const old = Environment("TMPDIR");
     const std::string before = old ? old : "";
     for (const auto& row : rows) {

@@ -1,0 +1,58 @@
+// What tests of VMem share: the state of an object without touching it, and its swap file as the system sees it.
+#pragma once
+
+#include "vmem/vmem.h"
+#include "vmem/vmem_check.h"
+
+#include <cstdio>
+#include <cstdlib>
+#include <filesystem>
+#include <string>
+#include <vector>
+
+// Sizes, free lists and cached pages, as DumpVMem gives them from its second line on.
+inline std::string StateOf(const VMem& m) {
+    char* text = nullptr;
+    std::size_t size = 0;
+    std::FILE* out = open_memstream(&text, &size);
+    DumpVMem(m, out, true);
+    std::fclose(out);
+    const std::string all(text, size);
+    std::free(text);
+    return all.substr(all.find('\n') + 1);
+}
+
+// Its cached pages from head to tail: "2048 dirty, 0 no slot".
+inline std::string PagesOf(const VMem& m) {
+    const std::string mark = "\n  page ";
+    const std::string state = StateOf(m);
+    std::string pages;
+    for (auto at = state.find(mark); at != std::string::npos; at = state.find(mark, at + 1)) {
+        const auto from = at + mark.size();
+        pages += (pages.empty() ? "" : ", ") + state.substr(from, state.find('\n', from) - from);
+    }
+    return pages;
+}
+
+// The swap files that this process has open: the entry of the descriptor, and the name that the file had.
+inline std::vector<std::pair<std::string, std::string>> SwapFiles() {
+    std::vector<std::pair<std::string, std::string>> found;
+    for (const auto& fd : std::filesystem::directory_iterator("/proc/self/fd")) {
+        std::error_code gone;
+        const std::string name = std::filesystem::read_symlink(fd.path(), gone).string();
+        const auto end = name.find(" (deleted)");
+        if (name.find("/~vmem") < end && end != std::string::npos) found.emplace_back(fd.path(), name.substr(0, end));
+    }
+    return found;
+}
+
+// `n` pages, one above the other from address 0 of a fresh object.
+inline void AllocPages(VMem& m, int n) {
+    for (std::int32_t adr; n > 0; --n) m.AllocPage(adr);
+}
+
+inline int ByteAt(VMem& m, std::int32_t adr) {
+    unsigned char b = 0;
+    m.Get(adr, b);
+    return b;
+}
