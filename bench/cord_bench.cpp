@@ -44,14 +44,9 @@ class Content {
 
 int main(int argc, char** argv) {
     return Main(argc, argv,
-                {{"replay", Replay<Content>, ""},
-                 {"edit", Edit<Content>, ""},
-                 {"append", Append<Content>, ""},
-                 {"read", Read<Content>, ""},
-                 {"equal", Equal<Content>, ""},
-                 {"readbyte", ReadByte<Content>, ""},
-                 {"find", nullptr, "no search"},
-                 {"findfold", nullptr, "no search"},
-                 {"replace", nullptr, "no search"},
-                 {"linestart", nullptr, "no search"}});
+                {EditRows<Content>(),
+                 {{"find", nullptr, "no search"},
+                  {"findfold", nullptr, "no search"},
+                  {"replace", nullptr, "no search"},
+                  {"linestart", nullptr, "no search"}}});
 }

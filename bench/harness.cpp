@@ -9,6 +9,7 @@
 #include <iterator>
 #include <sys/resource.h>
 #include <sys/stat.h>
+#include <time.h>
 
 namespace bench {
 namespace {
@@ -16,17 +17,19 @@ namespace {
 constexpr std::size_t ShaSize = 32;
 long peakKb = 0;
 
-// Keeps the times of all repetitions and prints nothing.
+bool cpuTime = false;
+
+// Keeps the best time of all repetitions and prints nothing.
 class QuietReporter : public benchmark::BenchmarkReporter {
   public:
     bool ReportContext(const Context&) override { return true; }
     void ReportRuns(const std::vector<Run>& runs) override {
         for (const Run& run : runs) {
-            if (run.run_type == Run::RT_Iteration)
-                seconds.push_back(run.real_accumulated_time / static_cast<double>(run.iterations));
+            const double total = cpuTime ? run.cpu_accumulated_time : run.real_accumulated_time;
+            if (run.run_type == Run::RT_Iteration) best = std::min(best, total / static_cast<double>(run.iterations));
         }
     }
-    std::vector<double> seconds;
+    double best = 1e9;
 };
 
 std::uint32_t NumberAt(const std::string& bytes, std::size_t at) {
@@ -75,46 +78,41 @@ void NotePeak() {
     peakKb = usage.ru_maxrss;
 }
 
-int Main(int argc, char** argv, const std::vector<Row>& rows) {
-    Check(argc >= 5, "usage: ROW SIZE DIR quick|full [TRACE]");
-    Job job;
-    job.row = argv[1];
-    job.size = std::atoll(argv[2]);
-    job.dir = argv[3];
-    job.quick = std::strcmp(argv[4], "quick") == 0;
-    if (argc > 5) job.trace = argv[5];
-    for (const Row& row : rows) {
-        if (job.row != row.name) continue;
-        if (row.run) {
-            const double value = row.run(job);
-            std::printf("\nresult %.6g %ld\n", value, peakKb);
-        } else {
-            std::printf("\nnone %s\n", row.reason);
+int Main(int argc, char** argv, std::initializer_list<Rows> lists) {
+    Check(argc >= 6, "usage: ROW SIZE DIR quick|full time|cpu [TRACE]");
+    Job job{argv[1], std::atoll(argv[2]), argv[3], argc > 6 ? argv[6] : "", std::strcmp(argv[4], "quick") == 0};
+    cpuTime = std::strcmp(argv[5], "cpu") == 0;
+    for (const Rows& rows : lists) {
+        for (const Row& row : rows) {
+            if (job.row != row.name) continue;
+            const double value = row.run ? row.run(job) : 0;
+            if (row.run) {
+                std::printf("\nresult %.6g %ld\n", value, peakKb);
+            } else {
+                std::printf("\nnone %s\n", row.reason);
+            }
         }
-        return 0;
     }
-    std::printf("\nnone\n");
     return 0;
 }
 
+double Now() {
+    timespec t;
+    clock_gettime(cpuTime ? CLOCK_PROCESS_CPUTIME_ID : CLOCK_MONOTONIC, &t);
+    return static_cast<double>(t.tv_sec) + static_cast<double>(t.tv_nsec) / 1e9;
+}
+
 double Repeated(const Job& job, const std::function<void()>& pass) {
-    QuietReporter reporter;
+    const double first = Seconds(pass);
+    if (job.quick || first > 0.5) return first;
     auto* b = benchmark::RegisterBenchmark(job.row.c_str(), [&pass](benchmark::State& state) {
         for (auto _ : state) pass();
     });
-    b->UseRealTime();
-    if (job.quick) {
-        b->Iterations(1);
-    } else {
-        b->MinTime(0.15)->Repetitions(3);
-    }
+    b->UseRealTime()->MeasureProcessCPUTime()->MinTime(0.1)->Repetitions(5);
+    QuietReporter reporter;
     benchmark::RunSpecifiedBenchmarks(&reporter);
     NotePeak();
-    benchmark::ClearRegisteredBenchmarks();
-    Check(!reporter.seconds.empty(), "nothing was measured");
-    const auto middle = reporter.seconds.begin() + static_cast<std::ptrdiff_t>(reporter.seconds.size() / 2);
-    std::nth_element(reporter.seconds.begin(), middle, reporter.seconds.end());
-    return *middle;
+    return reporter.best;
 }
 
 double NanosPerOp(const Job& job, long most, long& done, const std::function<void()>& batch) {

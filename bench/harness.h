@@ -1,10 +1,10 @@
 // What all contenders share: the job that a process is started for, clocks, and contents whose every byte is known.
 #pragma once
 
-#include <chrono>
 #include <cstdint>
 #include <cstdio>
 #include <functional>
+#include <initializer_list>
 #include <string>
 #include <vector>
 
@@ -33,9 +33,11 @@ struct Row {
     const char* reason;
 };
 
-// The main function of a contender: `program ROW SIZE DIR quick|full [TRACE]`. Prints "result VALUE PEAK_KB" or
-// "none REASON".
-int Main(int argc, char** argv, const std::vector<Row>& rows);
+using Rows = std::vector<Row>;
+
+// The main function of a contender: `program ROW SIZE DIR quick|full time|cpu [TRACE]`. Prints "result VALUE PEAK_KB"
+// or "none REASON".
+int Main(int argc, char** argv, std::initializer_list<Rows> lists);
 
 // Ends the process with a message unless `ok`: a content is not what it has to be.
 void Check(bool ok, const char* what);
@@ -45,16 +47,20 @@ void Check(bool ok, const char* what);
 // Keeps the peak memory of this process so far: what comes behind the last measurement is checks.
 void NotePeak();
 
+// Seconds since some moment: of time, or of the processor's work for this process.
+double Now();
+
 template <class F>
 double Seconds(F act) {
-    const auto begin = std::chrono::steady_clock::now();
+    const double begin = Now();
     act();
-    const std::chrono::duration<double> time = std::chrono::steady_clock::now() - begin;
+    const double end = Now();
     NotePeak();
-    return time.count();
+    return end - begin;
 }
 
-// Seconds of one call of `pass`, which can be repeated at will: the median of what Google Benchmark measures.
+// Seconds of one call of `pass`, which can be repeated at will: the best of what Google Benchmark measures. A slow one
+// is called only once.
 double Repeated(const Job& job, const std::function<void()>& pass);
 
 // Nanoseconds per operation: `batch` does 64 of them, again and again up to `most`, or until some seconds have passed.

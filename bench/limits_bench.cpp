@@ -121,18 +121,15 @@ double Make(const Job& job) {
 
 int main(int argc, char** argv) {
     return Main(argc, argv,
-                {{"edit", RandWrite<Store>, ""},
-                 {"append", SeqWrite<Store>, ""},
-                 {"read", Copy, ""},
-                 {"equal", Compare, ""},
-                 {"find", Find, ""},
-                 {"findfold", Find, ""},
-                 {"linestart", LineStart<Lines>, ""},
-                 {"load", LoadFile, ""},
-                 {"save", SeqWrite<Store>, ""},
-                 {"seqwrite", SeqWrite<Store>, ""},
-                 {"seqread", SeqRead<Store>, ""},
-                 {"randread", RandRead<Store>, ""},
-                 {"randwrite", RandWrite<Store>, ""},
-                 {"make", Make, ""}});
+                {StoreRows<Store>(),
+                 {{"edit", RandWrite<Store>, ""},
+                  {"append", SeqWrite<Store>, ""},
+                  {"read", Copy, ""},
+                  {"equal", Compare, ""},
+                  {"find", Find, ""},
+                  {"findfold", Find, ""},
+                  {"linestart", LineStart<Lines>, ""},
+                  {"load", LoadFile, ""},
+                  {"save", SeqWrite<Store>, ""},
+                  {"make", Make, ""}}});
 }

@@ -41,14 +41,9 @@ class Content {
 
 int main(int argc, char** argv) {
     return Main(argc, argv,
-                {{"replay", Replay<Content>, ""},
-                 {"edit", Edit<Content>, ""},
-                 {"append", Append<Content>, ""},
-                 {"read", Read<Content>, ""},
-                 {"equal", Equal<Content>, ""},
-                 {"readbyte", ReadByte<Content>, ""},
-                 {"find", Search<Content, &Content::Find>, ""},
-                 {"findfold", nullptr, "no search that ignores case"},
-                 {"replace", ReplaceWords<Content>, ""},
-                 {"linestart", nullptr, "no search backward"}});
+                {EditRows<Content>(),
+                 {{"find", Search<Content, &Content::Find>, ""},
+                  {"findfold", nullptr, "no search that ignores case"},
+                  {"replace", ReplaceWords<Content>, ""},
+                  {"linestart", nullptr, "no search backward"}}});
 }

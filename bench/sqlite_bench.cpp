@@ -54,14 +54,10 @@ class Store {
 } // namespace
 
 int main(int argc, char** argv) {
-    const char* fixed = "a blob takes no insert";
     return Main(argc, argv,
-                {{"replay", nullptr, fixed},
-                 {"edit", nullptr, fixed},
-                 {"append", SeqWrite<Store, 100>, ""},
-                 {"read", SeqRead<Store>, ""},
-                 {"seqwrite", SeqWrite<Store>, ""},
-                 {"seqread", SeqRead<Store>, ""},
-                 {"randread", RandRead<Store>, ""},
-                 {"randwrite", RandWrite<Store>, ""}});
+                {StoreRows<Store>(),
+                 {{"replay", nullptr, "no insert into a blob"},
+                  {"edit", nullptr, "no insert into a blob"},
+                  {"append", SeqWrite<Store, 100>, ""},
+                  {"read", SeqRead<Store>, ""}}});
 }

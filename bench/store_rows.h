@@ -93,4 +93,12 @@ double RandWrite(const Job& job) {
     return nanos;
 }
 
+template <class Store>
+Rows StoreRows() {
+    return {{"seqwrite", SeqWrite<Store>, ""},
+            {"seqread", SeqRead<Store>, ""},
+            {"randread", RandRead<Store>, ""},
+            {"randwrite", RandWrite<Store>, ""}};
+}
+
 } // namespace bench

@@ -62,17 +62,12 @@ class Content {
 
 int main(int argc, char** argv) {
     return Main(argc, argv,
-                {{"replay", Replay<Content>, ""},
-                 {"edit", Edit<Content>, ""},
-                 {"append", Append<Content>, ""},
-                 {"read", Read<Content>, ""},
-                 {"equal", Equal<Content>, ""},
-                 {"readbyte", ReadByte<Content>, ""},
-                 {"find", Search<Content, &Content::Find>, ""},
-                 {"findfold", nullptr, "no search that ignores case"},
-                 {"replace", ReplaceWords<Content>, ""},
-                 {"linestart", LineStart<Content>, ""},
-                 {"load", Load<Content>, ""},
-                 {"save", Save<Content>, ""},
-                 {"memory", Load<Content>, ""}});
+                {EditRows<Content>(),
+                 {{"find", Search<Content, &Content::Find>, ""},
+                  {"findfold", nullptr, "no search that ignores case"},
+                  {"replace", ReplaceWords<Content>, ""},
+                  {"linestart", LineStart<Content>, ""},
+                  {"load", Load<Content>, ""},
+                  {"save", Save<Content>, ""},
+                  {"memory", Load<Content>, ""}}});
 }

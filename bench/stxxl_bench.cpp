@@ -59,14 +59,13 @@ using Bytes = Store<4096>;
 } // namespace
 
 int main(int argc, char** argv) {
-    const char* fixed = "a vector takes no insert";
     return Main(argc, argv,
-                {{"replay", nullptr, fixed},
-                 {"edit", nullptr, fixed},
-                 {"append", SeqWrite<Runs, 100>, ""},
-                 {"read", SeqRead<Runs>, ""},
-                 {"seqwrite", SeqWrite<Runs>, ""},
-                 {"seqread", SeqRead<Runs>, ""},
-                 {"randread", RandRead<Bytes>, ""},
-                 {"randwrite", RandWrite<Bytes>, ""}});
+                {{{"replay", nullptr, "no insert into a vector"},
+                  {"edit", nullptr, "no insert into a vector"},
+                  {"append", SeqWrite<Runs, 100>, ""},
+                  {"read", SeqRead<Runs>, ""},
+                  {"seqwrite", SeqWrite<Runs>, ""},
+                  {"seqread", SeqRead<Runs>, ""},
+                  {"randread", RandRead<Bytes>, ""},
+                  {"randwrite", RandWrite<Bytes>, ""}}});
 }

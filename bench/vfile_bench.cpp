@@ -100,22 +100,14 @@ double SetPos(const Job& job) {
 
 int main(int argc, char** argv) {
     return Main(argc, argv,
-                {{"replay", Replay<Content>, ""},
-                 {"edit", Edit<Content>, ""},
-                 {"setpos", SetPos, ""},
-                 {"append", Append<Content>, ""},
-                 {"read", Read<Content>, ""},
-                 {"equal", Equal<Content>, ""},
-                 {"readbyte", ReadByte<Content>, ""},
-                 {"find", Search<Content, &Content::Find>, ""},
-                 {"findfold", Search<Content, &Content::FindFolded>, ""},
-                 {"replace", ReplaceWords<Content>, ""},
-                 {"linestart", LineStart<Content>, ""},
-                 {"load", Load<Content>, ""},
-                 {"save", Save<Content>, ""},
-                 {"memory", Load<Content>, ""},
-                 {"seqwrite", SeqWrite<Store>, ""},
-                 {"seqread", SeqRead<Store>, ""},
-                 {"randread", RandRead<Store>, ""},
-                 {"randwrite", RandWrite<Store>, ""}});
+                {EditRows<Content>(),
+                 StoreRows<Store>(),
+                 {{"setpos", SetPos, ""},
+                  {"find", Search<Content, &Content::Find>, ""},
+                  {"findfold", Search<Content, &Content::FindFolded>, ""},
+                  {"replace", ReplaceWords<Content>, ""},
+                  {"linestart", LineStart<Content>, ""},
+                  {"load", Load<Content>, ""},
+                  {"save", Save<Content>, ""},
+                  {"memory", Load<Content>, ""}}});
 }
