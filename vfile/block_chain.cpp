@@ -8,6 +8,7 @@
 #include "vmem/vmem.h"
 
 #include <cstdlib>
+#include <cstring>
 
 namespace {
 
@@ -41,6 +42,7 @@ VFile::VFile() {
 }
 
 void VFile::Init() {
+    std::memcpy(&plainTable, static_cast<const void*>(this), sizeof plainTable); // a constructor sees its own class's
     vm = JoinThread();
     res = resDone;
     eof = false;
@@ -192,7 +194,8 @@ void VFile::SeekBlk(BlkRdr& rd, std::int32_t p) const {
     BlkRdr at = rd;
     if (p < rd.start / 2) at = {first, 0, 0};
     if (p - rd.start >= (len - rd.start) / 2) at = {last, len - last->len, 0};
-    bool there = WalkTo(at, p, NearSteps);
+    const std::int32_t distance = p < at.start ? at.start - p : p - at.start;
+    bool there = distance < NearSteps * BlkSize && WalkTo(at, p, NearSteps);
     if (!there && !index) {
         there = WalkTo(at, p, StepsWithoutIndex);
         if (!there) index = vfile_internal::BlkIndex::Make(first);

@@ -77,6 +77,25 @@ void VFile::LeaveBlk(const BlkRdr& left) {
     }
 }
 
+// True for an object whose class overrides nothing, because it is VFile itself: then nobody sees the single steps of an
+// operation, and it may go over whole blocks. The first word of an object is its table's address.
+bool VFile::IsPlain() const {
+    const void* table;
+    std::memcpy(&table, static_cast<const void*>(this), sizeof table);
+    return table == plainTable;
+}
+
+// The bytes of the current block, which has some, wherever the newest of them are. Good until the next call of VMem.
+const unsigned char* VFile::BytesOfCur() const {
+    return bufLoaded ? buf : vm->Peek(cur.ptr->adr, cur.ptr->len);
+}
+
+// Moves the cursor within its block, or to its end.
+void VFile::Advance(int k) {
+    cur.ix = static_cast<std::int16_t>(cur.ix + k);
+    pos += k;
+}
+
 // Goes to the block that holds the byte at the cursor. False, and at the end of the last block, if there is none.
 bool VFile::EnterBlkAhead() {
     while (cur.ix >= cur.ptr->len) {
@@ -125,6 +144,14 @@ unsigned char VFile::ByteAtCursor() {
 }
 
 void VFile::ReadByte(unsigned char& b) {
+    if (bufLoaded && cur.ix < cur.ptr->len) { // most bytes come this way
+        const unsigned char c = buf[cur.ix];
+        ++cur.ix;
+        ++pos;
+        eof = false;
+        b = c; // last: it might be anything, as far as the compiler knows
+        return;
+    }
     if (!EnterBlkAhead()) {
         b = 0;
         eof = true;

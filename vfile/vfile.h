@@ -13,6 +13,8 @@ class VMem;
 
 namespace vfile_internal {
 class BlkIndex;
+class Folding;
+class Scan;
 class VFileCheck;
 } // namespace vfile_internal
 
@@ -777,7 +779,9 @@ class VFILE_API VFile {
 
   private:
     friend class vfile_internal::VFileCheck;
+    friend class vfile_internal::Scan;
 
+    const void* plainTable;                  // the table of virtual operations of an object that is a VFile and no more
     VMem* vm;                                // the thread's; borrowed
     BlkDesc* first;                          // never NIL in a live object
     BlkDesc* last;                           // never NIL in a live object
@@ -806,6 +810,9 @@ class VFILE_API VFile {
 
     // The cursor and its buffer (cursor.cpp), and the cursor that leaves the object alone (const_cursor.cpp).
     void LeaveBlk(const BlkRdr& left);
+    bool IsPlain() const;
+    const unsigned char* BytesOfCur() const;
+    void Advance(int k);
     bool EnterBlkAhead();
     bool EnterBlkBefore();
     bool HaveBuf();
@@ -829,6 +836,9 @@ class VFILE_API VFile {
     void CheckEOL(const void* src, int n);
     void ReplaceFrom(std::int32_t at, std::int32_t oldLen, HFile* f, FileHandle h, std::int32_t count);
     std::int32_t StageFile(BlkDesc*& p1, BlkDesc*& p2, HFile* f, FileHandle h, std::int32_t count);
+
+    // Searching (search.cpp).
+    bool FindFolded(std::int32_t& at, const char* pattern, const vfile_internal::Folding& folding, bool wholeWord);
 
     // Saving (load_save.cpp).
     void WriteTo(HFile* f, FileHandle h, std::int32_t count);

@@ -204,6 +204,7 @@ class VFILE_API VMem {
 
   private:
     friend class vfile_internal::VMemCheck;
+    friend class VFile; // reads blocks where they lie
 
     static constexpr int SlotCount = 4016;       // slots of hashTable
     static constexpr int MaxClasses = 16;        // exact-size classes at most
@@ -235,6 +236,7 @@ class VFILE_API VMem {
     bool HaltOnAdr(std::int32_t adr, std::int16_t len) const;
 
     // The two roads of a transfer.
+    const unsigned char* Peek(std::int32_t adr, std::int16_t len);
     CacheDesc* PageAtHand(std::int32_t adr, std::int16_t len) const;
     void GetPages(std::int32_t adr, void* buf, std::int16_t len);
     void SetPages(std::int32_t adr, const void* buf, std::int16_t len);

@@ -1,19 +1,13 @@
 // HFile: file names.
-#include "hostfile/hfile.h"
-
-#include "hostfile/faulty_calls.h"
-#include "support/temp_dir.h"
+#include "hostfile/hostfile_support.h"
 
 #include <cstring>
-#include <gtest/gtest.h>
-#include <sys/stat.h>
 
 namespace {
 
 TEST(FileNames, SplitAndBuildAreInverses) {
-    const struct {
-        const char *path, *drive, *dir, *fname, *ext;
-    } rows[] = {
+    using Row = std::array<const char*, 5>;
+    const Row rows[] = {
         {"C:\\a\\b.txt", "C:", "\\a\\", "b", ".txt"},
         {"C:\\a\\b\\", "C:", "\\a\\b\\", "", ""},
         {"C:\\a.b\\c", "C:", "\\a.b\\", "c", ""},
@@ -25,36 +19,29 @@ TEST(FileNames, SplitAndBuildAreInverses) {
         {"/", "", "/", "", ""},
         {"", "", "", "", ""},
     };
-    for (const auto& row : rows) {
-        SCOPED_TRACE(row.path);
-        char drive[3], dir[261], fname[256], ext[256], path[261], name[261];
-        HFile::SplitName(drive, dir, fname, ext, row.path);
-        EXPECT_STREQ(row.drive, drive);
-        EXPECT_STREQ(row.dir, dir);
-        EXPECT_STREQ(row.fname, fname);
-        EXPECT_STREQ(row.ext, ext);
-        HFile::BuildName(path, drive, dir, fname, ext);
-        EXPECT_STREQ(row.path, path);
-        HFile::SplitName(dir, name, row.path);
-        HFile::BuildName(path, dir, name);
-        EXPECT_STREQ(row.path, path);
-        HFile::SplitName(path, name, path); // into the name's own buffer, first as dir, then as name
-        EXPECT_STREQ(dir, path);
-        std::strcpy(path, row.path);
-        HFile::SplitName(dir, path, path);
-        EXPECT_STREQ(name, path);
-        HFile::SplitName(nullptr, nullptr, nullptr, nullptr, row.path);
+    for (const auto& [path, drive, dir, fname, ext] : rows) {
+        SCOPED_TRACE(path);
+        char drive1[3], dir1[256], fname1[256], ext1[256], path1[261], name1[261], dir2[261];
+        HFile::SplitName(drive1, dir1, fname1, ext1, path);
+        EXPECT_EQ((std::array<std::string, 4>{drive, dir, fname, ext}),
+                  (std::array<std::string, 4>{drive1, dir1, fname1, ext1}));
+        HFile::BuildName(path1, drive1, dir1, fname1, ext1);
+        EXPECT_STREQ(path, path1);
+        HFile::SplitName(dir2, name1, path);
+        HFile::BuildName(path1, dir2, name1);
+        EXPECT_STREQ(path, path1);
+        HFile::SplitName(dir2, path1, path1); // into the name's own buffer
+        EXPECT_STREQ(name1, path1);
+        std::strcpy(path1, path);
+        HFile::SplitName(path1, name1, path1);
+        EXPECT_STREQ(dir2, path1);
+        HFile::SplitName(nullptr, nullptr, nullptr, nullptr, path);
     }
-}
-
-TEST(FileNames, BuildPutsInWhatIsMissing) {
-    char path[261];
-    HFile::BuildName(path, "C", "a/b", "x", "txt");
-    EXPECT_STREQ("C:a/b\\x.txt", path);
-    HFile::BuildName(path, nullptr, "", "x", nullptr);
-    EXPECT_STREQ("x", path);
-    HFile::BuildName(path, "a", "b"); // a plain joining
-    EXPECT_STREQ("ab", path);
+    char built[261];
+    HFile::BuildName(built, "C", "a/b", "x", "txt");
+    EXPECT_STREQ("C:a/b\\x.txt", built);
+    HFile::BuildName(built, nullptr, "", "x", nullptr);
+    EXPECT_STREQ("x", built);
 }
 
 TEST(FileNames, OverlongPartsAreCutAtTheBuffersTheyAreMadeFor) {
@@ -62,7 +49,6 @@ TEST(FileNames, OverlongPartsAreCutAtTheBuffersTheyAreMadeFor) {
     std::vector<char> drive(3), dir(256), fname(256), ext(256), built(260), dir3(261), name3(261); // watched by size
     HFile::SplitName(drive.data(), dir.data(), fname.data(), ext.data(), path.c_str());
     EXPECT_EQ("/" + std::string(254, 'd'), dir.data());
-    EXPECT_EQ(std::string(255, 'f'), fname.data());
     HFile::BuildName(built.data(), drive.data(), dir.data(), fname.data(), ext.data());
     EXPECT_EQ(259u, std::strlen(built.data()));
     HFile::SplitName(dir3.data(), name3.data(), path.c_str());
@@ -71,80 +57,64 @@ TEST(FileNames, OverlongPartsAreCutAtTheBuffersTheyAreMadeFor) {
 }
 
 TEST(FileNames, SeparatorsAndEquality) {
-    const struct {
-        const char *dir, *result;
-        int size;
-    } rows[] = {{"", "", 261},   {"C:", "C:\\", 261}, {"a/b", "a/b\\", 261}, {"a/", "a/", 261},
-                {"ab", "ab", 3}, {"ab", "ab\\", 4},   {"ab", "ab", -5}};
-    for (const auto& row : rows) {
+    const std::tuple<const char*, const char*, int> rows[] = {{"", "", 261},         {"C:", "C:\\", 261},
+                                                              {"a/b", "a/b\\", 261}, {"a/", "a/", 261},
+                                                              {"ab", "ab", 3},       {"ab", "ab\\", 4}};
+    for (const auto& [input, result, size] : rows) {
         char dir[261];
-        std::strcpy(dir, row.dir);
-        HFile::CondAppendDirSep(dir, row.size);
-        EXPECT_STREQ(row.result, dir);
+        std::strcpy(dir, input);
+        HFile::CondAppendDirSep(dir, size);
+        EXPECT_STREQ(result, dir);
     }
-    EXPECT_TRUE(HFile::IsDirSep('\\') && HFile::IsDirSep('/'));
-    EXPECT_FALSE(HFile::IsDirSep(':') || HFile::IsDirSep('\0'));
-    EXPECT_TRUE(HFile::EqualName("a\\B.TXT", "A\\b.txt"));
-    EXPECT_FALSE(HFile::EqualName("a/b", "a\\b"));
+    EXPECT_TRUE(HFile::IsDirSep('\\') && HFile::IsDirSep('/') && !HFile::IsDirSep(':') && !HFile::IsDirSep('\0'));
+    EXPECT_TRUE(HFile::EqualName("a\\B.TXT", "A\\b.txt") && !HFile::EqualName("a/b", "a\\b"));
 }
 
-std::string Full(const std::string& name) {
-    char full[300];
-    HFile::GetFullName(full, name.c_str());
-    return full;
+std::string Full(std::string name) {
+    name.resize(std::max<std::size_t>(name.size(), 260) + 1);
+    HFile::GetFullName(name.data(), name.data()); // in place, and watched by size
+    return name.c_str();
 }
 
-TEST(FileNames, FullNameOfAFileThatOpensAndNothingElse) {
-    TempDir dir;
-    const auto old = std::filesystem::current_path();
-    const std::string real = std::filesystem::canonical(dir.Path()).string();
-    std::filesystem::current_path(dir.Path());
-    std::filesystem::create_directory("sub");
-    std::filesystem::create_directory("back\\slash");
+TEST(FileNames, FullNameOfAFileThatOpensAndOfNothingElse) {
+    const TempDir dir;
+    const auto old = fs::current_path();
+    const std::string at = fs::canonical(dir.Path()).string();
+    fs::create_directories(dir.File("back\\slash/sub"));
+    fs::create_directory(dir.File("sub"));
+    fs::create_directory_symlink("sub", dir.File("way"));
+    fs::create_symlink("../f", dir.File("sub/link"));
+    fs::create_symlink("none", dir.File("dangling"));
     dir.Write("f", "");
     dir.Write("back\\slash/f", "");
-    std::filesystem::create_symlink("sub", "way");
-    std::filesystem::create_symlink("../f", "sub/link");
-    std::filesystem::create_symlink("none", "dangling");
-    ASSERT_EQ(0, mkfifo("fifo", 0600)); // with nobody at its other end
-    const struct {
-        std::string name, full;
-    } rows[] = {
-        {"f", real + "/f"},
-        {".\\sub/../f", real + "/f"},
-        {"way\\link", real + "/sub/link"}, // directories resolved, the last component as given
-        {"fifo", real + "/fifo"},
-        {"none", "none"},
-        {"dangling", "dangling"},
-        {"sub", "sub"},
-        {"sub\\..", "sub\\.."},
-        {"f/", "f/"},
-        {"", ""},
+    ASSERT_EQ(0, mkfifo(dir.File("fifo").c_str(), 0600)); // with nobody at its other end
+    fs::current_path(at);
+    const std::pair<std::string, std::string> rows[] = {
+        {"f", at + "/f"},
+        {".\\sub/../f", at + "/f"},
+        {"fifo", at + "/fifo"},
         {"/dev/null", "/dev/null"},
-        {std::string(280, 'x'), std::string(280, 'x')},
+        {"way\\link", at + "/sub/link"}, // the directories resolved, the last component as given
+        {"none", ""},
+        {"dangling", ""},
+        {"sub", ""},
+        {"sub\\..", ""},
+        {"f/", ""},
+        {std::string(280, 'x'), ""},
     };
-    for (const auto& row : rows) EXPECT_EQ(row.full, Full(row.name));
-    std::filesystem::current_path("back\\slash");
-    EXPECT_EQ("f", Full("f")); // its path could not be given back
-    std::filesystem::current_path(dir.Path());
-    char inPlace[261] = "f";
-    HFile::GetFullName(inPlace, inPlace);
-    EXPECT_EQ(real + "/f", inPlace);
-
-    chmod("f", 0);
-    chmod(dir.Path().c_str(), 0755);
-    EXPECT_EQ(0, InChild([] { return Full("f") == "f" && HFile::Exists("f") ? 0 : 1; }, true));
-
-    // The longest path that a buffer takes, and one byte more.
-    const std::string deep(255 - 200, 'd');
-    const std::size_t room = 260 - real.size() - 1;
-    for (const std::size_t n : {room, room + 1}) {
-        std::filesystem::create_directory(deep);
-        const std::string name = deep + "/" + std::string(n - deep.size() - 1, 'n');
+    for (const auto& [name, full] : rows) EXPECT_EQ(full.empty() ? name : full, Full(name));
+    const std::string longest = "sub/" + std::string(260 - at.size() - 5, 'n');
+    for (const std::string& name : {longest, longest + "n"}) {
         dir.Write(name, "");
-        EXPECT_EQ(n == room ? real + "/" + name : name, Full(name));
+        EXPECT_EQ(name == longest ? at + "/" + name : name, Full(name));
     }
-    std::filesystem::current_path(old);
+    fs::current_path("back\\slash");
+    EXPECT_EQ("f", Full("f")); // its path could not be given back
+    fs::current_path(at);
+    fs::permissions(at, fs::perms(0755));
+    fs::permissions("f", fs::perms(0));
+    EXPECT_TRUE(AsPlainUser([] { return Full("f") == "f" && HFile::Exists("f"); }));
+    fs::current_path(old);
 }
 
 } // namespace

@@ -25,7 +25,8 @@ bool Holds(VFile& f, const char* text) {
     return f.ReadBytes(bytes, sizeof bytes - 1) == f.Length() && std::strcmp(bytes, text) == 0;
 }
 
-VFile early;
+// As early as a program may ask for.
+__attribute__((init_priority(102))) VFile early;
 
 struct User { // works before main and after it
     User() { Put(early, "before main"); }

@@ -126,15 +126,16 @@ TEST(Files, TransfersGoOnAfterSignalsAndOnDescriptorsThatDontWait) {
                 char piece[4096];
                 while (arrived.size() < much.size()) {
                     const ssize_t n = read(ends[0], piece, sizeof piece);
+                    if (n == 0) break;
                     if (n > 0) arrived.append(piece, static_cast<std::size_t>(n));
                 }
             });
             EXPECT_EQ(static_cast<int>(much.size()),
                       WriteFile(HandleOf(ends[1]), much.data(), static_cast<std::uint32_t>(much.size())));
+            close(ends[1]);
         }
         EXPECT_TRUE(arrived == much);
         close(ends[0]);
-        close(ends[1]);
     }
 }
 

@@ -60,13 +60,15 @@ void WithChild(const std::function<void()>& act, const std::function<void()>& me
         if (write(ready[1], "r", 1) != 1) _exit(1);
         _exit(read(go[0], &b, 1) == 0 ? 0 : 1);
     }
+    close(ready[1]);
     EXPECT_EQ(1, read(ready[0], &b, 1));
     meanwhile();
     close(go[1]);
     int status;
     waitpid(child, &status, 0);
     EXPECT_EQ(0, status);
-    for (const int fd : {go[0], ready[0], ready[1]}) close(fd);
+    close(go[0]);
+    close(ready[0]);
 }
 
 TEST(Sharing, CloseGivesTheLockBackThoughAForkedChildStillHasTheDescriptor) {

@@ -13,7 +13,6 @@
 #include <new>
 #include <sys/file.h>
 #include <sys/mman.h>
-#include <sys/sendfile.h>
 #include <sys/stat.h>
 #include <unistd.h>
 #include <unordered_set>
@@ -25,10 +24,12 @@ struct Order {
     int left; // calls until the failure, 0 when none is ordered
     int error;
     int room; // bytes until the disk is full, -1 without limit
+    bool lasting;
 };
 
-thread_local Order order{Faults::Heap, 0, 0, -1};
-thread_local int calls[Faults::KindCount + 1];
+constexpr Order None{Faults::Heap, 0, 0, -1, false};
+thread_local Order order = None;
+thread_local int calls[Faults::System + 1];
 thread_local bool ours = false; // the driver's own calls neither count nor fail
 
 bool firedHere = false;
@@ -48,6 +49,7 @@ bool Fails(Faults::Kind kind) {
     if (kind != Faults::Heap) ++calls[Faults::System];
     const bool meant = order.kind == kind || (order.kind == Faults::System && kind != Faults::Heap);
     if (!meant || order.left == 0 || --order.left > 0) return false;
+    if (order.lasting) order.left = 1;
     *fired = true;
     errno = kind == Faults::Heap ? ENOMEM : order.error;
     return true;
@@ -108,14 +110,10 @@ WRAPPED(void*, realloc, (void* p, std::size_t n)) {
 WRAPPED(void*, _ZnwmRKSt9nothrow_t, (std::size_t n, const std::nothrow_t& tag)) {
     return Fails(Faults::Heap) ? nullptr : Note(__real__ZnwmRKSt9nothrow_t(n, tag));
 }
-WRAPPED(void*, _ZnamRKSt9nothrow_t, (std::size_t n, const std::nothrow_t& tag)) {
-    return Fails(Faults::Heap) ? nullptr : Note(__real__ZnamRKSt9nothrow_t(n, tag));
-}
 FREEING(free, (void* p), (Forget(p)))
 FREEING(_ZdlPv, (void* p), (Forget(p)))
+FREEING(_ZdlPvRKSt9nothrow_t, (void* p, const std::nothrow_t& tag), (Forget(p), tag))
 FREEING(_ZdlPvm, (void* p, std::size_t n), (Forget(p), n))
-FREEING(_ZdaPv, (void* p), (Forget(p)))
-FREEING(_ZdaPvm, (void* p, std::size_t n), (Forget(p), n))
 
 // The mode of open is there only with O_CREAT; passing it on is harmless.
 extern "C" int __real_open(const char* name, int flags, ...);
@@ -130,7 +128,7 @@ int __wrap_open(const char* name, int flags, ...) {
 
 // A failing close has closed the descriptor all the same.
 WRAPPED(int, close, (int fd)) {
-    const bool fails = Fails(Faults::Close);
+    const bool fails = Fails(Faults::Other);
     const int error = errno;
     const int result = __real_close(fd);
     if (!fails) return result;
@@ -150,51 +148,62 @@ WRAPPED(ssize_t, pwrite, (int fd, const void* buf, std::size_t n, off_t at)) {
 
 FAILING(Read, ssize_t, -1, read, (int fd, void* buf, std::size_t n), (fd, buf, n))
 FAILING(Read, ssize_t, -1, pread, (int fd, void* buf, std::size_t n, off_t at), (fd, buf, n, at))
-FAILING(Seek, off_t, -1, lseek, (int fd, off_t at, int whence), (fd, at, whence))
-FAILING(Truncate, int, -1, ftruncate, (int fd, off_t size), (fd, size))
-FAILING(Stat, int, -1, stat, (const char* name, struct stat* st), (name, st))
-FAILING(Stat, int, -1, lstat, (const char* name, struct stat* st), (name, st))
-FAILING(Stat, int, -1, fstat, (int fd, struct stat* st), (fd, st))
-FAILING(Stat, int, -1, fstatat, (int fd, const char* name, struct stat* st, int flags), (fd, name, st, flags))
-FAILING(Lock, int, -1, flock, (int fd, int operation), (fd, operation))
-FAILING(Sync, int, -1, fsync, (int fd), (fd))
-FAILING(Remove, int, -1, unlink, (const char* name), (name))
-FAILING(Remove, int, -1, rmdir, (const char* name), (name))
-FAILING(Rename, int, -1, rename, (const char* from, const char* to), (from, to))
-FAILING(Rename, int, -1, renameat2, (int d1, const char* from, int d2, const char* to, unsigned flags),
+WRAPPED(int, flock, (int fd, int operation)) { // giving back can't fail
+    return !(operation & LOCK_UN) && Fails(Faults::Lock) ? -1 : __real_flock(fd, operation);
+}
+FAILING(Other, off_t, -1, lseek, (int fd, off_t at, int whence), (fd, at, whence))
+FAILING(Other, int, -1, ftruncate, (int fd, off_t size), (fd, size))
+FAILING(Other, int, -1, fsync, (int fd), (fd))
+FAILING(Other, int, -1, stat, (const char* name, struct stat* st), (name, st))
+FAILING(Other, int, -1, lstat, (const char* name, struct stat* st), (name, st))
+FAILING(Other, int, -1, fstat, (int fd, struct stat* st), (fd, st))
+FAILING(Other, int, -1, access, (const char* name, int mode), (name, mode))
+FAILING(Other, int, -1, faccessat, (int dir, const char* name, int mode, int flags), (dir, name, mode, flags))
+FAILING(Other, char*, nullptr, realpath, (const char* name, char* path), (name, path))
+FAILING(Other, ssize_t, -1, readlink, (const char* name, char* to, std::size_t n), (name, to, n))
+FAILING(Other, int, -1, unlink, (const char* name), (name))
+FAILING(Other, int, -1, rmdir, (const char* name), (name))
+FAILING(Other, int, -1, mkdir, (const char* name, mode_t mode), (name, mode))
+FAILING(Other, int, -1, mknod, (const char* name, mode_t mode, dev_t device), (name, mode, device))
+FAILING(Other, int, -1, symlink, (const char* to, const char* name), (to, name))
+FAILING(Other, int, -1, rename, (const char* from, const char* to), (from, to))
+FAILING(Other, int, -1, renameat2, (int d1, const char* from, int d2, const char* to, unsigned flags),
         (d1, from, d2, to, flags))
-FAILING(Rename, int, -1, link, (const char* from, const char* to), (from, to))
-FAILING(Rename, int, -1, linkat, (int d1, const char* from, int d2, const char* to, int flags),
+FAILING(Other, int, -1, linkat, (int d1, const char* from, int d2, const char* to, int flags),
         (d1, from, d2, to, flags))
-FAILING(Dir, DIR*, nullptr, opendir, (const char* name), (name))
-FAILING(Dir, dirent*, nullptr, readdir, (DIR * dir), (dir))
-FAILING(Access, int, -1, access, (const char* name, int mode), (name, mode))
-FAILING(Access, int, -1, faccessat, (int dir, const char* name, int mode, int flags), (dir, name, mode, flags))
-FAILING(Mode, int, -1, chmod, (const char* name, mode_t mode), (name, mode))
-FAILING(Mode, int, -1, fchmod, (int fd, mode_t mode), (fd, mode))
-FAILING(Copy, ssize_t, -1, copy_file_range,
-        (int in, off64_t* inAt, int out, off64_t* outAt, std::size_t n, unsigned flags),
-        (in, inAt, out, outAt, n, flags))
-FAILING(Copy, ssize_t, -1, sendfile, (int out, int in, off_t* at, std::size_t n), (out, in, at, n))
+FAILING(Other, DIR*, nullptr, opendir, (const char* name), (name))
+FAILING(Other, dirent*, nullptr, readdir, (DIR * dir), (dir))
+FAILING(Other, int, -1, chmod, (const char* name, mode_t mode), (name, mode))
+FAILING(Other, int, -1, fchmod, (int fd, mode_t mode), (fd, mode))
+FAILING(Other, int, -1, fchown, (int fd, uid_t user, gid_t group), (fd, user, group))
+FAILING(Other, int, -1, futimens, (int fd, const timespec* times), (fd, times))
+
+WRAPPED(ssize_t, copy_file_range, (int in, off64_t* inAt, int out, off64_t* outAt, std::size_t n, unsigned flags)) {
+    if (!Fails(Faults::Other) && !Faults::plainCopies) return __real_copy_file_range(in, inAt, out, outAt, n, flags);
+    if (Faults::plainCopies) errno = ENOSYS;
+    return -1;
+}
+
+bool Faults::plainCopies = false;
 
 namespace Faults {
 
 static void Take(const Order& newOrder) {
     order = newOrder;
     *fired = false;
-    std::fill_n(calls, KindCount + 1, 0);
+    std::fill_n(calls, System + 1, 0);
 }
 
-void FailNth(Kind kind, int n, int error) {
-    Take({kind, n, error, -1});
+void FailNth(Kind kind, int n, int error, bool lasting) {
+    Take({kind, n, error, -1, lasting});
 }
 
 void DiskFullAfter(int count) {
-    Take({Heap, 0, 0, count});
+    Take({Heap, 0, 0, count, false});
 }
 
 void Disarm() {
-    order = {Heap, 0, 0, -1};
+    order = None;
 }
 
 int Calls(Kind kind) {
@@ -219,7 +228,7 @@ int DescriptorCount() {
 }
 
 // One run, in the child: sends its outcome home like a halt.
-void RunOnce(Faults::Kind kind, int n, int error, const std::function<std::string(const Arm&)>& run) {
+void RunOnce(Faults::Kind kind, int n, int error, bool lasting, const std::function<std::string(const Arm&)>& run) {
     const int descriptors = DescriptorCount();
     {
         const Ours guard;
@@ -227,7 +236,7 @@ void RunOnce(Faults::Kind kind, int n, int error, const std::function<std::strin
     }
     VFile_InitializeThread();
     std::string outcome = run([&](const std::function<void()>& act) {
-        Faults::FailNth(kind, n, error);
+        Faults::FailNth(kind, n, error, lasting);
         act();
         Faults::Disarm();
         return Faults::Fired();
@@ -239,18 +248,19 @@ void RunOnce(Faults::Kind kind, int n, int error, const std::function<std::strin
 
 } // namespace
 
-std::vector<std::string> ForEachFault(Faults::Kind kind, int error, const std::function<std::string(const Arm&)>& run) {
-    std::vector<std::string> outcomes;
+std::set<std::string> ForEachFault(Faults::Kind kind, int error, const std::function<std::string(const Arm&)>& run,
+                                   bool lasting) {
+    std::set<std::string> outcomes;
     void* shared = mmap(nullptr, sizeof(bool), PROT_READ | PROT_WRITE, MAP_SHARED | MAP_ANONYMOUS, -1, 0);
     fired = static_cast<bool*>(shared);
     for (int n = 1;; ++n) {
         *fired = false;
-        const std::string outcome = halt_trap::TextOf([&] { RunOnce(kind, n, error, run); });
+        const std::string outcome = halt_trap::TextOf([&] { RunOnce(kind, n, error, lasting, run); });
         if (!*fired) {
             EXPECT_EQ("done", outcome) << "with nothing failing";
             break;
         }
-        outcomes.push_back(outcome);
+        outcomes.insert(outcome);
         if (n == 5000) {
             ADD_FAILURE() << "each run meets its failure: does something try again without end?";
             break;

@@ -7,41 +7,33 @@
 //       VFile f;                                // made in a child process, before anything fails
 //       arm([&] { f.Append("abc"); });          // the n-th allocation in here fails
 //       return f.res == resDone ? "done" : "refused";
-//   });                                         // one outcome per n: what came back, or the text of the halt
+//   });                                         // the outcomes: what came back, or the text of the halt
 #pragma once
 
 #include <functional>
+#include <set>
 #include <string>
-#include <vector>
 
 namespace Faults {
 
 enum Kind {
-    Heap,     // malloc, calloc, realloc, new (std::nothrow)
-    Open,     // open
-    Close,    // close
-    Read,     // read, pread
-    Write,    // write, pwrite
-    Seek,     // lseek
-    Truncate, // ftruncate
-    Stat,     // stat, lstat, fstat, fstatat
-    Lock,     // flock
-    Sync,     // fsync
-    Remove,   // unlink, rmdir
-    Rename,   // rename, renameat2, link, linkat
-    Dir,      // opendir, readdir
-    Access,   // access, faccessat
-    Mode,     // chmod, fchmod
-    Copy,     // copy_file_range, sendfile
-    KindCount,
-    System = KindCount, // any of them but Heap
+    Heap,  // malloc, calloc, realloc, new (std::nothrow)
+    Open,  // open
+    Read,  // read, pread
+    Write, // write, pwrite
+    Lock,  // flock
+    Other, // every further system call of the library: close, lseek, ftruncate, stat, fsync, unlink, rename, ...
+    System // any of them but Heap
 };
 
-// From now on the n-th call of this kind on the calling thread fails with this errno (heap: ENOMEM always), once.
-void FailNth(Kind kind, int n, int error);
+// From now on the n-th call of this kind on the calling thread fails with this errno (heap: ENOMEM always); only that
+// one, or with `lasting` all that follow, too.
+void FailNth(Kind kind, int n, int error, bool lasting = false);
 
 // From now on `count` bytes can still be written, by all files together, and then the disk is full.
 void DiskFullAfter(int count);
+
+extern bool plainCopies; // the system does not copy by itself, so that a copy reads and writes
 
 void Disarm();
 int Calls(Kind kind); // since FailNth or DiskFullAfter
@@ -52,7 +44,8 @@ bool Fired();
 // Runs its argument with the failure armed; true if the failure came up.
 using Arm = std::function<bool(const std::function<void()>&)>;
 
-// Gives `run`, in a child process each time, an Arm that fails the 1st, the 2nd, ... call, until no call is met; that last
-// run must return "done". The outcome of each failure is the text of the halt, or what `run` returned. To that " LEAK" is added if memory of the
-// library or a descriptor is left, and "died" stands for any other end.
-std::vector<std::string> ForEachFault(Faults::Kind kind, int error, const std::function<std::string(const Arm&)>& run);
+// Gives `run`, in a child process each time, an Arm that fails the 1st, the 2nd, ... call, until no call is met; that
+// last run must return "done". The result are the different outcomes: what `run` returned or the text of a halt, with
+// " LEAK" added if memory of the library or a descriptor is left, and "died" for any other end.
+std::set<std::string> ForEachFault(Faults::Kind kind, int error, const std::function<std::string(const Arm&)>& run,
+                                   bool lasting = false);

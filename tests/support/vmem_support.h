@@ -22,18 +22,6 @@ inline std::string StateOf(const VMem& m) {
     return all.substr(all.find('\n') + 1);
 }
 
-// Its cached pages from head to tail: "2048 dirty, 0 no slot".
-inline std::string PagesOf(const VMem& m) {
-    const std::string mark = "\n  page ";
-    const std::string state = StateOf(m);
-    std::string pages;
-    for (auto at = state.find(mark); at != std::string::npos; at = state.find(mark, at + 1)) {
-        const auto from = at + mark.size();
-        pages += (pages.empty() ? "" : ", ") + state.substr(from, state.find('\n', from) - from);
-    }
-    return pages;
-}
-
 // The swap files that this process has open: the entry of the descriptor, and the name that the file had.
 inline std::vector<std::pair<std::string, std::string>> SwapFiles() {
     std::vector<std::pair<std::string, std::string>> found;

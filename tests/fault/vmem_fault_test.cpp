@@ -1,0 +1,71 @@
+// VMem with each allocation and each call on its swap file failing in turn.
+#include "support/faults.h"
+#include "support/halt_trap.h"
+#include "support/temp_dir.h"
+#include "vmem/vmem.h"
+
+#include <cerrno>
+#include <gtest/gtest.h>
+
+namespace {
+
+using Outcomes = std::set<std::string>;
+
+const std::string swapNotMade = "VMem, FlushCachePtr():\nswap file creation failed";
+const std::string diskFull = "VMem, FlushCachePtr():\nwriting on swap file failed (disk full?)";
+const std::string diskFullInGap = "VMem, ExtendFile():\nwriting on swap file failed (disk full?)";
+
+class VMemFaults : public testing::Test {
+  protected:
+    // Fills eight pages, the last one first so that the swap file starts with a gap, and reads them back.
+    bool SpillAndReadBack() const {
+        VMem vm;
+        vm.SetTempDir(dir.Path().c_str());
+        vm.SetMaxCacheSize(3);
+        std::int32_t adr[8];
+        for (auto& a : adr) vm.AllocPage(a);
+        for (int i = 7; i >= 0; --i) vm.Set(adr[i] + 1000, 'a' + i);
+        bool right = true;
+        for (int i = 0; i < 8; ++i) {
+            int value = 0;
+            vm.Get(adr[i] + 1000, value);
+            right = right && value == 'a' + i;
+        }
+        return right;
+    }
+    Outcomes Sweep(Faults::Kind kind, int error, bool lasting = false) const {
+        const auto run = [this](const Arm& arm) {
+            bool right = false;
+            arm([&] { right = SpillAndReadBack(); });
+            return std::string(right ? "done" : "wrong");
+        };
+        return ForEachFault(kind, error, run, lasting);
+    }
+    const TempDir dir;
+};
+
+TEST_F(VMemFaults, EachFailureHasItsHaltOrNone) {
+    EXPECT_EQ((Outcomes{"VMem, NewCachePtr():\np==NIL", "done"}), Sweep(Faults::Heap, 0)); // the texts are done without
+    EXPECT_EQ(Outcomes{"done"}, Sweep(Faults::Open, EACCES));                              // the next name serves
+    EXPECT_EQ(Outcomes{swapNotMade}, Sweep(Faults::Open, EACCES, true));
+    EXPECT_EQ((Outcomes{diskFull, diskFullInGap}), Sweep(Faults::Write, ENOSPC));
+    EXPECT_EQ((Outcomes{"VMem, FlushCachePtr():\nseeking in swap file failed",
+                        "VMem, ExtendFile():\nseeking in swap file failed"}),
+              Sweep(Faults::Write, EINVAL));
+    EXPECT_EQ(Outcomes{"VMem, FindPage():\nreading from swap file failed"}, Sweep(Faults::Read, EIO));
+    EXPECT_EQ(Outcomes{"VMem, FindPage():\nseeking in swap file failed"}, Sweep(Faults::Read, EINVAL));
+    EXPECT_EQ(Outcomes{"done"}, Sweep(Faults::Lock, ENOLCK)); // a file system without locks
+    EXPECT_EQ(Outcomes{swapNotMade}, Sweep(Faults::Lock, EWOULDBLOCK, true));
+    EXPECT_EQ(Outcomes{"done"}, Sweep(Faults::Other, EIO));
+    for (const auto kind : {Faults::Open, Faults::Read, Faults::Write, Faults::Lock}) {
+        EXPECT_EQ(Outcomes{"done"}, Sweep(kind, EINTR));
+    }
+}
+
+TEST_F(VMemFaults, PageThatGoesOutInPartIsAFullDisk) {
+    for (const int room : {0, 1, 1023, 1024, 7 * 1024, 8 * 1024 - 1}) {
+        EXPECT_HALT(room < 7 * 1024 ? diskFullInGap : diskFull, Faults::DiskFullAfter(room); SpillAndReadBack());
+    }
+}
+
+} // namespace

@@ -1,0 +1,158 @@
+// Host files on file systems that can't do everything, and when calls of the system fail.
+#include "hostfile/hostfile_support.h"
+#include "support/faults.h"
+
+#include <csignal>
+#include <sys/resource.h>
+
+namespace {
+
+const std::string content(70000, 'n');
+
+TEST(HostFileFaults, CopyKeepsContentHolesPermissionsAndTimeInEveryWay) {
+    const TempDir dir;
+    const std::string from = dir.File("from"), to = dir.File("to"), data(100000, 'd');
+    const off_t size = off_t{4} << 30; // ends in a hole
+    const int fd = open(from.c_str(), O_RDWR | O_CREAT, 0600);
+    for (const off_t at : {off_t{1} << 20, off_t{3} << 30}) ASSERT_EQ(100000, pwrite(fd, data.data(), data.size(), at));
+    ASSERT_EQ(0, ftruncate(fd, size));
+    const timespec times[2] = {{1000, 5}, {2000, 7}};
+    futimens(fd, times);
+    fchmod(fd, 0451);
+    close(fd);
+    // In a file without a name or with one, by a copy of the system or not.
+    const std::pair<Faults::Kind, int> ways[] = {
+        {Faults::Open, 0}, {Faults::Open, 2}, {Faults::Copy, 1}, {Faults::Copy, 2}};
+    for (const auto& [kind, n] : ways) {
+        for (const bool replace : {false, true}) {
+            SCOPED_TRACE(std::to_string(kind) + " " + std::to_string(n));
+            if (replace) dir.Write("to", "old");
+            Faults::FailNth(kind, kind == Faults::Open && n > 0 && replace ? n + 1 : n, EOPNOTSUPP);
+            EXPECT_EQ(resDone, CopyRes(from, to, replace));
+            EXPECT_EQ(n > 0, Faults::Fired());
+            Faults::Disarm();
+            EXPECT_EQ(size, StateOf(to).st_size);
+            EXPECT_LE(StateOf(to).st_blocks, StateOf(from).st_blocks + 256);
+            EXPECT_EQ(0451u, StateOf(to).st_mode & 07777);
+            EXPECT_EQ(2000, StateOf(to).st_mtim.tv_sec);
+            for (const char* part : {" -i 1000000 -n 200000", " -i 3221200000 -n 200000"}) {
+                EXPECT_EQ(0, std::system(("cmp -s " + from + " " + to + part).c_str()));
+            }
+            EXPECT_EQ(2u, dir.Count());
+            fs::remove(to);
+        }
+    }
+    ASSERT_EQ(resDone, CopyRes("/proc/self/status", to, true)); // its size is known only by reading
+    EXPECT_NE(std::string::npos, dir.Read("to").find("Name:"));
+}
+
+// Fails each call of the system in turn while `act` takes "from" of the first directory to "to" of the second, and
+// expects that it has either all happened or not at all, and that nothing else is left there.
+void ExpectAllOrNothing(const std::string& before, bool moves, const char* targetRoot,
+                        const std::function<bool(const char*, const char*)>& act) {
+    const auto outcomes = ForEachFault(Faults::System, EIO, [&](const Arm& arm) -> std::string {
+        const TempDir from;
+        setenv("TMPDIR", targetRoot, 1);
+        const TempDir to;
+        const std::string source = from.Write("from", content), target = to.File("to");
+        if (!before.empty()) to.Write("to", before);
+        bool done = false;
+        arm([&] { done = act(source.c_str(), target.c_str()); });
+        const bool sourceRight = from.Read("from") == (done && moves ? "" : content);
+        const bool targetRight = to.Read("to") == (done ? content : before);
+        const bool alone = from.Count() + to.Count() == (done && moves ? 0u : 1u) + (done || !before.empty() ? 1u : 0u);
+        return !sourceRight ? "source" : !targetRight ? "target" : !alone ? "left over" : done ? "done" : "refused";
+    });
+    for (const std::string& outcome : outcomes) EXPECT_TRUE(outcome == "done" || outcome == "refused") << outcome;
+    EXPECT_LT(3, std::count(outcomes.begin(), outcomes.end(), "refused"));
+}
+
+TEST(HostFileFaults, CopyAndRenameDoAllOrNothing) {
+    const auto tmp = fs::temp_directory_path().string();
+    ExpectAllOrNothing("", false, tmp.c_str(), [](auto from, auto to) { return HFile::Copy(from, to, false); });
+    ExpectAllOrNothing("old", false, tmp.c_str(), [](auto from, auto to) { return HFile::Copy(from, to, true); });
+    if (!fs::is_directory("/dev/shm") || StateOf("/dev/shm").st_dev == StateOf(tmp).st_dev) GTEST_SKIP();
+    ExpectAllOrNothing("", true, "/dev/shm", [](auto from, auto to) { return HFile::Rename(from, to); });
+}
+
+TEST(HostFileFaults, FullDiskLeavesTheTargetAsItWas) {
+    const TempDir dir;
+    const std::string from = dir.Write("from", content), to = dir.Write("to", "old");
+    for (const bool named : {false, true}) {
+        EXPECT_EQ("15 15", halt_trap::TextOf([&] {
+                      signal(SIGXFSZ, SIG_IGN);
+                      const rlimit limit{50000, 50000};
+                      setrlimit(RLIMIT_FSIZE, &limit);
+                      if (named) Faults::FailNth(Faults::Open, 3, EOPNOTSUPP);
+                      const Res first = CopyRes(from, to, true);
+                      if (named) Faults::FailNth(Faults::Open, 2, EOPNOTSUPP);
+                      const Res second = CopyRes(from, dir.File("new"), false);
+                      halt_trap::SendHome((std::to_string(first) + " " + std::to_string(second)).c_str());
+                  }));
+    }
+    EXPECT_EQ("old", dir.Read("to"));
+    EXPECT_EQ(2u, dir.Count());
+    HFile f;
+    f.Create(dir.File("f").c_str(), false);
+    Faults::DiskFullAfter(1000);
+    f.WriteBytes(content.data(), 1500);
+    Faults::Disarm();
+    EXPECT_EQ(resDiskFull, f.res);
+    EXPECT_EQ(1000, f.GetPos());
+}
+
+TEST(HostFileFaults, RenameNeverReplacesWithOrWithoutHelpOfTheSystem) {
+    for (const bool helped : {true, false}) {
+        const TempDir dir;
+        const auto rename = [&](const std::string& from, const std::string& to) {
+            Faults::FailNth(Faults::Rename, helped ? 0 : 1, EINVAL);
+            const Res res = RenameRes(dir.File(from), dir.File(to));
+            Faults::Disarm();
+            return res;
+        };
+        fs::create_directory(dir.File("sub"));
+        dir.Write("sub/x", "x");
+        dir.Write("f", content);
+        dir.Write("other", "other");
+        dir.Write("foreign", "");
+        fs::permissions(dir.Path(), fs::perms(0777));
+        fs::permissions(dir.File("foreign"), fs::perms(0600));
+        const std::tuple<const char*, const char*, Res> rows[] = {
+            {"f", "g", resDone},          {"sub", "dir", resDone},        {"g", "other", resAlreadyExists},
+            {"g", "g", resAlreadyExists}, {"g", "dir", resAlreadyExists}, {"dir", "g", resAlreadyExists},
+            {"f", "h", resNotFound},      {"g", "no/h", resIllegalPath},  {"dir", "dir/in", resCallError},
+        };
+        for (const auto& [from, to, res] : rows) EXPECT_EQ(res, rename(from, to)) << from << " " << to;
+        // Who may not give a file a second name can give it another one.
+        EXPECT_TRUE(AsPlainUser([&] { return rename("foreign", "f2") == resDone; }));
+        EXPECT_FALSE(fs::exists(dir.File("dir/in")));
+        EXPECT_EQ(content + "x" + "other", dir.Read("g") + dir.Read("dir/x") + dir.Read("other"));
+        EXPECT_EQ(4u, dir.Count());
+    }
+}
+
+TEST(HostFileFaults, RenameAcrossFileSystemsMovesFilesAndLinks) {
+    const TempDir dir;
+    const auto across = [&](const std::string& from, const std::string& to) {
+        Faults::FailNth(Faults::Rename, 1, EXDEV);
+        const Res res = RenameRes(dir.File(from), dir.File(to));
+        Faults::Disarm();
+        return res;
+    };
+    dir.Write("f", content);
+    dir.Write("other", "other");
+    chmod(dir.File("f").c_str(), 04751);
+    fs::create_symlink("f", dir.File("link"));
+    fs::create_directory(dir.File("sub"));
+    const std::tuple<const char*, const char*, Res> rows[] = {
+        {"f", "other", resAlreadyExists}, {"link", "other", resAlreadyExists}, {"sub", "dir", resNoPermission},
+        {"f", "no/g", resIllegalPath},    {"link", "link2", resDone},          {"f", "g", resDone},
+    };
+    for (const auto& [from, to, res] : rows) EXPECT_EQ(res, across(from, to)) << from << " " << to;
+    EXPECT_EQ(content, dir.Read("g"));
+    EXPECT_EQ(04751u, StateOf(dir.File("g")).st_mode & 07777);
+    EXPECT_TRUE(fs::is_symlink(dir.File("link2")));
+    EXPECT_EQ(4u, dir.Count());
+}
+
+} // namespace
