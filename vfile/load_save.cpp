@@ -79,10 +79,13 @@ void VFile::WriteTo(HFile* f, FileHandle h, std::int32_t count) {
     if (res != resDone) return;
     unsigned char bytes[BlkSize];
     while (count > 0) {
-        const int got = ReadBytes(bytes, MinL(count, BlkSize));
-        if (got <= 0) res = resNotDone; // only a derived class's ReadBytes can come back empty-handed here
-        if (res == resDone) WritePiece(f, h, bytes, got);
-        if (res != resDone) return;
+        const int want = MinL(count, BlkSize);
+        const int got = ReadBytes(bytes, want);
+        if (got <= 0 || got > want) { // a derived class's ReadBytes that gives nothing, or tells of more than fits
+            if (res == resDone) res = resNotDone;
+            return;
+        }
+        if (!WritePiece(f, h, bytes, got)) return;
         count -= got;
     }
 }
@@ -108,16 +111,16 @@ std::int32_t VFile::WriteGathered(HFile* f, FileHandle h, std::int32_t count) {
     return done;
 }
 
-void VFile::WritePiece(HFile* f, FileHandle h, const void* bytes, int n) {
+// False, with `res` set, if not all of it was taken.
+bool VFile::WritePiece(HFile* f, FileHandle h, const void* bytes, int n) {
     if (f) {
         f->WriteBytes(bytes, n);
-        if (f->res != resDone) res = GetFileRes(*f);
-        return;
+        if (f->res == resDone) return true;
+        res = GetFileRes(*f);
+        return false;
     }
     const std::int32_t moved = platform::WriteFile(h, bytes, static_cast<std::uint32_t>(n));
-    if (moved < 0) {
-        res = GetFileRes();
-    } else if (moved != n) {
-        res = resDiskFull;
-    }
+    if (moved == n) return true;
+    res = moved < 0 ? GetFileRes() : resDiskFull;
+    return false;
 }
