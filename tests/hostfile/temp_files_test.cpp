@@ -13,7 +13,7 @@ TEST(TempFiles, BackupExtensionsFormOneSeries) {
                             ".~9ab=.~10b .~123=.~133 .~993=- a=~ 1=~ .~\xB2=.~1");
     for (std::string row; rows >> row;) {
         const std::string input = row.substr(0, row.find('=')), next = row.substr(row.find('=') + 1);
-        std::vector<char> ext(std::max<std::size_t>(5, input.size() + 3)); // no byte more than promised
+        std::vector<char> ext(std::max<std::size_t>(5, input.size() + 3), 'z'); // no byte more than promised
         std::strcpy(ext.data(), input.c_str());
         EXPECT_EQ(next != "-", HFile::GetNextBackupExt(ext.data())) << row;
         EXPECT_EQ(next != "-" ? next : input, ext.data());
