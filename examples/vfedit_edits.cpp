@@ -240,7 +240,8 @@ bool DoEdit(Content& content, const Edit& edit, const std::string& name, std::FI
         content.InsertBytes(edit.text.data(), textLen);
         return ChangeDone(content, name);
     case EditKind::Overwrite:
-        if (edit.from > content.Length() - textLen && TooLong(content, textLen)) return Complain(name, resTooLong);
+        if (TooLong(content, std::int64_t{std::min(edit.from, content.Length())} + textLen - content.Length()))
+            return Complain(name, resTooLong);
         content.SetPos(edit.from);
         content.ReplaceBytes(edit.text.data(), textLen);
         return ChangeDone(content, name);

@@ -76,8 +76,8 @@ void HFile::BuildName(char* path, const char* drive, const char* dir, const char
 
 void HFile::BuildName(char* path, const char* dir, const char* name) {
     const std::size_t n = std::strlen(dir);
-    std::memmove(path, dir, n);
-    std::memmove(path + n, name, std::strlen(name) + 1);
+    if (path != dir) std::strcpy(path, dir);
+    std::strcpy(path + n, name);
 }
 
 void HFile::SplitName(char* drive, char* dir, char* fname, char* ext, const char* path) {

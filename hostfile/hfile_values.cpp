@@ -135,7 +135,6 @@ int HFile::ReadLine(char* buf, int size) {
 // seek that works, clears what the look has left in `res` and `eof`. By one byte from where it is, so that it is right
 // also past what GetPos can tell.
 void HFile::StepBack(unsigned char ahead, bool taken) {
-    const bool failed = res != resDone;
     eof = false;
     if (platform::SeekFile(handle, taken ? -1 : 0, platform::Origin::Current) >= 0) {
         res = resDone;
@@ -143,9 +142,7 @@ void HFile::StepBack(unsigned char ahead, bool taken) {
         res = GetFileRes();
     } else if (taken) {
         heldBack = ahead;
-    } else if (!failed) {
-        res = resDone; // the end of a pipe: there was nothing to step back over
-    }
+    } // else a pipe has ended or failed: there is nothing to step back over, and `res` tells
 }
 
 int HFile::ReadTxt(char* buf, int size, std::int32_t from, std::int32_t count) {

@@ -28,7 +28,7 @@ HFileDir::~HFileDir() {
 }
 
 void HFileDir::Init() {
-    static_assert(sizeof spec == FileNameSize && sizeof dir == FileNameSize);
+    static_assert(sizeof spec == FileNameSize && sizeof dir == FileNameSize, "the size that users know");
     state = Idle;
     count = 0;
     spec[0] = '\0';

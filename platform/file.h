@@ -43,8 +43,11 @@ bool CloseFile(FileHandle handle);
 std::int32_t ReadFile(FileHandle handle, void* buf, std::uint32_t count);
 
 // Writes until all is written or an error comes: the number of bytes that went out, -1 if none did and it failed.
-// Never raises a signal for a pipe or socket whose other end is gone.
+// What stopped it is the last error in both cases. Never raises a signal for a pipe or socket whose other end is gone.
 std::int32_t WriteFile(FileHandle handle, const void* buf, std::uint32_t count);
+
+// True if the handle is that of an ordinary file: its transfers may be of any size, and never wait.
+bool IsOrdinaryFile(FileHandle handle);
 
 // Moves the file position; the new position, or -1.
 std::int64_t SeekFile(FileHandle handle, std::int64_t offset, Origin origin);

@@ -258,8 +258,8 @@ std::int32_t WriteAll(int fd, const char* from, std::size_t count) {
         } else if (errno == EAGAIN || errno == EWOULDBLOCK) {
             WaitFor(fd, POLLOUT);
         } else if (errno != EINTR) {
-            if (done > 0) break;
             SetTransferError(fd);
+            if (done > 0) break;
             return -1;
         }
     }
@@ -274,6 +274,12 @@ std::int32_t WriteFile(FileHandle handle, const void* buf, std::uint32_t count) 
     if (IsOrdinary(handle)) return WriteAll(fd, from, count);
     const SigpipeGuard guard;
     return WriteAll(fd, from, count);
+}
+
+bool IsOrdinaryFile(FileHandle handle) {
+    struct stat st;
+    return IsOrdinary(handle) ||
+           (handle != InvalidHandle && fstat(DescriptorOf(handle), &st) == 0 && S_ISREG(st.st_mode));
 }
 
 std::int64_t SeekFile(FileHandle handle, std::int64_t offset, Origin origin) {

@@ -7,7 +7,14 @@
 #include "hostfile/hfile.h"
 #include "platform/file.h"
 
+#include <cstdlib>
 #include <cstring>
+
+namespace {
+
+constexpr int GatherSize = 128 * BlkSize; // bytes of one transfer with an ordinary file
+
+} // namespace
 
 // The first chunk takes out all the old bytes, the later ones insert; each is a change of its own.
 void VFile::ReplaceCh(std::int32_t at, std::int32_t oldLen, char ch, int count) {
@@ -135,8 +142,8 @@ void VFile::ReplaceFrom(std::int32_t at, std::int32_t oldLen, HFile* f, FileHand
 // Reads up to `count` bytes into a private chain; how many there were. A failed read sets `res`.
 std::int32_t VFile::StageFile(BlkDesc*& p1, BlkDesc*& p2, HFile* f, FileHandle h, std::int32_t count) {
     unsigned char bytes[BlkSize];
-    std::int32_t total = 0;
-    while (total < count) {
+    std::int32_t total = platform::IsOrdinaryFile(h) ? StageGathered(p1, p2, f, h, count) : 0;
+    while (res == resDone && total < count) {
         const std::int32_t k = MinL(count - total, BlkSize);
         std::int32_t got;
         if (f) {
@@ -150,5 +157,28 @@ std::int32_t VFile::StageFile(BlkDesc*& p1, BlkDesc*& p2, HFile* f, FileHandle h
         AddPrivate(p1, p2, bytes, static_cast<std::int16_t>(got));
         total += got;
     }
+    return total;
+}
+
+// Reads from an ordinary file in larger transfers, which end where small ones would; how many bytes there were. What it
+// leaves the small ones are to go on with: the end of the file, or all if there is no memory for larger ones. A failed
+// read sets `res`.
+std::int32_t VFile::StageGathered(BlkDesc*& p1, BlkDesc*& p2, HFile* f, FileHandle h, std::int32_t count) {
+    auto* bytes = static_cast<unsigned char*>(f && f->res != resDone ? nullptr : std::malloc(GatherSize));
+    std::int32_t total = 0;
+    while (bytes && total < count) {
+        const std::int32_t k = MinL(count - total, GatherSize);
+        const std::int32_t got = platform::ReadFile(h, bytes, static_cast<std::uint32_t>(k));
+        if (got < 0) res = GetFileRes();
+        if (got < 0 && f) f->res = res;
+        if (f) f->eof = got >= 0 && got < k;
+        if (got <= 0) break;
+        for (std::int32_t done = 0, n; done < got; done += n) {
+            n = MinL(got - done, BlkSize);
+            AddPrivate(p1, p2, bytes + done, static_cast<std::int16_t>(n));
+        }
+        total += got;
+    }
+    std::free(bytes);
     return total;
 }

@@ -26,14 +26,16 @@ int VFile::Order(const VFile& a, const VFile& b, std::int32_t n) {
     BlkRdr rb;
     a.SetPosC(ra, 0);
     b.SetPosC(rb, 0);
-    unsigned char bytesOfA[BlkSize];
-    unsigned char bytesOfB[BlkSize];
+    unsigned char bytesOfA[BlkSize]; // a copy: what VMem lends lasts only until b's bytes are asked for
     int order = 0;
-    for (int k; n > 0 && order == 0; n -= k) {
-        k = Min(n, BlkSize);
-        a.ReadBytesC(ra, bytesOfA, k);
-        b.ReadBytesC(rb, bytesOfB, k);
-        order = std::memcmp(bytesOfA, bytesOfB, static_cast<std::size_t>(k));
+    while (n > 0 && order == 0) {
+        const int chunk = Min(n, BlkSize);
+        a.ReadBytesC(ra, bytesOfA, chunk);
+        for (int done = 0, k; done < chunk && order == 0; done += k) {
+            const unsigned char* bytesOfB = b.PieceC(rb, chunk - done, k);
+            order = std::memcmp(bytesOfA + done, bytesOfB, static_cast<std::size_t>(k));
+        }
+        n -= chunk;
     }
     return order;
 }
@@ -41,11 +43,9 @@ int VFile::Order(const VFile& a, const VFile& b, std::int32_t n) {
 int VFile::Order(const VFile& v, const char* s, std::int32_t n) {
     BlkRdr rd;
     v.SetPosC(rd, 0);
-    unsigned char bytes[BlkSize];
     int order = 0;
     for (int k; n > 0 && order == 0; n -= k) {
-        k = Min(n, BlkSize);
-        v.ReadBytesC(rd, bytes, k);
+        const unsigned char* bytes = v.PieceC(rd, n, k);
         order = std::memcmp(bytes, s, static_cast<std::size_t>(k));
         s += k;
     }

@@ -51,3 +51,14 @@ void VFile::ReadBytesC(BlkRdr& rd, void* dst, int n) const {
         rd.ix = static_cast<std::int16_t>(rd.ix + k);
     }
 }
+
+// The next bytes where they lie, up to n of them, and the cursor behind them; k says how many. Good until the next call
+// of VMem. There are n bytes.
+const unsigned char* VFile::PieceC(BlkRdr& rd, int n, int& k) const {
+    EnterBlkAheadC(rd, "ReadBytesC");
+    k = Min(n, rd.ptr->len - rd.ix);
+    const bool inBuf = rd.ptr == cur.ptr && bufLoaded;
+    const unsigned char* bytes = inBuf ? buf + rd.ix : vm->Peek(rd.ptr->adr + rd.ix, static_cast<std::int16_t>(k));
+    rd.ix = static_cast<std::int16_t>(rd.ix + k);
+    return bytes;
+}

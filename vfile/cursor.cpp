@@ -31,13 +31,16 @@ void VFile::SetPos(std::int32_t p) {
         res = resCallError;
         return;
     }
-    p = MinL(p, len);
+    PlaceAt(MinL(p, len));
+    res = resDone;
+    eof = false;
+}
+
+void VFile::PlaceAt(std::int32_t p) {
     const BlkRdr left = cur;
     FindBlk(cur, p, false);
     if (cur.ptr != left.ptr) LeaveBlk(left);
     pos = p;
-    res = resDone;
-    eof = false;
 }
 
 void VFile::SetPos(std::int32_t offset, int origin) {

@@ -6,6 +6,14 @@
 #include "hostfile/hfile.h"
 #include "platform/file.h"
 
+#include <cstdlib>
+
+namespace {
+
+constexpr int GatherSize = 128 * BlkSize; // bytes of one transfer with an ordinary file, where that is allowed
+
+} // namespace
+
 void VFile::ReadFile(const char* name, std::uint32_t share) {
     if (!OnOwnerThread()) HaltA("VFile", __LINE__);
     if (res != resDone) return;
@@ -67,26 +75,52 @@ void VFile::WriteTo(HFile* f, FileHandle h, std::int32_t count) {
         return;
     }
     count = MinL(count, len - pos);
+    if (IsPlain() && count > BlkSize && platform::IsOrdinaryFile(h)) count -= WriteGathered(f, h, count);
+    if (res != resDone) return;
     unsigned char bytes[BlkSize];
     while (count > 0) {
-        const int got = ReadBytes(bytes, MinL(count, BlkSize));
-        if (got <= 0) res = resNotDone; // only a derived class's ReadBytes can come back empty-handed here
-        if (res == resDone) WritePiece(f, h, bytes, got);
-        if (res != resDone) return;
+        const int want = MinL(count, BlkSize);
+        const int got = ReadBytes(bytes, want);
+        if (got <= 0 || got > want) { // a derived class's ReadBytes that gives nothing, or tells of more than fits
+            if (res == resDone) res = resNotDone;
+            return;
+        }
+        if (!WritePiece(f, h, bytes, got)) return;
         count -= got;
     }
 }
 
-void VFile::WritePiece(HFile* f, FileHandle h, const void* bytes, int n) {
+// Writes to an ordinary file in larger transfers; how many bytes went out. A failure is told, and the position left, as
+// if each piece of a block had been written by itself. Without memory for the larger transfers it writes nothing.
+std::int32_t VFile::WriteGathered(HFile* f, FileHandle h, std::int32_t count) {
+    auto* bytes = static_cast<unsigned char*>(f && f->res != resDone ? nullptr : std::malloc(GatherSize));
+    std::int32_t done = 0;
+    while (bytes && done < count) {
+        const std::int32_t start = pos;
+        const int n = ReadBytes(bytes, MinL(count - done, GatherSize));
+        const std::int32_t moved = platform::WriteFile(h, bytes, static_cast<std::uint32_t>(n));
+        done += MaxL(0, moved);
+        if (moved == n) continue;
+        const std::int32_t whole = MaxL(0, moved) / BlkSize * BlkSize; // pieces that went out whole
+        res = moved > whole ? resDiskFull : GetFileRes();              // and the next one, in part or not at all
+        if (f) f->res = res;
+        PlaceAt(MinL(start + whole + BlkSize, start + n));
+        break;
+    }
+    std::free(bytes);
+    return done;
+}
+
+// False, with `res` set, if not all of it was taken.
+bool VFile::WritePiece(HFile* f, FileHandle h, const void* bytes, int n) {
     if (f) {
         f->WriteBytes(bytes, n);
-        if (f->res != resDone) res = GetFileRes(*f);
-        return;
+        if (f->res == resDone) return true;
+        res = GetFileRes(*f);
+        return false;
     }
     const std::int32_t moved = platform::WriteFile(h, bytes, static_cast<std::uint32_t>(n));
-    if (moved < 0) {
-        res = GetFileRes();
-    } else if (moved != n) {
-        res = resDiskFull;
-    }
+    if (moved == n) return true;
+    res = moved < 0 ? GetFileRes() : resDiskFull;
+    return false;
 }

@@ -33,6 +33,8 @@ constexpr std::int32_t SameLen = INT32_MIN;
 constexpr std::int32_t MaxLen = INT32_MAX;
 
 /// @name Flags of a VFile
+/// The bits 0x004, 0x010 and 0x040 are the host's: the flag operations change them as the others, and nothing here
+/// reads them. No operation changes vfLocked or clears vfHasEol; a derived class does, in its field `flags`.
 /// @{
 constexpr int vfInsert = 0x001;        ///< The Write family inserts; off, it overwrites.
 constexpr int vfReadOnly = 0x002;      ///< Changes of the content are refused with resReadOnly.
@@ -154,7 +156,8 @@ class VFILE_API VFile {
     /// happens); a negative argument, a NIL source with bytes to come or a closed file (resCallError); vfLocked
     /// (resContextError); vfReadOnly (resReadOnly); a source that fails or ends early (its own result, resNotDone); a
     /// content that would pass 0x7FFFFFFF bytes (resTooLong); no memory for the block buffer (resHeapOverflow);
-    /// PreChange (its result). The last two leave the position at the clamped `pos`, all others leave it alone.
+    /// PreChange (its result). The last two leave the position at the clamped `pos`, with `eof` cleared, all others
+    /// leave both alone.
     /// @{
 
     /// From memory: `n` bytes at `src`, which may be NIL if `n` is 0.
@@ -201,15 +204,18 @@ class VFILE_API VFile {
   protected:
     /// @name Hooks
     /// Called on the object's thread, inside the operation that they tell of, with the clamped position, the clamped
-    /// old length and the length of the new run. They must not change the content of the object.
+    /// old length and the length of the new run.
     /// @{
 
-    /// Before a change, with the content still as it was. Anything but resDone refuses the change and becomes its
-    /// result.
+    /// Before a change, with the content still as it was and the position at the change. Anything but resDone refuses
+    /// the change and becomes its result. It must leave the object alone, content, position and buffer: the change is
+    /// half made. Queries and comparisons are free.
     virtual int PreChange(std::int32_t pos, std::int32_t oldLen, std::int32_t newLen) const;
 
     /// After a change, with the new content and length, and the position still at the change. Here it sets vfModified
-    /// if vfTrackModified is on; a derived one that wants that calls it.
+    /// if vfTrackModified is on; a derived one that wants that calls it. It may read, move and even change the object,
+    /// each such change with hooks of its own; whatever it does, the change then ends with the position at `pos` +
+    /// `newLen`, cut to the length, and with `res` and `eof` cleared.
     virtual void PostChange(std::int32_t pos, std::int32_t oldLen, std::int32_t newLen);
 
     /// After one bit of the flags has changed, with that bit and its new state. Several bits come from the lowest up.
@@ -268,16 +274,17 @@ class VFILE_API VFile {
 
     /// Creates the named file, held exclusively, and writes the whole content into it; the position ends at the end.
     /// Without `overwrite` an existing file is left alone (resAlreadyExists), with it emptied first. Does nothing while
-    /// `res` is set. A failure on the way leaves a partly written file: a host that can't afford that writes to a new
-    /// name and renames. Flags play no part and are not changed.
+    /// `res` is set; a file that can't be made leaves the position alone. A failure on the way leaves a partly written
+    /// file: a host that can't afford that writes to a new name and renames. Flags play no part and are not changed.
     void WriteFile(const char* name, bool overwrite);
 
-    /// WriteFile, with an earlier error cleared first.
+    /// SetPos(0), which clears an earlier error, and then WriteFile.
     void Save(const char* name, bool overwrite);
 
     /// Writes up to `count` bytes from the position on to an open handle, and moves behind them; MaxLen writes the
     /// rest. A negative count or InvalidHandle is resCallError. A write that fails gives GetFileRes(), one that comes
-    /// short resDiskFull; the position then is one piece of up to 1024 bytes ahead of what reached the file.
+    /// short resDiskFull; the position then is one piece of up to 1024 bytes ahead of what reached the file. The bytes
+    /// come through ReadBytes; a derived one that gives none of them, or more than were asked for, is resNotDone.
     void WriteToFile(FileHandle h, std::int32_t count);
 
     /// The same to an open HFile. A failure gives GetFileRes(f), and `f` keeps its own `res`.
@@ -806,6 +813,7 @@ class VFILE_API VFile {
     bool IsPlain() const;
     const unsigned char* BytesOfCur() const;
     void Advance(int k);
+    void PlaceAt(std::int32_t p);
     bool EnterBlkAhead();
     bool EnterBlkBefore();
     bool HaveBuf();
@@ -815,6 +823,7 @@ class VFILE_API VFile {
     static void EnterBlkAheadC(BlkRdr& rd, const char* proc);
     void ReadByteC(BlkRdr& rd, unsigned char& b) const;
     void ReadBytesC(BlkRdr& rd, void* dst, int n) const;
+    const unsigned char* PieceC(BlkRdr& rd, int n, int& k) const;
 
     // The change engine (change.cpp) and its sources (change_sources.cpp).
     bool MayChange();
@@ -829,13 +838,21 @@ class VFILE_API VFile {
     void CheckEOL(const void* src, int n);
     void ReplaceFrom(std::int32_t at, std::int32_t oldLen, HFile* f, FileHandle h, std::int32_t count);
     std::int32_t StageFile(BlkDesc*& p1, BlkDesc*& p2, HFile* f, FileHandle h, std::int32_t count);
+    std::int32_t StageGathered(BlkDesc*& p1, BlkDesc*& p2, HFile* f, FileHandle h, std::int32_t count);
 
     // Searching (search.cpp).
     bool FindFolded(std::int32_t& at, const char* pattern, const vfile_internal::Folding& folding, bool wholeWord);
 
+    // Lines (lines.cpp).
+    unsigned char NextByte();
+    unsigned char PrevByte();
+    unsigned char PrevEol();
+    unsigned char NextEol(char* dst, int room, int& stored);
+
     // Saving (load_save.cpp).
     void WriteTo(HFile* f, FileHandle h, std::int32_t count);
-    void WritePiece(HFile* f, FileHandle h, const void* bytes, int n);
+    std::int32_t WriteGathered(HFile* f, FileHandle h, std::int32_t count);
+    bool WritePiece(HFile* f, FileHandle h, const void* bytes, int n);
 
     // Editing (edit.cpp).
     std::int32_t WriteOldLen(std::int32_t n) const; // the old length of a Write: 0 if vfInsert is on, else n
@@ -936,7 +953,7 @@ inline bool operator>=(const char* s, const VFile& v) {
 VFILE_API bool VFile_InitializeThread();
 
 /// Ends what VFile_InitializeThread began, with the thread's settings. Halts if the thread still has a VFile. Threads
-/// end by themselves otherwise.
+/// end by themselves otherwise. Always true; without effect on a thread that isn't set up.
 VFILE_API bool VFile_UninitializeThread();
 
 /// True if the calling thread is set up for VFile.

@@ -114,5 +114,7 @@ void VMem::DropAllPages() {
 
 // Writes pages out and takes them from the head of the list, until at most `count` are left.
 void VMem::ShrinkTo(int count) {
-    while (cacheCount > count && FlushCachePtr(cacheHead)) DropPage(cacheHead);
+    while (cacheCount > count && FlushCachePtr(cacheHead)) { // NOLINT(clang-analyzer-unix.Malloc): the head has changed
+        DropPage(cacheHead);
+    }
 }

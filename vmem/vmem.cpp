@@ -226,13 +226,12 @@ void VMem::CopyBytes(std::int32_t dst, std::int32_t src, std::int16_t len) {
     if (len < 0) return Halt("VMem", "CopyBytes", "len must be >=0");
     if (len == 0 || dst == src) return;
 
-    // One piece is read whole before it is written. Of several, the one that the next would overwrite goes first.
+    // A piece is read whole before it is written, and the one that the next would overwrite goes first.
     unsigned char piece[PageSize];
-    const bool backward = dst > src && len > PageSize;
     std::int32_t done = 0;
     while (done < len) {
         const std::int32_t n = len - done < PageSize ? len - done : PageSize;
-        const std::int32_t off = backward ? len - done - n : done;
+        const std::int32_t off = dst > src ? len - done - n : done;
         Get(AdrPlus(src, off), piece, static_cast<std::int16_t>(n));
         Set(AdrPlus(dst, off), piece, static_cast<std::int16_t>(n));
         done += n;

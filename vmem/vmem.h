@@ -47,8 +47,8 @@ class VMemCheck;
 ///  - A3 Each list ends after as many blocks as are counted, and each block is one that this list takes.
 ///  - A4 Free blocks lie below topAdr and have no byte in common.
 ///
-/// **Ownership.** Owns its pages, its swap file and its texts. Bytes are copied in and out; no pointer into a page is
-/// ever lent. Can't be copied.
+/// **Ownership.** Owns its pages, its swap file and its texts. Bytes are copied in and out; no pointer into a page ever
+/// reaches a host. Can't be copied.
 ///
 /// **Threads.** Works for the thread that made it and has no lock: each public operation but WriteStatus, and the
 /// destructor, halts through HaltA("VMem", line) on any other thread. The child of a fork is another thread, too.

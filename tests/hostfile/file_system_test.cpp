@@ -1,4 +1,4 @@
-// HFile: the file system. What stands when calls of the system fail is tested in hostfile_fault_test.cpp.
+// HFile: the file system. Ways that not every file system has: file_system_ways_test.cpp.
 #include "hostfile/hostfile_support.h"
 
 namespace {

@@ -12,7 +12,8 @@
 
 namespace {
 
-constexpr int BallastBlocks = 130; // of 32767 bytes: over 4016 pages, so that pages share slots
+constexpr int SlotMate = 4016 * 1024; // from a page to the next one with its slot
+constexpr int BallastBlocks = 130;    // of 32767 bytes: over 4016 pages, so that pages share slots
 constexpr int BytesMax = BallastBlocks * 32767 + 400000;
 constexpr std::size_t BlocksMax = 150; // in use at a time
 
@@ -83,7 +84,7 @@ struct Model {
     void Copy(int dst, int src, int n) {
         for (int done = 0, piece = 0; dst != src && done < n; done += piece) {
             piece = std::min(1024, n - done);
-            const int off = dst > src && n > 1024 ? n - done - piece : done;
+            const int off = dst > src ? n - done - piece : done;
             Use(src + off, piece, false);
             Put(dst + off, bytes.substr(static_cast<std::size_t>(src + off), static_cast<std::size_t>(piece)).data(),
                 piece);
@@ -195,6 +196,9 @@ void Walk(unsigned seed, long steps) {
         vm.SetMaxCacheSize(static_cast<std::int16_t>(kb));
         model.maxPages = kb * 1024 / 1036;
         model.Shrink(model.maxPages);
+        if (model.pages.empty()) return;
+        const int adr = model.pages[rng() % model.pages.size()].adr; // its slot may have gone with another page
+        if (adr < model.top) ByteAt(vm, adr), model.Use(adr, 1, false);
     };
     const auto take = [&](int len) { // a page if `len` is 0
         std::int32_t adr = -1;
@@ -214,7 +218,9 @@ void Walk(unsigned seed, long steps) {
         const Block b = used[rng() % used.size()];
         const int to = b.adr + below(b.len);
         const int n = below(b.adr + b.len - to + 1);
-        const int from = below(4) ? below(model.top - n + 1) : std::min(model.top - n, std::max(0, to - 5 + below(11)));
+        const int mates[] = {to, to - SlotMate, to + SlotMate,
+                             below(model.top - n + 1)}; // over itself, in the same slots
+        const int from = std::clamp(mates[below(4)] - 5 + below(11), 0, model.top - n);
         std::string buf(static_cast<std::size_t>(n), static_cast<char>(rng()));
         if (const int what = below(4); what == 0) {
             vm.CopyBytes(to, from, static_cast<std::int16_t>(n));
@@ -246,7 +252,7 @@ void Walk(unsigned seed, long steps) {
         } else if (what == 2) {
             vm.FlushCache();
             for (Page& p : model.pages) model.Flush(p);
-        } else if (what < 8) {
+        } else if (what < 20) {
             limit();
         } else if (used.empty() || (what < 240 && used.size() < BlocksMax && model.top < BytesMax - 40000)) {
             take(lengths[rng() % std::size(lengths)] + below(2) * below(30));

@@ -130,6 +130,22 @@ TEST(WriteToFile, WritesFromThePosition) {
     EXPECT_EQ(resCallError, f.res);
 }
 
+TEST(WriteToFile, EndsWhereADerivedReadTellsNonsense) {
+    class Odd : public VFile {
+      public:
+        int told = 0;
+        int ReadBytes(void*, int) override { return told; }
+    } f;
+    HFile null(HandleOf(open("/dev/null", O_WRONLY)));
+    Put(f, 0, 0, "abc");
+    for (const int told : {0, -1, 4, 5000}) {
+        f.SetPos(0);
+        f.told = told;
+        f.WriteToFile(null, MaxLen);
+        EXPECT_EQ(resNotDone, f.res) << told;
+    }
+}
+
 TEST(WriteToFile, MakesPiecesOf1024) {
     int ends[2];
     ASSERT_EQ(0, pipe2(ends, O_DIRECT)); // keeps writes apart

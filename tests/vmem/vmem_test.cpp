@@ -11,9 +11,9 @@
 
 namespace {
 
-// Acts in a child, on an object with two pages.
+// Acts in a child, on an object with two pages and a block of 100 bytes, of which the first one is cached.
 void ExpectHalt(const std::string& text, const std::function<void(VMem&)>& act) {
-    EXPECT_HALT(text, VMem m; AllocPages(m, 2); act(m));
+    EXPECT_HALT(text, VMem m; AllocPages(m, 2); std::int32_t adr; m.Alloc(adr, 100); ByteAt(m, adr); act(m));
 }
 
 TEST(VMemHalts, ArgumentsAreTestedInOrder) {
@@ -31,15 +31,18 @@ TEST(VMemHalts, ArgumentsAreTestedInOrder) {
         {-7, -1, noLength, noLength},
         {-1, 4, below, below},
         {INT32_MIN, 32767, below, below},
-        {1, 2048, above, above},
+        {101, 2048, above, above},
         {INT32_MAX, 32767, above, above},
-        {2047, 1, "VMem, Get():\nbuffer address must not be 0", "VMem, Set():\nbuffer address must not be 0"},
+        {2147, 1, "VMem, Get():\nbuffer address must not be 0", "VMem, Set():\nbuffer address must not be 0"},
     };
     for (const auto& row : transfers) {
         SCOPED_TRACE(std::to_string(row.adr) + ", " + std::to_string(row.len));
         ExpectHalt(row.get, [&](VMem& m) { m.Get(row.adr, nullptr, row.len); });
         ExpectHalt(row.set, [&](VMem& m) { m.Set(row.adr, nullptr, row.len); });
     }
+    char buf[49];
+    ExpectHalt("no halt", [&](VMem& m) { m.Get(2100, buf, 48); });
+    ExpectHalt(above, [&](VMem& m) { m.Get(2100, buf, 49); });
     ExpectHalt("VMem, CopyBytes():\nlen must be >=0", [](VMem& m) { m.CopyBytes(5, 5, -1); });
     ExpectHalt("no halt", [](VMem& m) { m.CopyBytes(-5, -9, 0), m.CopyBytes(-5, -5, 9); });
     ExpectHalt(below, [](VMem& m) { m.CopyBytes(0, -1, 10); });
@@ -50,7 +53,7 @@ TEST(VMemHalts, ArgumentsAreTestedInOrder) {
     ExpectHalt("VMem, Dealloc0():\nlen must be >0", [&](VMem& m) { m.Dealloc(adr, -1); });
     ExpectHalt(below, [&](VMem& m) { m.DeallocPage(adr), m.Dealloc(adr, 1024); });
     ExpectHalt(noPage, [&](VMem& m) { m.DeallocPage(adr), m.DeallocPage(adr); });
-    ExpectHalt(above, [&](VMem& m) { m.Dealloc(adr = 2045, 1); });
+    ExpectHalt(above, [&](VMem& m) { m.Dealloc(adr = 2145, 1); });
     ExpectHalt(above, [&](VMem& m) { m.DeallocPage(adr = 2048); });
     ExpectHalt(below, [&](VMem& m) { m.DeallocPage(adr = -1024); });
 }

@@ -1,4 +1,4 @@
-// Host files on file systems that can't do everything, and when calls of the system fail.
+// HFile: copies and renames on file systems that can't do everything, or have no room.
 #include "hostfile/hostfile_support.h"
 #include "support/faults.h"
 
@@ -9,7 +9,7 @@ namespace {
 
 const std::string content(70000, 'n');
 
-TEST(HostFileFaults, CopyKeepsContentHolesPermissionsAndTimeInEveryWay) {
+TEST(FileSystemWays, CopyKeepsContentHolesPermissionsAndTimeInEveryWay) {
     const TempDir dir;
     const std::string from = dir.File("from"), to = dir.File("to"), data(100000, 'd');
     const off_t size = off_t{4} << 30; // ends in a hole
@@ -20,17 +20,19 @@ TEST(HostFileFaults, CopyKeepsContentHolesPermissionsAndTimeInEveryWay) {
     futimens(fd, times);
     fchmod(fd, 0451);
     close(fd);
-    // In a file without a name or with one, by a copy of the system or not.
-    const std::pair<Faults::Kind, int> ways[] = {
-        {Faults::Open, 0}, {Faults::Open, 2}, {Faults::Copy, 1}, {Faults::Copy, 2}};
-    for (const auto& [kind, n] : ways) {
-        for (const bool replace : {false, true}) {
-            SCOPED_TRACE(std::to_string(kind) + " " + std::to_string(n));
-            if (replace) dir.Write("to", "old");
-            Faults::FailNth(kind, kind == Faults::Open && n > 0 && replace ? n + 1 : n, EOPNOTSUPP);
-            EXPECT_EQ(resDone, CopyRes(from, to, replace));
-            EXPECT_EQ(n > 0, Faults::Fired());
-            Faults::Disarm();
+    const auto copy = [&](bool replace, int refusedOpen, bool bySystem) {
+        if (replace) dir.Write("to", "old");
+        Faults::plainCopies = !bySystem;
+        Faults::FailNth(Faults::Open, refusedOpen, EOPNOTSUPP); // the one that makes a file without a name, if not 0
+        EXPECT_EQ(resDone, CopyRes(from, to, replace));
+        EXPECT_EQ(refusedOpen > 0, Faults::Fired());
+        Faults::Disarm();
+        Faults::plainCopies = false;
+    };
+    for (const bool bySystem : {true, false}) {
+        for (const auto& [replace, refusedOpen] : {std::pair{false, 0}, {true, 0}, {false, 2}, {true, 3}}) {
+            SCOPED_TRACE(std::to_string(bySystem) + " " + std::to_string(refusedOpen));
+            copy(replace, refusedOpen, bySystem);
             EXPECT_EQ(size, StateOf(to).st_size);
             EXPECT_LE(StateOf(to).st_blocks, StateOf(from).st_blocks + 256);
             EXPECT_EQ(0451u, StateOf(to).st_mode & 07777);
@@ -46,36 +48,7 @@ TEST(HostFileFaults, CopyKeepsContentHolesPermissionsAndTimeInEveryWay) {
     EXPECT_NE(std::string::npos, dir.Read("to").find("Name:"));
 }
 
-// Fails each call of the system in turn while `act` takes "from" of the first directory to "to" of the second, and
-// expects that it has either all happened or not at all, and that nothing else is left there.
-void ExpectAllOrNothing(const std::string& before, bool moves, const char* targetRoot,
-                        const std::function<bool(const char*, const char*)>& act) {
-    const auto outcomes = ForEachFault(Faults::System, EIO, [&](const Arm& arm) -> std::string {
-        const TempDir from;
-        setenv("TMPDIR", targetRoot, 1);
-        const TempDir to;
-        const std::string source = from.Write("from", content), target = to.File("to");
-        if (!before.empty()) to.Write("to", before);
-        bool done = false;
-        arm([&] { done = act(source.c_str(), target.c_str()); });
-        const bool sourceRight = from.Read("from") == (done && moves ? "" : content);
-        const bool targetRight = to.Read("to") == (done ? content : before);
-        const bool alone = from.Count() + to.Count() == (done && moves ? 0u : 1u) + (done || !before.empty() ? 1u : 0u);
-        return !sourceRight ? "source" : !targetRight ? "target" : !alone ? "left over" : done ? "done" : "refused";
-    });
-    for (const std::string& outcome : outcomes) EXPECT_TRUE(outcome == "done" || outcome == "refused") << outcome;
-    EXPECT_LT(3, std::count(outcomes.begin(), outcomes.end(), "refused"));
-}
-
-TEST(HostFileFaults, CopyAndRenameDoAllOrNothing) {
-    const auto tmp = fs::temp_directory_path().string();
-    ExpectAllOrNothing("", false, tmp.c_str(), [](auto from, auto to) { return HFile::Copy(from, to, false); });
-    ExpectAllOrNothing("old", false, tmp.c_str(), [](auto from, auto to) { return HFile::Copy(from, to, true); });
-    if (!fs::is_directory("/dev/shm") || StateOf("/dev/shm").st_dev == StateOf(tmp).st_dev) GTEST_SKIP();
-    ExpectAllOrNothing("", true, "/dev/shm", [](auto from, auto to) { return HFile::Rename(from, to); });
-}
-
-TEST(HostFileFaults, FullDiskLeavesTheTargetAsItWas) {
+TEST(FileSystemWays, FullDiskLeavesTheTargetAsItWas) {
     const TempDir dir;
     const std::string from = dir.Write("from", content), to = dir.Write("to", "old");
     for (const bool named : {false, true}) {
@@ -101,11 +74,11 @@ TEST(HostFileFaults, FullDiskLeavesTheTargetAsItWas) {
     EXPECT_EQ(1000, f.GetPos());
 }
 
-TEST(HostFileFaults, RenameNeverReplacesWithOrWithoutHelpOfTheSystem) {
+TEST(FileSystemWays, RenameNeverReplacesWithOrWithoutHelpOfTheSystem) {
     for (const bool helped : {true, false}) {
         const TempDir dir;
         const auto rename = [&](const std::string& from, const std::string& to) {
-            Faults::FailNth(Faults::Rename, helped ? 0 : 1, EINVAL);
+            Faults::FailNth(Faults::Other, helped ? 0 : 1, EINVAL); // the first call is the rename
             const Res res = RenameRes(dir.File(from), dir.File(to));
             Faults::Disarm();
             return res;
@@ -131,10 +104,10 @@ TEST(HostFileFaults, RenameNeverReplacesWithOrWithoutHelpOfTheSystem) {
     }
 }
 
-TEST(HostFileFaults, RenameAcrossFileSystemsMovesFilesAndLinks) {
+TEST(FileSystemWays, RenameAcrossFileSystemsMovesFilesAndLinks) {
     const TempDir dir;
     const auto across = [&](const std::string& from, const std::string& to) {
-        Faults::FailNth(Faults::Rename, 1, EXDEV);
+        Faults::FailNth(Faults::Other, 1, EXDEV);
         const Res res = RenameRes(dir.File(from), dir.File(to));
         Faults::Disarm();
         return res;
