@@ -77,8 +77,11 @@ class VFileFaults : public testing::Test {
 };
 
 TEST_F(VFileFaults, HeapThatIsEmptyRefusesOrHalts) {
-    for (const Change* change : {&replaceBuf, &replaceTxt, &replaceFile, &readFile}) {
+    for (const Change* change : {&replaceBuf, &replaceTxt}) {
         EXPECT_EQ((Outcomes{"res 5", noBlock, noPage}), Sweep(Faults::Heap, 0, *change)) << change->what;
+    }
+    for (const Change* change : {&replaceFile, &readFile}) { // which do without a buffer for larger transfers
+        EXPECT_EQ((Outcomes{"done", "res 5", noBlock, noPage}), Sweep(Faults::Heap, 0, *change)) << change->what;
     }
     EXPECT_EQ(Outcomes{"res 5"}, Sweep(Faults::Heap, 0,
                                        {"Delete", [](VFile& f) { f.ReplaceBuf(10, 500, nullptr, 0); },
