@@ -286,7 +286,8 @@ class VFILE_API HFile {
     /// end of the file came before any line end. One read of the system per byte.
     ///
     /// Behind a CR one byte more is looked at. Where the file can't seek back (a pipe), a byte of the next line is kept
-    /// in the object and is the first that the next read delivers; who reads the pipe past the object misses it.
+    /// in the object. It is the first that the next read delivers, whichever operation reads through the object, and
+    /// with it comes what can be had without waiting; who reads the pipe past the object misses it.
     int ReadLine(char* buf, int size);
 
     /// Reads `count` bytes from position `from` on, cut to what the file has and to what `buf` takes, whatever the
