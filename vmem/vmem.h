@@ -106,8 +106,8 @@ class VFILE_API VMem {
     /// swap file failed" (FindPage), and where it pushes out a dirty one with the halts of FlushCache. Pages before the
     /// bad one have been moved then.
     /// @{
-    void Get(std::int32_t adr, void* buf, std::int16_t len);
-    void Set(std::int32_t adr, const void* buf, std::int16_t len);
+    void Get(std::int32_t adr, void* buf, std::int16_t len);       ///< from the space to `buf`
+    void Set(std::int32_t adr, const void* buf, std::int16_t len); ///< from `buf` to the space
     /// @}
 
     /// @name Typed transfers
@@ -115,6 +115,8 @@ class VFILE_API VMem {
     /// own width, a pointer and a `long` in that of the host. A `long double` moves as a `double` of 8 bytes, and loses
     /// what that can't hold.
     /// @{
+
+    /// One value, in its own width.
     void Get(std::int32_t adr, char& value);
     void Get(std::int32_t adr, signed char& value);
     void Get(std::int32_t adr, unsigned char& value);
