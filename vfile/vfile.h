@@ -686,9 +686,10 @@ class VFILE_API VFile {
     /// the LF of a pair belongs to the line that the pair ends. Every other byte is text, NUL and tab included.
     ///
     /// No index of lines is kept: the line around a position is found by reading, byte by byte through the virtual
-    /// table, so the cost is the length of the line. The queries move `pos`, as each tells, and so clear `res` and
-    /// `eof`; whoever needs `pos` afterwards saves it first. A negative `p` gives resCallError, 0 as the result and no
-    /// move; one beyond the end counts as the end. All halt ("VFile") on any thread but the owner's.
+    /// table, or block by block where the class is VFile itself; so the cost is the length of the line. The queries
+    /// move `pos`, as each tells, and so clear `res` and `eof`; whoever needs `pos` afterwards saves it first. A
+    /// negative `p` gives resCallError, 0 as the result and no move; one beyond the end counts as the end. All halt
+    /// ("VFile") on any thread but the owner's.
     /// @{
 
     /// The start of the line that holds `p`. For `p` 0 nothing is moved; else `pos` and `eof` are afterwards
@@ -750,8 +751,9 @@ class VFILE_API VFile {
     /// returns false, an empty pattern returns true; both change nothing else. Both halt ("VFile") on any thread but
     /// the owner's.
     ///
-    /// Cost: each byte of the content is read once, one virtual call each, whatever overlaps; a mismatch behind m
-    /// matched bytes costs up to m * m comparisons within the pattern, most often a few. Nothing is allocated.
+    /// Cost: each byte of the content is read once, whatever overlaps, by one virtual call each, or many at a time
+    /// where the class is VFile itself; a mismatch behind m matched bytes costs up to m * m comparisons within the
+    /// pattern, most often a few. Nothing is allocated.
     /// @{
 
     /// Looks forward for the first match that starts at `at` or behind. Found: true, and `at` is just behind the match,
