@@ -290,7 +290,8 @@ class VFILE_API HFile {
     /// end of the file came before any line end. One read of the system per byte.
     ///
     /// Behind a CR one byte more is looked at. Where the file can't seek back (a pipe), a byte of the next line is kept
-    /// in the object and is the first that the next read delivers; who reads the pipe past the object misses it.
+    /// in the object. It is the first that the next read delivers, whichever operation reads through the object, and
+    /// with it comes what can be had without waiting; who reads the pipe past the object misses it.
     int ReadLine(char* buf, int size);
 
     /// Reads `count` bytes from position `from` on, cut to what the file has and to what `buf` takes, whatever the
@@ -377,12 +378,14 @@ class VFILE_API HFile {
     static bool Copy(const char* from, const char* to, bool overwrite); ///< the same, without the reason
 
     /// Gives a file or directory another name. An existing `to` is refused with resAlreadyExists, also one that comes
-    /// up at that moment. To another file system, an ordinary file moves as a copy with everything that Copy promises
-    /// and the removal of the old one, a link moves as a link, and anything else is refused with resNoPermission.
+    /// up at that moment, and `from` itself. Whoever has the file open keeps it under its new name. To another file
+    /// system, an ordinary file moves as a copy with everything that Copy promises and the removal of the old one, a
+    /// link moves as a link, and anything else is refused with resNoPermission; so is a file that somebody holds alone.
     static bool Rename(const char* from, const char* to, int& res);
     static bool Rename(const char* from, const char* to); ///< the same, without the reason
 
-    /// Removes a file or a link, not a directory (resNoPermission). Whoever has the file open keeps its content.
+    /// Removes a file or a link, not a directory (resNoPermission). The permissions of the directory decide, so a file
+    /// that is read only is removed as well. Whoever has the file open, alone or not, keeps its content.
     static bool Remove(const char* name, int& res);
     static bool Remove(const char* name); ///< the same, without the reason
     /// @}

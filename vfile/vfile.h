@@ -685,11 +685,11 @@ class VFILE_API VFile {
     /// its line end; behind the last line end lies one more line, of length 0 at least. A position between the CR and
     /// the LF of a pair belongs to the line that the pair ends. Every other byte is text, NUL and tab included.
     ///
-    /// No index of lines is kept: the line around a position is found by reading, byte by byte through the virtual
-    /// table, or block by block where the class is VFile itself; so the cost is the length of the line. The queries
-    /// move `pos`, as each tells, and so clear `res` and `eof`; whoever needs `pos` afterwards saves it first. A
-    /// negative `p` gives resCallError, 0 as the result and no move; one beyond the end counts as the end. All halt
-    /// ("VFile") on any thread but the owner's.
+    /// No index of lines is kept: the line around a position is found by reading, so the cost is the length of the
+    /// line. An object of a derived class sees each byte that is read, a VFile itself is read in whole blocks with the
+    /// same outcome. The queries move `pos`, as each tells, and so clear `res` and `eof`; whoever needs `pos`
+    /// afterwards saves it first. A negative `p` gives resCallError, 0 as the result and no move; one beyond the end
+    /// counts as the end. All halt ("VFile") on any thread but the owner's.
     /// @{
 
     /// The start of the line that holds `p`. For `p` 0 nothing is moved; else `pos` and `eof` are afterwards
@@ -733,7 +733,8 @@ class VFILE_API VFile {
     int ReadLine(char* dst, int size);
 
     /// Reads `count` bytes from position `from` on, line ends as they stand, and stores at most `size` - 1 of them and
-    /// a NUL; returns the number stored. `from` and `count` are cut to the content. Leaves `pos` behind what was read.
+    /// a NUL; returns the number stored. `from` and `count` are cut to the content. Leaves `pos` behind what was read,
+    /// and clears `res` and `eof`.
     /// A NIL `dst`, a `size` below 1, a negative `from` or `count` sets resCallError and returns 0.
     int ReadTxt(char* dst, int size, std::int32_t from, std::int32_t count);
 
@@ -751,9 +752,9 @@ class VFILE_API VFile {
     /// returns false, an empty pattern returns true; both change nothing else. Both halt ("VFile") on any thread but
     /// the owner's.
     ///
-    /// Cost: each byte of the content is read once, whatever overlaps, by one virtual call each, or many at a time
-    /// where the class is VFile itself; a mismatch behind m matched bytes costs up to m * m comparisons within the
-    /// pattern, most often a few. Nothing is allocated.
+    /// Cost: each byte of the content is read once, whatever overlaps: by one virtual call each on an object of a
+    /// derived class, over whole blocks with the same outcome on a VFile itself. A mismatch behind m matched bytes
+    /// costs up to m * m comparisons within the pattern, most often a few. Nothing is allocated.
     /// @{
 
     /// Looks forward for the first match that starts at `at` or behind. Found: true, and `at` is just behind the match,
@@ -856,8 +857,8 @@ class VFILE_API VFile {
     // Lines (lines.cpp).
     unsigned char NextByte();
     unsigned char PrevByte();
-    unsigned char PrevEol();
-    unsigned char NextEol(char* dst, int room, int& stored);
+    std::int32_t PassText(char* dst, int room);
+    std::int32_t PassTextBack();
 
     // Saving (load_save.cpp).
     void WriteTo(HFile* f, FileHandle h, std::int32_t count);
@@ -910,8 +911,8 @@ class VFILE_API VFile {
 /// The objects stay exactly as they are: the bytes come through a cursor beside theirs, which also sees what has not
 /// left their buffers yet. Both must belong to the calling thread, else a halt ("VFile").
 ///
-/// Cost: == and != look at the lengths first. All read 1024 bytes of each side at a time, up to the first difference,
-/// and allocate nothing.
+/// Cost: == and != look at the lengths first. All go over 1024 bytes of each side at a time, up to the first
+/// difference, and allocate nothing.
 /// @{
 VFILE_API bool operator==(const VFile& a, const VFile& b); ///< what the sign says, of the two contents
 VFILE_API bool operator==(const VFile& v, const char* s);
