@@ -7,6 +7,7 @@
 //   --traces  replays the NAME.edtr there
 //   --plot    writes the cost of an edit, and of a move of the position, against the size of the content
 #include <algorithm>
+#include <cctype>
 #include <chrono>
 #include <cmath>
 #include <csignal>
@@ -92,22 +93,24 @@ double ValueOf(const Results& results, const std::string& row, const std::string
 // joins. A term is a number, or how many times the value of a contender, in this row or in another one: "4
 // vfile@edit:1M".
 double Bound(const Results& results, const Row& row) {
-    double bound = Missing;
+    double bound = Missing, term = Missing;
     bool larger = row.MoreIsBetter();
+    const auto take = [&] {
+        bound = larger ? std::fmax(bound, term) : std::fmin(bound, term);
+    }; // a missing one is none
     std::istringstream words(row.target);
     for (std::string word; words >> word;) {
+        const auto at = word.find_first_of("@/");
         if (word == "and" || word == "or") {
+            take();
             larger = (word == "and") == row.MoreIsBetter();
-            continue;
-        }
-        const auto slash = word.find('/');
-        double term = std::stod(word) / (slash == std::string::npos ? 1 : std::stod(word.substr(slash + 1)));
-        if (words >> std::ws; std::isalpha(words.peek()) && words >> word) {
-            const auto at = word.find('@');
+        } else if (std::isdigit(word[0])) {
+            term = std::stod(word) / (at == std::string::npos ? 1 : std::stod(word.substr(at + 1)));
+        } else {
             term *= ValueOf(results, at == std::string::npos ? row.id : word.substr(at + 1), word.substr(0, at));
         }
-        bound = larger ? std::fmax(bound, term) : std::fmin(bound, term); // a missing one counts for nothing
     }
+    take();
     return bound;
 }
 
@@ -294,6 +297,7 @@ bool PrintTable(const Setup& setup, const std::vector<Row>& rows, const Results&
     if (!reasons.empty()) std::printf("\nNo result:\n\n");
     for (const auto& [reason, list] : reasons) std::printf("- %s (%s)\n", reason.c_str(), list.c_str());
     if (!setup.quick) std::printf("\n%d of %d targets met.\n", met, judged);
+    std::fflush(stdout);
     return met == judged;
 }
 

@@ -32,11 +32,6 @@ class Store {
         Read(at / PageSize * PageSize, page, PageSize);
         return page[at % PageSize];
     }
-    void WriteByte(std::int64_t at, char byte) {
-        ReadByte(at);
-        page[at % PageSize] = byte;
-        Write(at / PageSize * PageSize, page, PageSize);
-    }
     void Flush() {}
 
   private:
@@ -50,6 +45,25 @@ std::string Whole(std::int64_t size) {
     ForPieces(text, size,
               [&](std::int64_t, const char* bytes, int n) { all.append(bytes, static_cast<std::size_t>(n)); });
     return all;
+}
+
+// ns of what a change behind a full cache needs: one page is read, and another one written.
+double ReadAndWrite(const Job& job) {
+    const Text text;
+    Store store(job);
+    WriteAll(store, text, job.size);
+    Random random(6);
+    long done = 0, wrong = 0;
+    const double nanos = NanosPerOp(job, 500000, done, [&] {
+        for (int i = 0; i < BatchSize; ++i) {
+            const std::int64_t from = random.Below(job.size), to = random.Below(job.size) / PageSize * PageSize;
+            if (store.ReadByte(from) != *text.At(from)) ++wrong;
+            store.Write(to, text.At(to), PageSize);
+        }
+    });
+    Check(wrong == 0, "a byte read at random");
+    ReadAll(store, text, job.size, true);
+    return nanos;
 }
 
 double Copy(const Job& job) {
@@ -121,8 +135,11 @@ double Make(const Job& job) {
 
 int main(int argc, char** argv) {
     return Main(argc, argv,
-                {StoreRows<Store>(),
-                 {{"edit", RandWrite<Store>, ""},
+                {{{"edit", ReadAndWrite, ""},
+                  {"seqwrite", SeqWrite<Store>, ""},
+                  {"seqread", SeqRead<Store>, ""},
+                  {"randread", RandRead<Store>, ""},
+                  {"randwrite", ReadAndWrite, ""},
                   {"append", SeqWrite<Store>, ""},
                   {"read", Copy, ""},
                   {"equal", Compare, ""},

@@ -42,6 +42,9 @@ bool CloseFile(FileHandle handle);
 // waited for.
 std::int32_t ReadFile(FileHandle handle, void* buf, std::uint32_t count);
 
+// True if a read would not wait: there are bytes, the end, or a failure to tell.
+bool ReadsAtOnce(FileHandle handle);
+
 // Writes until all is written or an error comes: the number of bytes that went out, -1 if none did and it failed.
 // What stopped it is the last error in both cases. Never raises a signal for a pipe or socket whose other end is gone.
 std::int32_t WriteFile(FileHandle handle, const void* buf, std::uint32_t count);

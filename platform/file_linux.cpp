@@ -244,6 +244,11 @@ std::int32_t ReadFile(FileHandle handle, void* buf, std::uint32_t count) {
     }
 }
 
+bool ReadsAtOnce(FileHandle handle) {
+    pollfd p{DescriptorOf(handle), POLLIN, 0};
+    return poll(&p, 1, 0) > 0;
+}
+
 namespace {
 
 std::int32_t WriteAll(int fd, const char* from, std::size_t count) {

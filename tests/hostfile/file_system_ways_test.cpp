@@ -118,8 +118,13 @@ TEST(FileSystemWays, RenameAcrossFileSystemsMovesFilesAndLinks) {
     fs::create_symlink("f", dir.File("link"));
     fs::create_directory(dir.File("sub"));
     const std::tuple<const char*, const char*, Res> rows[] = {
-        {"f", "other", resAlreadyExists}, {"link", "other", resAlreadyExists}, {"sub", "dir", resNoPermission},
-        {"f", "no/g", resIllegalPath},    {"link", "link2", resDone},          {"f", "g", resDone},
+        {"f", "other", resAlreadyExists},
+        {"link", "other", resAlreadyExists},
+        {"sub", "dir", resNoPermission},
+        {"sub", "other", resAlreadyExists},
+        {"f", "no/g", resIllegalPath},
+        {"link", "link2", resDone},
+        {"f", "g", resDone},
     };
     for (const auto& [from, to, res] : rows) EXPECT_EQ(res, across(from, to)) << from << " " << to;
     EXPECT_EQ(content, dir.Read("g"));

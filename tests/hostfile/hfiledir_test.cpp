@@ -30,6 +30,8 @@ TEST(HFileDir, PatternsMatchAsTheirRulesSay) {
         {"*", "a a.b .hidden . ..", ""},
         {"*.*", "a a.b .hidden . .. a.b.c", ""},
         {"a.*", "a a. a.b a.b.c", "ab a1.b A.b"},
+        {"*.", "a a. a.b.", "a.b .b a.b.c"},
+        {"a*.", "ab a", "b ab.c"},
         {"*.txt", "a.txt .txt a.b.txt", "a.txt2 txt a.TXT"},
         {"?", "a", "ab . .a"},
         {"a?c", "abc", "ac a.c abbc"},
@@ -65,6 +67,8 @@ TEST(HFileDir, FilesComeOutInFullAndTheRestAsJoined) {
     EXPECT_EQ(Names{at + "/one.txt"}, Scan(at + "\\one.txt"));
     const auto old = fs::current_path();
     fs::current_path(at);
+    fs::create_directory("c:"); // no drive
+    EXPECT_EQ(Names{}, Scan("c:*"));
     EXPECT_EQ(Names{at + "/one.txt"}, Scan("o*"));
     EXPECT_EQ(Names{"sub"}, Scan("s*"));
     EXPECT_EQ(Names{"./sub"}, Scan("./s*"));
