@@ -47,7 +47,7 @@ int StepsFrom(Table& steps, std::int32_t start) {
 } // namespace
 
 int main() {
-    static Table steps; // a VMem is more than 32 KB: too much for a small stack
+    static Table steps; // a VMem is more than 64 KB: too much for a small stack
     std::int32_t best = 1;
     int most = 0;
     for (std::int32_t n = 2; n < Count; ++n) {

@@ -18,11 +18,6 @@ FileHandle OpenSwapFile(const char* name);
 std::int32_t ReadAt(FileHandle handle, void* buf, std::uint32_t count, std::int64_t offset, bool* seekFailed);
 std::int32_t WriteAt(FileHandle handle, const void* buf, std::uint32_t count, std::int64_t offset, bool* seekFailed);
 
-// Writes `count` pieces of `size` bytes each, at most 64, one behind the other at `offset` by a single call of the
-// system: the number of bytes moved, which may be less, or -1.
-std::int32_t WriteGatheredAt(FileHandle handle, const unsigned char* const* pieces, int count, std::int32_t size,
-                             std::int64_t offset);
-
 // True if `dir` can be read and written by this process. NIL and empty are not.
 bool DirectoryUsable(const char* dir);
 

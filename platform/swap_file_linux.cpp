@@ -11,7 +11,6 @@
 #include <fcntl.h>
 #include <sys/file.h>
 #include <sys/stat.h>
-#include <sys/uio.h>
 #include <unistd.h>
 
 namespace platform {
@@ -114,17 +113,6 @@ std::int32_t WriteAt(FileHandle handle, const void* buf, std::uint32_t count, st
         }
     }
     return static_cast<std::int32_t>(done);
-}
-
-std::int32_t WriteGatheredAt(FileHandle handle, const unsigned char* const* pieces, int count, std::int32_t size,
-                             std::int64_t offset) {
-    iovec parts[64];
-    for (int i = 0; i < count; ++i) {
-        parts[i] = {const_cast<unsigned char*>(pieces[i]), static_cast<std::size_t>(size)};
-    }
-    const ssize_t moved = pwritev(DescriptorOf(handle), parts, count, static_cast<off_t>(offset));
-    if (moved < 0) SetErrorFromErrno();
-    return static_cast<std::int32_t>(moved);
 }
 
 bool DirectoryUsable(const char* dir) {

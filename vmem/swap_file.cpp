@@ -96,25 +96,28 @@ bool VMem::GoesSoon(std::int64_t adr, CacheDesc*& p) const {
     return p && p->dirty && p->stamp - cacheTail->stamp < GatherPages;
 }
 
-// Writes the tail and the pages beside it that go soon. They stay where they are, clean; those that could not be
-// written stay dirty. The victim's own write finds out what is wrong then: the pages before it lie in the file, so they
-// take no room from it.
+// Writes the tail and the pages beside it that go soon by one transfer. They stay where they are, clean; those that
+// could not be written whole stay dirty. If the victim is among these, its own write finds out what is wrong: the pages
+// before it lie inside the file, so they have taken no room from it.
 void VMem::WriteTogether(const CacheDesc* victim) {
     CacheDesc* pages[GatherPages];
     std::int64_t first = victim->adr;
     int n = 1;
     while (n < GatherPages && GoesSoon(first - PageSize, pages[0])) first -= PageSize, ++n;
-    if (swapFile == InvalidHandle || fileSize < first) return; // a gap is filled first, and that can halt
+    if (swapFile == InvalidHandle || fileSize < first) return; // what comes before it can halt
     n = 0;
     while (n < GatherPages && GoesSoon(first + n * PageSize, pages[n])) ++n;
     if (n == 1) return;
+    if (!gathered) gathered = static_cast<unsigned char*>(std::malloc(GatherPages * PageSize));
+    if (!gathered) return;
 
-    const unsigned char* data[GatherPages];
-    for (int i = 0; i < n; ++i) data[i] = pages[i]->data;
+    for (int i = 0; i < n; ++i) std::memcpy(gathered + i * PageSize, pages[i]->data, PageSize);
     ForgetAhead(first, first + n * PageSize);
     const std::uint32_t error = GetLastError();
-    const std::int32_t moved = platform::WriteGatheredAt(swapFile, data, n, PageSize, first);
-    SetLastError(error);
+    bool seekFailed = false;
+    const std::int32_t moved =
+        platform::WriteAt(swapFile, gathered, static_cast<std::uint32_t>(n * PageSize), first, &seekFailed);
+    SetLastError(error); // a failure is the victim's to tell
     const int whole = moved > 0 ? moved / PageSize : 0;
     for (int i = 0; i < whole; ++i) pages[i]->dirty = false;
     if (fileSize < first + whole * PageSize) fileSize = first + whole * PageSize;
@@ -168,11 +171,11 @@ bool VMem::LoadAhead(unsigned char* data, std::int32_t adr) {
     if (maxCacheCount < GatherFrom) return false;
     Run& run = RunOf(adr);
     run.next = std::int64_t{adr} + PageSize;
-    if (run.length < GatherPages) ++run.length;
+    if (run.length < AheadPages) ++run.length;
     if (adr < run.start || adr >= run.end) {
         run.start = run.end = adr;
         if (run.length < RunFrom) return false;
-        if (!run.pages) run.pages = static_cast<unsigned char*>(std::malloc(GatherPages * PageSize));
+        if (!run.pages) run.pages = static_cast<unsigned char*>(std::malloc(AheadPages * PageSize));
         if (!run.pages) return false;
         std::int64_t count = std::int64_t{run.length} * PageSize;
         if (count > fileSize - adr) count = fileSize - adr;
@@ -180,7 +183,7 @@ bool VMem::LoadAhead(unsigned char* data, std::int32_t adr) {
         bool seekFailed = false;
         const std::int32_t moved =
             platform::ReadAt(swapFile, run.pages, static_cast<std::uint32_t>(count), adr, &seekFailed);
-        SetLastError(error);
+        SetLastError(error); // nobody asked for these pages
         if (moved < PageSize) return false;
         run.end += moved / PageSize * PageSize;
     }
@@ -208,7 +211,10 @@ void VMem::ForgetAhead(std::int64_t start, std::int64_t end) {
     }
 }
 
-void VMem::DropRuns() {
+// The buffers go, and with them all that was read ahead.
+void VMem::DropBuffers() {
+    std::free(gathered);
+    gathered = nullptr;
     for (Run& run : runs) {
         std::free(run.pages);
         run = Run{};
@@ -216,7 +222,7 @@ void VMem::DropRuns() {
 }
 
 void VMem::CloseSwap() {
-    DropRuns();
+    DropBuffers();
     if (swapFile != InvalidHandle) platform::CloseFile(swapFile); // the system then deletes it
     swapFile = InvalidHandle;
     std::free(swapName);

@@ -36,7 +36,7 @@ VMem::VMem()
     : swapFile(InvalidHandle), tempDir(nullptr), swapName(nullptr), owner(platform::CurrentThreadId()),
       sparePage(nullptr), cacheHead(nullptr), cacheTail(nullptr), hashTable{}, chains(ownChains),
       chainCount(OwnChains), ownChains{}, moves(0), cacheCount(0), maxCacheCount(0), maxCacheKb(0), fileSize(0), runs{},
-      lastRun(0) {
+      lastRun(0), gathered(nullptr) {
     NewCachePtr(sparePage);
     ResetAllocator();
     SetMaxCacheSize(DefaultMaxCacheKb);
@@ -260,7 +260,7 @@ void VMem::SetMaxCacheSize(std::int16_t kb) {
     maxCacheCount = static_cast<std::int16_t>(maxCacheKb * 1024 / DescriptorSize);
     ShrinkTo(maxCacheCount);
     FitChains();
-    if (maxCacheCount < GatherFrom) DropRuns();
+    if (maxCacheCount < GatherFrom) DropBuffers();
 }
 
 const char* VMem::GetTempDir() {
@@ -283,7 +283,7 @@ void VMem::FlushCache() {
 void VMem::ReleaseCache() {
     if (!OnOwnerThread()) HaltA("VMem", __LINE__);
     ShrinkTo(0);
-    DropRuns();
+    DropBuffers();
 }
 
 void VMem::WriteStatus() {}

@@ -37,13 +37,11 @@ class VMemCheck;
 ///
 ///  - C1 cacheCount is the length of the list, which reads the same from both ends.
 ///  - C2 Every page of the list is in its own chain, no page address is there twice, and the chains hold nothing else.
-///  A
-///       slot that is not NIL points at a page of the list whose own slot it is.
+///       A slot that is not NIL points at a page of the list whose own slot it is.
 ///  - C3 cacheCount is at most maxCacheCount, but one page is always allowed; maxCacheCount is maxCacheKb in pages.
 ///  - C4 fileSize is a multiple of 1024, and 0 while there is no swap file.
 ///  - C5 A clean page below fileSize equals its bytes in the swap file; a clean page above is all zeros.
-///  - C6 Pages read ahead lie below fileSize and equal their bytes in the swap file (deep), and there are none while
-///  the
+///  - C6 Pages read ahead lie below fileSize and equal their bytes in the swap file (deep). There are none while the
 ///       cache is limited to less than 256 pages.
 ///  - C7 stamp falls from page to page toward the tail.
 ///  - A1 The classes 1 to 3 have the lengths 4, 5 and 1024, no two classes have the same length, a class above 3 has a
@@ -70,11 +68,11 @@ class VMemCheck;
 ///
 /// **Cost.** A page that holds its slot costs a few nanoseconds and the copy. One that does not costs a walk of its
 /// chain, one page on average. A miss adds one read of 1024 bytes, and one write if a dirty page goes. A cache of 256
-/// pages or more shares these calls: where misses run upward it reads up to 64 KiB ahead, and a dirty page that goes
+/// pages or more shares these calls: where misses run upward it reads up to 32 KiB ahead, and a dirty page that goes
 /// takes up to 63 neighbours along that are dirty and among the next 64 to go; they stay cached, clean.
 ///
 /// **Memory.** The object itself takes more than 64 KB: a host should not put it on a small stack. From the heap come
-/// some 1070 bytes for a cached page, the two texts, two buffers of 64 KiB at most for reading ahead, and above 4096
+/// some 1070 bytes for a cached page, the two texts, at most 128 KiB of buffers for these calls, and above 4096
 /// pages 8 bytes per page for longer chains' sake. Buffers and chains are done without if the heap has no room.
 ///
 /// **Units.** Addresses and lengths count bytes, and cache sizes kilobytes, in which a page counts 1036 bytes. Address
@@ -227,7 +225,7 @@ class VFILE_API VMem {
         std::int64_t next;       // the page behind the last miss
         int length;              // misses so far, as far as they count
         std::int64_t start, end; // addresses that `pages` holds, none if they are equal
-        unsigned char* pages;    // GatherPages, NIL until they are needed
+        unsigned char* pages;    // AheadPages, NIL until they are needed
     };
     static constexpr int RunCount = 2; // as when two contents are compared
 
@@ -250,6 +248,7 @@ class VFILE_API VMem {
     std::int64_t fileSize;           // bytes of the swap file written so far; the last page can end at 2 GiB
     Run runs[RunCount];              // the last ones
     int lastRun;                     // which of them had the last miss
+    unsigned char* gathered;         // GatherPages on their way to the file, NIL until they are needed
     std::int16_t classCount;         // exact-size classes in use
     std::int32_t freeHead[MaxClasses + 1];  // first free block: of the mixed list [0], of the classes [1..]; -1 if none
     std::int16_t classLen[MaxClasses + 1];  // block length of a class; 0 for the mixed list
@@ -295,7 +294,7 @@ class VFILE_API VMem {
     bool LoadAhead(unsigned char* data, std::int32_t adr);
     Run& RunOf(std::int32_t adr);
     void ForgetAhead(std::int64_t start, std::int64_t end);
-    void DropRuns();
+    void DropBuffers();
     bool OpenSwap();
     bool ExtendFile(std::int32_t size);
     void CloseSwap();

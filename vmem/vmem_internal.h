@@ -34,8 +34,8 @@ constexpr int DescriptorSize = 1036;
 // against the cache, and the pages that go next are the ones in use.
 constexpr int GatherFrom = 256;
 
-// Pages of one such transfer at most. 64 KiB: 16 cost a tenth more, and 256 gain nothing.
-constexpr int GatherPages = 64;
+constexpr int GatherPages = 64; // of one write at most
+constexpr int AheadPages = 32;  // of one read at most
 
 // A swap file's name is built in a buffer of this size; a directory that leaves no room for the name is not used.
 constexpr std::size_t SwapPathSize = 268;

@@ -5,14 +5,15 @@
 #   (gdb) print file                HFile fd 5 res 14 (not found)
 #   (gdb) vfile-dump text all       what DumpVFile or DumpVMem of the library prints; needs a live process
 #
-# The printers only read memory: they work on a core file, too, call nothing and change nothing. The fields come with
-# the public headers, so the host's own debug information is enough. Only a cached page is an inner type of the library:
-# without debug information of the library, bytes that don't stand in the object's buffer are not shown.
+# The printers only read memory: they work on a core file, too, call nothing and change nothing. They need the debug
+# information of the library, or at least of its classes: a compiler puts that of a class with virtual operations where
+# the class is made, so a host's own is not enough, unless it is compiled with -femit-class-debug-always (g++) or
+# -fstandalone-debug (clang++). The content and the pages then need that of the library still.
 import gdb
 import gdb.printing
+import gdb.types
 
 BLOCK_SIZE = 1024
-SLOT_COUNT = 4016
 CONTENT_SHOWN = 200  # bytes of a content
 
 RESULTS = (
@@ -38,7 +39,7 @@ def read_memory(pointer, count):
 def cached_page(vm, adr):
     """The page of a VMem that holds the address, None if it is not in RAM. gdb.error without the library's types."""
     page_type = gdb.lookup_type("CacheDesc").pointer()
-    page = vm["hashTable"][adr // BLOCK_SIZE % SLOT_COUNT]
+    page = vm["chains"][adr // BLOCK_SIZE % int(vm["chainCount"])]
     while int(page) != 0:
         desc = page.reinterpret_cast(page_type)
         if int(desc["adr"]) == adr // BLOCK_SIZE * BLOCK_SIZE:
@@ -143,8 +144,8 @@ class VMemPrinter:
                 yield "page 50", "..."
                 return
             desc = page.reinterpret_cast(page_type)
-            yield "page %d" % number, ("{adr %d%s%s}" % (
-                int(desc["adr"]), ", dirty" if desc["dirty"] else "", "" if desc["hasSlot"] else ", no slot"))
+            yield "page %d" % number, ("{adr %d%s}" % (
+                int(desc["adr"]), ", dirty" if desc["dirty"] else ""))
             page = desc["next"]
             number += 1
 
@@ -187,11 +188,24 @@ Calls the library's own DumpVFile or DumpVMem in the program; all shows every bl
             "DumpVMem" if vmem else "DumpVFile", int(value.address), everything))
 
 
+class UnknownPrinter:
+    def __init__(self, value):
+        self.value = value
+
+    def to_string(self):
+        return "%s at 0x%x (its fields need the library's debug information)" % (
+            gdb.types.get_basic_type(self.value.type).name, int(self.value.address))
+
+
+def known(printer):
+    return lambda value: printer(value) if gdb.types.get_basic_type(value.type).fields() else UnknownPrinter(value)
+
+
 def build_printers():
     printers = gdb.printing.RegexpCollectionPrettyPrinter("vfile")
-    printers.add_printer("VFile", "^VFile$", VFilePrinter)
-    printers.add_printer("VMem", "^VMem$", VMemPrinter)
-    printers.add_printer("HFile", "^HFile$", HFilePrinter)
+    printers.add_printer("VFile", "^VFile$", known(VFilePrinter))
+    printers.add_printer("VMem", "^VMem$", known(VMemPrinter))
+    printers.add_printer("HFile", "^HFile$", known(HFilePrinter))
     return printers
 
 
