@@ -33,15 +33,13 @@ TEST(TempFiles, TempDirFollowsTheEnvironment) {
         const char *tmp, *temp, *tmpdir;
         int size;
         std::string found;
-    } rows[] = {
-        {at.c_str(), "/", "/", 261, at + "\\"},
-        {"/none", at.c_str(), "/", 261, at + "\\"},
-        {"", nullptr, at.c_str(), 261, at + "\\"},
-        {nullptr, nullptr, nullptr, 261, "/var/tmp\\"},
-        {at.c_str(), nullptr, nullptr, 1, ""},
-        {at.c_str(), nullptr, nullptr, 5, at.substr(0, 4)},
-        {deep.c_str(), nullptr, nullptr, 261, deep.substr(0, 260)},
-    };
+    } rows[] = {{at.c_str(), "/", "/", 261, at + "\\"},
+                {"/none", at.c_str(), "/", 261, at + "\\"},
+                {"", nullptr, at.c_str(), 261, at + "\\"},
+                {nullptr, nullptr, nullptr, 261, "/var/tmp\\"},
+                {at.c_str(), nullptr, nullptr, 1, ""},
+                {at.c_str(), nullptr, nullptr, 5, at.substr(0, 4)},
+                {deep.c_str(), nullptr, nullptr, 261, deep.substr(0, 260)}};
     for (const auto& row : rows) {
         EXPECT_HALT(row.found, { // in a child, as the environment is the process's
             const std::pair<const char*, const char*> set[] = {
@@ -65,8 +63,7 @@ TEST(TempFiles, NamesAreBuiltFromTheirPartsAndTheFilesArePrivate) {
         {"", ".x", "", ".x"},
         {"b", "", "b", ""},
         {"c", ".", "c", "."},
-        {part.c_str(), part.c_str(), part.substr(0, 63), "." + part.substr(0, 62)},
-    };
+        {part.c_str(), part.c_str(), part.substr(0, 63), "." + part.substr(0, 62)}};
     for (const auto& [prefix, ext, head, tail] : rows) {
         for (const bool seqWrite : {false, true}) {
             HFile f;
