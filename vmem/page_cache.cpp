@@ -10,15 +10,14 @@ using namespace vfile_internal;
 
 // The page at `adr`, a page address: loaded, and where it belongs in the list. NIL after a halt that came back.
 CacheDesc* VMem::FindPage(std::int32_t adr) {
-    CacheDesc* p = hashTable[SlotOf(adr)];
-    if (p && p->adr == adr && p->hasSlot) return p; // and the list keeps its order: the page ages
-    while (p && p->adr != adr) p = p->chainNext;
+    CacheDesc*& slot = hashTable[SlotOf(adr)];
+    if (slot && slot->adr == adr) return slot; // and the list keeps its order: the page ages
+    CacheDesc* p = Lookup(adr);
     if (p) {
         if (p != cacheHead) {
             Unlink(p);
             LinkAtHead(p);
         }
-        UnHashCachePtr(p);
     } else {
         p = TakeDescriptor();
         if (!p) return nullptr;
@@ -28,8 +27,16 @@ CacheDesc* VMem::FindPage(std::int32_t adr) {
             return nullptr;
         }
         p->dirty = false;
+        Enchain(p, adr);
     }
-    TakeSlot(p, adr);
+    slot = p; // the page that stood there stays cached
+    return p;
+}
+
+// The cached page at this address, NIL if there is none.
+CacheDesc* VMem::Lookup(std::int32_t adr) const {
+    CacheDesc* p = ChainOf(adr);
+    while (p && p->adr != adr) p = p->chainNext;
     return p;
 }
 
@@ -44,7 +51,7 @@ CacheDesc* VMem::TakeDescriptor() {
         ++cacheCount;
     } else {
         p = cacheTail;
-        if (!FlushCachePtr(p)) return nullptr;
+        if (!FlushVictim(p)) return nullptr;
         UnHashCachePtr(p);
         Unlink(p);
     }
@@ -53,6 +60,7 @@ CacheDesc* VMem::TakeDescriptor() {
 }
 
 void VMem::LinkAtHead(CacheDesc* p) {
+    p->stamp = ++moves;
     p->prev = nullptr;
     p->next = cacheHead;
     (cacheHead ? cacheHead->prev : cacheTail) = p;
@@ -64,24 +72,23 @@ void VMem::Unlink(CacheDesc* p) {
     (p->next ? p->next->prev : cacheTail) = p->prev;
 }
 
-// Puts a descriptor that is in no chain to the front of the one of `adr`. The page that had the slot stays cached.
-void VMem::TakeSlot(CacheDesc* p, std::int32_t adr) {
-    CacheDesc*& front = hashTable[SlotOf(adr)];
-    if (front) front->hasSlot = false;
+// Puts a descriptor that is in no chain to the front of the one of `adr`.
+void VMem::Enchain(CacheDesc* p, std::int32_t adr) {
+    CacheDesc*& front = ChainOf(adr);
     p->adr = adr;
-    p->hasSlot = true;
     p->chainNext = front;
     front = p;
 }
 
-// Takes a descriptor out of its chain, and with it out of its slot.
+// Takes a descriptor out of its chain, and out of its slot if it holds that.
 void VMem::UnHashCachePtr(CacheDesc* p) {
     if (!p || p->adr == NoAdr) return;
-    CacheDesc** link = &hashTable[SlotOf(p->adr)];
+    CacheDesc** link = &ChainOf(p->adr);
     while (*link != p) link = &(*link)->chainNext;
     *link = p->chainNext;
+    CacheDesc*& slot = hashTable[SlotOf(p->adr)];
+    if (slot == p) slot = nullptr;
     p->adr = NoAdr;
-    p->hasSlot = false;
 }
 
 void VMem::NewCachePtr(CacheDesc*& p) {
@@ -89,7 +96,6 @@ void VMem::NewCachePtr(CacheDesc*& p) {
     if (!p) return Halt("VMem", "NewCachePtr", "p==NIL");
     p->adr = NoAdr;
     p->dirty = false;
-    p->hasSlot = false;
 }
 
 void VMem::DisposeCachePtr(CacheDesc*& p) {
@@ -117,4 +123,21 @@ void VMem::ShrinkTo(int count) {
     while (cacheCount > count && FlushCachePtr(cacheHead)) { // NOLINT(clang-analyzer-unix.Malloc): the head has changed
         DropPage(cacheHead);
     }
+}
+
+// As many chains as pages may be cached: the own ones, or above their number a table from the heap, if that has room.
+void VMem::FitChains() {
+    std::uint32_t count = OwnChains;
+    while (count < static_cast<std::uint32_t>(maxCacheCount)) count *= 2;
+    if (count == chainCount) return;
+    auto* table = count == OwnChains ? ownChains : static_cast<CacheDesc**>(std::calloc(count, sizeof(CacheDesc*)));
+    if (table) UseChains(table, count);
+}
+
+void VMem::UseChains(CacheDesc** table, std::uint32_t count) {
+    if (chains != ownChains) std::free(chains);
+    std::memset(ownChains, 0, sizeof ownChains);
+    chains = table;
+    chainCount = count;
+    for (CacheDesc* p = cacheHead; p; p = p->next) Enchain(p, p->adr);
 }

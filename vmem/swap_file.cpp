@@ -21,6 +21,9 @@ const char SeekFailed[] = "seeking in swap file failed";
 const char ReadFailed[] = "reading from swap file failed";
 const char WriteFailed[] = "writing on swap file failed (disk full?)";
 
+constexpr int RunFrom = 3;                  // misses in a row that let the file be read ahead
+constexpr int RunSkip = 8 * VMem::PageSize; // a run may pass over less than this: pages that are cached
+
 // Bytes that a directory may have, its last separator included.
 constexpr std::size_t MaxDirLength = SwapPathSize - sizeof NameTail;
 
@@ -70,6 +73,7 @@ bool VMem::FlushCachePtr(CacheDesc* p) {
     if (!p->dirty) return true;
     if (swapFile == InvalidHandle && !OpenSwap()) return false;
     if (!ExtendFile(p->adr)) return false;
+    ForgetAhead(p->adr, std::int64_t{p->adr} + PageSize);
     if (const char* failure = WritePiece(swapFile, p->data, PageSize, p->adr)) {
         Halt("VMem", "FlushCachePtr", failure);
         return false;
@@ -77,6 +81,46 @@ bool VMem::FlushCachePtr(CacheDesc* p) {
     if (fileSize == p->adr) fileSize += PageSize;
     p->dirty = false;
     return true;
+}
+
+// FlushCachePtr of a page that goes, by one transfer with its neighbours if it can be.
+bool VMem::FlushVictim(CacheDesc* p) {
+    if (p->dirty && maxCacheCount >= GatherFrom) WriteTogether(p);
+    return FlushCachePtr(p); // by itself, if it is dirty still
+}
+
+// The page at `adr`, if it is dirty and among the last GatherPages of the list. A page that is farther from the tail
+// may well be changed again before it goes.
+bool VMem::GoesSoon(std::int64_t adr, CacheDesc*& p) const {
+    p = adr < 0 || adr > INT32_MAX ? nullptr : Lookup(static_cast<std::int32_t>(adr));
+    return p && p->dirty && p->stamp - cacheTail->stamp < GatherPages;
+}
+
+// Writes the tail and the pages beside it that go soon by one transfer. They stay where they are, clean; those that
+// could not be written whole stay dirty. If the victim is among these, its own write finds out what is wrong: the pages
+// before it lie inside the file, so they have taken no room from it.
+void VMem::WriteTogether(const CacheDesc* victim) {
+    CacheDesc* pages[GatherPages];
+    std::int64_t first = victim->adr;
+    int n = 1;
+    while (n < GatherPages && GoesSoon(first - PageSize, pages[0])) first -= PageSize, ++n;
+    if (swapFile == InvalidHandle || fileSize < first) return; // what comes before it can halt
+    n = 0;
+    while (n < GatherPages && GoesSoon(first + n * PageSize, pages[n])) ++n;
+    if (n == 1) return;
+    if (!gathered) gathered = static_cast<unsigned char*>(std::malloc(GatherPages * PageSize));
+    if (!gathered) return;
+
+    for (int i = 0; i < n; ++i) std::memcpy(gathered + i * PageSize, pages[i]->data, PageSize);
+    ForgetAhead(first, first + n * PageSize);
+    const std::uint32_t error = GetLastError();
+    bool seekFailed = false;
+    const std::int32_t moved =
+        platform::WriteAt(swapFile, gathered, static_cast<std::uint32_t>(n * PageSize), first, &seekFailed);
+    SetLastError(error); // a failure is the victim's to tell
+    const int whole = moved > 0 ? moved / PageSize : 0;
+    for (int i = 0; i < whole; ++i) pages[i]->dirty = false;
+    if (fileSize < first + whole * PageSize) fileSize = first + whole * PageSize;
 }
 
 bool VMem::OpenSwap() {
@@ -109,17 +153,76 @@ bool VMem::ExtendFile(std::int32_t size) {
 }
 
 // Fills a page's bytes; NIL, or what failed. A page that the file does not have was never written and reads as zeros.
-const char* VMem::LoadPage(unsigned char* data, std::int32_t adr) const {
+const char* VMem::LoadPage(unsigned char* data, std::int32_t adr) {
     if (fileSize <= adr) {
         std::memset(data, 0, PageSize);
         return nullptr;
     }
+    if (LoadAhead(data, adr)) return nullptr;
     bool seekFailed = false;
     const std::int32_t moved = platform::ReadAt(swapFile, data, PageSize, adr, &seekFailed);
     return seekFailed ? SeekFailed : moved != PageSize ? ReadFailed : nullptr;
 }
 
+// Fills a page's bytes if it goes on a run of misses: from what was read ahead, or by reading ahead as many pages as
+// the run has had, so that no more is read in vain than was of use. False if it must be read by itself, also where
+// reading ahead failed: it then has the failures of its own read.
+bool VMem::LoadAhead(unsigned char* data, std::int32_t adr) {
+    if (maxCacheCount < GatherFrom) return false;
+    Run& run = RunOf(adr);
+    run.next = std::int64_t{adr} + PageSize;
+    if (run.length < AheadPages) ++run.length;
+    if (adr < run.start || adr >= run.end) {
+        run.start = run.end = adr;
+        if (run.length < RunFrom) return false;
+        if (!run.pages) run.pages = static_cast<unsigned char*>(std::malloc(AheadPages * PageSize));
+        if (!run.pages) return false;
+        std::int64_t count = std::int64_t{run.length} * PageSize;
+        if (count > fileSize - adr) count = fileSize - adr;
+        const std::uint32_t error = GetLastError();
+        bool seekFailed = false;
+        const std::int32_t moved =
+            platform::ReadAt(swapFile, run.pages, static_cast<std::uint32_t>(count), adr, &seekFailed);
+        SetLastError(error); // nobody asked for these pages
+        if (moved < PageSize) return false;
+        run.end += moved / PageSize * PageSize;
+    }
+    std::memcpy(data, run.pages + (adr - run.start), PageSize);
+    return true;
+}
+
+// The run that a miss goes on. If there is none, the one that has rested longer becomes a new one.
+VMem::Run& VMem::RunOf(std::int32_t adr) {
+    for (int i = 0; i < RunCount; ++i, lastRun = 1 - lastRun) {
+        const Run& run = runs[lastRun];
+        if (run.length > 0 && adr >= run.next && adr - run.next < RunSkip) return runs[lastRun];
+    }
+    lastRun = 1 - lastRun;
+    Run& run = runs[lastRun];
+    run.length = 0;
+    run.start = run.end = 0;
+    return run;
+}
+
+// The bytes of these addresses change in the file.
+void VMem::ForgetAhead(std::int64_t start, std::int64_t end) {
+    for (Run& run : runs) {
+        if (start < run.end && end > run.start) run.end = run.start;
+    }
+}
+
+// The buffers go, and with them all that was read ahead.
+void VMem::DropBuffers() {
+    std::free(gathered);
+    gathered = nullptr;
+    for (Run& run : runs) {
+        std::free(run.pages);
+        run = Run{};
+    }
+}
+
 void VMem::CloseSwap() {
+    DropBuffers();
     if (swapFile != InvalidHandle) platform::CloseFile(swapFile); // the system then deletes it
     swapFile = InvalidHandle;
     std::free(swapName);

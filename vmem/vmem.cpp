@@ -34,8 +34,9 @@ char* NewText(const char* s) {
 
 VMem::VMem()
     : swapFile(InvalidHandle), tempDir(nullptr), swapName(nullptr), owner(platform::CurrentThreadId()),
-      sparePage(nullptr), cacheHead(nullptr), cacheTail(nullptr), hashTable{}, cacheCount(0), maxCacheCount(0),
-      maxCacheKb(0), fileSize(0) {
+      sparePage(nullptr), cacheHead(nullptr), cacheTail(nullptr), hashTable{}, chains(ownChains),
+      chainCount(OwnChains), ownChains{}, moves(0), cacheCount(0), maxCacheCount(0), maxCacheKb(0), fileSize(0), runs{},
+      lastRun(0), gathered(nullptr) {
     NewCachePtr(sparePage);
     ResetAllocator();
     SetMaxCacheSize(DefaultMaxCacheKb);
@@ -43,6 +44,7 @@ VMem::VMem()
 
 VMem::~VMem() {
     DeallocAll();
+    if (chains != ownChains) std::free(chains);
     std::free(tempDir);
     tempDir = nullptr;
     owner = 0;
@@ -54,7 +56,7 @@ VMem::~VMem() {
 inline CacheDesc* VMem::PageAtHand(std::int32_t adr, std::int16_t len) const {
     if (!OnOwnerThread() || len <= 0 || adr < 0 || std::int64_t{adr} + len > topAdr) return nullptr;
     CacheDesc* p = hashTable[SlotOf(adr)];
-    return p && p->adr == PageOf(adr) && p->hasSlot && (adr & PageMask) + len <= PageSize ? p : nullptr;
+    return p && p->adr == PageOf(adr) && (adr & PageMask) + len <= PageSize ? p : nullptr;
 }
 
 void VMem::Get(std::int32_t adr, void* buf, std::int16_t len) {
@@ -257,6 +259,8 @@ void VMem::SetMaxCacheSize(std::int16_t kb) {
     maxCacheKb = kb < 0 ? std::int16_t{0} : kb;
     maxCacheCount = static_cast<std::int16_t>(maxCacheKb * 1024 / DescriptorSize);
     ShrinkTo(maxCacheCount);
+    FitChains();
+    if (maxCacheCount < GatherFrom) DropBuffers();
 }
 
 const char* VMem::GetTempDir() {
@@ -279,6 +283,7 @@ void VMem::FlushCache() {
 void VMem::ReleaseCache() {
     if (!OnOwnerThread()) HaltA("VMem", __LINE__);
     ShrinkTo(0);
+    DropBuffers();
 }
 
 void VMem::WriteStatus() {}

@@ -17,8 +17,8 @@ class VMemCheck;
 /// and takes them back; its free lists lie in the space itself.
 ///
 ///     cacheHead <-> {4096 dirty} <-> {0} <-> {9216 dirty} <-> cacheTail     the tail is the next page to go
-///     hashTable[adr / 1024 % 4016] -> {4096} -> {4116480} -> NIL            all cached pages of a slot; the front may
-///                                                                           hold the slot
+///     hashTable[adr / 1024 % 4016] -> {4096}                                the page that holds the slot, or NIL
+///     chains[adr / 1024 % 4096] -> {4198400} -> {4096} -> NIL               all cached pages of this remainder
 ///     swap file, at offset adr: the bytes of address adr, as far as they have been written
 ///
 ///     |  block | free 100 |   block   | free page |    page   |...
@@ -36,11 +36,14 @@ class VMemCheck;
 /// True between any two operations of a live object:
 ///
 ///  - C1 cacheCount is the length of the list, which reads the same from both ends.
-///  - C2 Every page of the list is in the chain of its own slot, no page address is there twice, the chains hold
-///       nothing else, and only the front of a chain holds the slot.
+///  - C2 Every page of the list is in its own chain, no page address is there twice, and the chains hold nothing else.
+///       A slot that is not NIL points at a page of the list whose own slot it is.
 ///  - C3 cacheCount is at most maxCacheCount, but one page is always allowed; maxCacheCount is maxCacheKb in pages.
 ///  - C4 fileSize is a multiple of 1024, and 0 while there is no swap file.
 ///  - C5 A clean page below fileSize equals its bytes in the swap file; a clean page above is all zeros.
+///  - C6 Pages read ahead lie below fileSize and equal their bytes in the swap file (deep). There are none while the
+///       cache is limited to less than 256 pages.
+///  - C7 stamp falls from page to page toward the tail.
 ///  - A1 The classes 1 to 3 have the lengths 4, 5 and 1024, no two classes have the same length, a class above 3 has a
 ///       block, and the entries above classCount hold -1, 0 and 0.
 ///  - A2 The head of a list is -1 if and only if its count is 0.
@@ -64,9 +67,13 @@ class VMemCheck;
 /// never shrinks.
 ///
 /// **Cost.** A page that holds its slot costs a few nanoseconds and the copy. One that does not costs a walk of its
-/// chain, that is of cached pages / 4016 on average. A miss adds one read of 1024 bytes, and one write if a dirty page
-/// goes. The object itself takes more than 32 KB: a host should not put it on a small stack. A cached page takes some
-/// 1070 bytes from the heap; nothing else but the two texts is allocated.
+/// chain, one page on average. A miss adds one read of 1024 bytes, and one write if a dirty page goes. A cache of 256
+/// pages or more shares these calls: where misses run upward it reads up to 32 KiB ahead, and a dirty page that goes
+/// takes up to 63 neighbours along that are dirty and among the next 64 to go; they stay cached, clean.
+///
+/// **Memory.** The object itself takes more than 64 KB: a host should not put it on a small stack. From the heap come
+/// some 1070 bytes for a cached page, the two texts, at most 128 KiB of buffers for these calls, and above 4096
+/// pages 8 bytes per page for longer chains' sake. Buffers and chains are done without if the heap has no room.
 ///
 /// **Units.** Addresses and lengths count bytes, and cache sizes kilobytes, in which a page counts 1036 bytes. Address
 /// 0 is an ordinary one; -1 means none. The space ends below address 2147483647.
@@ -97,8 +104,8 @@ class VFILE_API VMem {
     /// swap file failed" (FindPage), and where it pushes out a dirty one with the halts of FlushCache. Pages before the
     /// bad one have been moved then.
     /// @{
-    void Get(std::int32_t adr, void* buf, std::int16_t len);
-    void Set(std::int32_t adr, const void* buf, std::int16_t len);
+    void Get(std::int32_t adr, void* buf, std::int16_t len);       ///< from the space to `buf`
+    void Set(std::int32_t adr, const void* buf, std::int16_t len); ///< from `buf` to the space
     /// @}
 
     /// @name Typed transfers
@@ -106,6 +113,8 @@ class VFILE_API VMem {
     /// own width, a pointer and a `long` in that of the host. A `long double` moves as a `double` of 8 bytes, and loses
     /// what that can't hold.
     /// @{
+
+    /// One value, in its own width.
     void Get(std::int32_t adr, char& value);
     void Get(std::int32_t adr, signed char& value);
     void Get(std::int32_t adr, unsigned char& value);
@@ -207,8 +216,18 @@ class VFILE_API VMem {
     friend class VFile; // reads blocks where they lie
 
     static constexpr int SlotCount = 4016;       // slots of hashTable
+    static constexpr int OwnChains = 4096;       // chains that need no heap
     static constexpr int MaxClasses = 16;        // exact-size classes at most
     static constexpr unsigned char FillByte = 0; // of the gaps in the swap file
+
+    // Misses that run upward, and the pages that were read ahead for them.
+    struct Run {
+        std::int64_t next;       // the page behind the last miss
+        int length;              // misses so far, as far as they count
+        std::int64_t start, end; // addresses that `pages` holds, none if they are equal
+        unsigned char* pages;    // AheadPages, NIL until they are needed
+    };
+    static constexpr int RunCount = 2; // as when two contents are compared
 
     FileHandle swapFile;             // the open swap file, InvalidHandle while there is none
     char* tempDir;                   // directory asked for by SetTempDir, or NIL
@@ -217,12 +236,19 @@ class VFILE_API VMem {
     CacheDesc* sparePage;            // descriptor in reserve for an empty cache, NIL after DeallocAll
     CacheDesc* cacheHead;            // the page that last took the slow road, NIL if the cache is empty
     CacheDesc* cacheTail;            // the next victim
-    CacheDesc* hashTable[SlotCount]; // chains of all cached pages of a slot; the first of a chain may hold the slot
+    CacheDesc* hashTable[SlotCount]; // the page that holds the slot, NIL if there is none
+    CacheDesc** chains;              // all cached pages by their number modulo chainCount; ownChains or from the heap
+    std::uint32_t chainCount;        // a power of two
+    CacheDesc* ownChains[OwnChains]; // serves up to a limit of as many pages, and where the heap has no room
+    std::uint32_t moves;             // pages moved to the head so far: the last stamp
     std::int16_t cacheCount;         // cached pages
     std::int16_t maxCacheCount;      // their limit; one page is always allowed
     std::int16_t maxCacheKb;         // the same limit in kilobytes, as the caller gave it
     std::int32_t topAdr;             // first address never handed out
     std::int64_t fileSize;           // bytes of the swap file written so far; the last page can end at 2 GiB
+    Run runs[RunCount];              // the last ones
+    int lastRun;                     // which of them had the last miss
+    unsigned char* gathered;         // GatherPages on their way to the file, NIL until they are needed
     std::int16_t classCount;         // exact-size classes in use
     std::int32_t freeHead[MaxClasses + 1];  // first free block: of the mixed list [0], of the classes [1..]; -1 if none
     std::int16_t classLen[MaxClasses + 1];  // block length of a class; 0 for the mixed list
@@ -243,21 +269,32 @@ class VFILE_API VMem {
 
     // The cache (page_cache.cpp).
     static int SlotOf(std::int32_t adr);
+    CacheDesc*& ChainOf(std::int32_t adr) const;
+    CacheDesc* Lookup(std::int32_t adr) const;
     CacheDesc* FindPage(std::int32_t adr);
     CacheDesc* TakeDescriptor();
     void LinkAtHead(CacheDesc* p);
     void Unlink(CacheDesc* p);
-    void TakeSlot(CacheDesc* p, std::int32_t adr);
+    void Enchain(CacheDesc* p, std::int32_t adr);
     void UnHashCachePtr(CacheDesc* p);
     void NewCachePtr(CacheDesc*& p);
     void DisposeCachePtr(CacheDesc*& p);
     void DropPage(CacheDesc* p);
     void DropAllPages();
     void ShrinkTo(int count);
+    void FitChains();
+    void UseChains(CacheDesc** table, std::uint32_t count);
 
     // The swap file (swap_file.cpp).
     bool FlushCachePtr(CacheDesc* p);
-    const char* LoadPage(unsigned char* data, std::int32_t adr) const;
+    bool FlushVictim(CacheDesc* p);
+    bool GoesSoon(std::int64_t adr, CacheDesc*& p) const;
+    void WriteTogether(const CacheDesc* victim);
+    const char* LoadPage(unsigned char* data, std::int32_t adr);
+    bool LoadAhead(unsigned char* data, std::int32_t adr);
+    Run& RunOf(std::int32_t adr);
+    void ForgetAhead(std::int64_t start, std::int64_t end);
+    void DropBuffers();
     bool OpenSwap();
     bool ExtendFile(std::int32_t size);
     void CloseSwap();

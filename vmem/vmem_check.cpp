@@ -29,6 +29,7 @@ class VMemCheck {
     bool CheckChains() const;
     bool CheckSizes() const;
     bool CheckContents() const;
+    bool CheckAhead() const;
     bool CheckClasses() const;
     bool CheckHead(const char* list, int number, std::int32_t head, std::int32_t count) const;
     bool CheckFreeLists() const;
@@ -59,6 +60,9 @@ bool VMemCheck::CheckList() const {
     const CacheDesc* before = nullptr;
     for (const CacheDesc* p = m.cacheHead; p; before = p, p = p->next) {
         if (p->prev != before) return Broken("C1: page %d does not point back at the one before it", p->adr);
+        if (before && static_cast<std::int32_t>(before->stamp - p->stamp) <= 0) {
+            return Broken("C7: page %d has stamp %u, the one before it %u", p->adr, p->stamp, before->stamp);
+        }
         if (++n > m.cacheCount) return Broken("C1: the list goes on past cacheCount %d", m.cacheCount);
     }
     if (before != m.cacheTail) return Broken("C1: the list of %d pages does not end at cacheTail", n);
@@ -68,24 +72,25 @@ bool VMemCheck::CheckList() const {
 // As many pages in the chains as in the list, none twice, and each page of the list among them.
 bool VMemCheck::CheckChains() const {
     int n = 0;
-    for (int slot = 0; slot < VMem::SlotCount; ++slot) {
-        for (const CacheDesc* p = m.hashTable[slot]; p; p = p->chainNext) {
+    for (std::uint32_t i = 0; i < m.chainCount; ++i) {
+        for (const CacheDesc* p = m.chains[i]; p; p = p->chainNext) {
             if (++n > m.cacheCount) return Broken("C2: more pages in chains than cacheCount %d", m.cacheCount);
-            if (p->adr < 0 || (p->adr & PageMask) != 0 || VMem::SlotOf(p->adr) != slot) {
-                return Broken("C2: page %d in the chain of slot %d", p->adr, slot);
+            if (p->adr < 0 || (p->adr & PageMask) != 0 || &m.ChainOf(p->adr) != &m.chains[i]) {
+                return Broken("C2: page %d in chain %u", p->adr, i);
             }
-            if (p->hasSlot && p != m.hashTable[slot]) return Broken("C2: page %d has a slot from behind", p->adr);
-            for (const CacheDesc* q = m.hashTable[slot]; q != p; q = q->chainNext) {
-                if (q->adr == p->adr) return Broken("C2: page %d is cached twice", p->adr);
-            }
+            if (m.Lookup(p->adr) != p) return Broken("C2: page %d is cached twice", p->adr);
         }
     }
     if (n != m.cacheCount) return Broken("C2: %d pages in chains, cacheCount is %d", n, m.cacheCount);
     for (const CacheDesc* p = m.cacheHead; p; p = p->next) {
         if (p->adr < 0) return Broken("C2: a page of the list has adr %d", p->adr);
-        const CacheDesc* q = m.hashTable[VMem::SlotOf(p->adr)];
-        while (q && q != p) q = q->chainNext;
-        if (!q) return Broken("C2: page %d of the list is in no chain", p->adr);
+        if (m.Lookup(p->adr) != p) return Broken("C2: page %d of the list is in no chain", p->adr);
+    }
+    for (int slot = 0; slot < VMem::SlotCount; ++slot) {
+        const CacheDesc* p = m.hashTable[slot];
+        if (p && (p->adr < 0 || VMem::SlotOf(p->adr) != slot || m.Lookup(p->adr) != p)) {
+            return Broken("C2: slot %d holds page %d", slot, p->adr);
+        }
     }
     return true;
 }
@@ -114,6 +119,24 @@ bool VMemCheck::CheckContents() const {
         if (i < VMem::PageSize) {
             return Broken("C5: byte %d of clean page %d is %d, should be %d", static_cast<int>(i), p->adr, *at,
                           should[i]);
+        }
+    }
+    return true;
+}
+
+bool VMemCheck::CheckAhead() const {
+    for (const VMem::Run& run : m.runs) {
+        if (run.start == run.end) continue;
+        const auto start = static_cast<long long>(run.start), end = static_cast<long long>(run.end);
+        if (!run.pages || m.maxCacheCount < GatherFrom || start > end || end > m.fileSize) {
+            return Broken("C6: read ahead from %lld to %lld of %lld", start, end, static_cast<long long>(m.fileSize));
+        }
+        for (auto adr = static_cast<std::int32_t>(start); adr < end; adr += VMem::PageSize) {
+            unsigned char should[VMem::PageSize];
+            if (!ReadFile(adr, should)) return Broken("C6: the file lacks page %d", adr);
+            if (std::memcmp(run.pages + (adr - start), should, sizeof should) != 0) {
+                return Broken("C6: page %d read ahead differs from the file", adr);
+            }
         }
     }
     return true;
@@ -148,8 +171,7 @@ bool VMemCheck::CheckHead(const char* list, int number, std::int32_t head, std::
 bool VMemCheck::Peek(std::int32_t adr, unsigned char* to, int n) const {
     for (int i = 0; i < n; ++i) {
         const std::int32_t page = (adr + i) & ~PageMask;
-        const CacheDesc* p = m.hashTable[VMem::SlotOf(page)];
-        while (p && p->adr != page) p = p->chainNext;
+        const CacheDesc* p = m.Lookup(page);
         unsigned char data[VMem::PageSize] = {};
         if (!p && page < m.fileSize && !ReadFile(page, data)) return false;
         to[i] = (p ? p->data : data)[(adr + i) & PageMask];
@@ -212,7 +234,7 @@ bool VMemCheck::CheckFreeLists() const {
 
 bool VMemCheck::Check(bool deep) const {
     if (!CheckList() || !CheckChains() || !CheckSizes() || !CheckClasses()) return false;
-    return !deep || (CheckContents() && CheckFreeLists());
+    return !deep || (CheckContents() && CheckAhead() && CheckFreeLists());
 }
 
 void VMemCheck::Dump(bool all) const {
@@ -227,8 +249,8 @@ void VMemCheck::Dump(bool all) const {
     std::fputc('\n', out);
     int i = 0;
     for (const CacheDesc* p = m.cacheHead; p && i < m.cacheCount && (all || i < Most); p = p->next, ++i) {
-        std::fprintf(out, "  page %d%s%s%s\n", p->adr, p->dirty ? " dirty" : "", p->hasSlot ? "" : " no slot",
-                     p == m.sparePage ? " spare" : "");
+        std::fprintf(out, "  page %d%s%s%s\n", p->adr, p->dirty ? " dirty" : "",
+                     m.hashTable[VMem::SlotOf(p->adr)] == p ? "" : " no slot", p == m.sparePage ? " spare" : "");
     }
     if (i < m.cacheCount) std::fprintf(out, "  ... %d more\n", m.cacheCount - i);
 }

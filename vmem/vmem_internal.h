@@ -13,10 +13,10 @@
 struct CacheDesc {
     CacheDesc* next;      // next of the cache list, toward the victim; NIL at the tail
     CacheDesc* prev;      // NIL at the head
-    CacheDesc* chainNext; // next cached page of the same slot
+    CacheDesc* chainNext; // next cached page of the same chain
     std::int32_t adr;     // page address, NoAdr while the descriptor is in no chain
+    std::uint32_t stamp;  // number of the move to the head that brought it where it is; falls toward the tail
     bool dirty;           // data has changes that the swap file has not
-    bool hasSlot;         // found by the fast road; true only at the front of a chain
     alignas(8) unsigned char data[VMem::PageSize];
 };
 
@@ -29,6 +29,13 @@ static_assert((VMem::PageSize & PageMask) == 0, "pages are told apart by masks")
 // What one cached page counts for in every cache size that a host sets or reads. A fixed number, whatever a CacheDesc
 // measures here, so that a limit in kilobytes means the same number of pages on every system.
 constexpr int DescriptorSize = 1036;
+
+// From this many pages on, a cache reads the swap file ahead and writes pages together. Below, the buffers would weigh
+// against the cache, and the pages that go next are the ones in use.
+constexpr int GatherFrom = 256;
+
+constexpr int GatherPages = 64; // of one write at most
+constexpr int AheadPages = 32;  // of one read at most
 
 // A swap file's name is built in a buffer of this size; a directory that leaves no room for the name is not used.
 constexpr std::size_t SwapPathSize = 268;
@@ -48,6 +55,10 @@ inline bool VMem::OnOwnerThread() const {
 inline bool VMem::CheckAdr(std::int32_t adr, std::int16_t len) const {
     if (len > 0 && adr >= 0 && std::int64_t{adr} + len <= topAdr) return true;
     return HaltOnAdr(adr, len);
+}
+
+inline CacheDesc*& VMem::ChainOf(std::int32_t adr) const {
+    return chains[static_cast<std::uint32_t>(adr) / PageSize & (chainCount - 1)];
 }
 
 inline int VMem::SlotOf(std::int32_t adr) {

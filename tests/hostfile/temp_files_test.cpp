@@ -18,38 +18,40 @@ TEST(TempFiles, BackupExtensionsFormOneSeries) {
         EXPECT_EQ(next != "-", HFile::GetNextBackupExt(ext.data())) << row;
         EXPECT_EQ(next != "-" ? next : input, ext.data());
     }
-    for (const char* start : {"", ".txt"}) {
-        char ext[8];
-        std::strcpy(ext, start);
-        int steps = 0;
-        while (HFile::GetNextBackupExt(ext)) ++steps;
-        EXPECT_EQ(100, steps) << start;
-    }
-}
-
-// In a child, as the environment is the process's.
-std::string TempDirOf(const char* tmp, const char* temp, const char* tmpdir, int size = 261) {
-    return halt_trap::TextOf([&] {
-        const std::pair<const char*, const char*> variables[] = {{"TMP", tmp}, {"TEMP", temp}, {"TMPDIR", tmpdir}};
-        for (const auto& [name, value] : variables) value ? setenv(name, value, 1) : unsetenv(name);
-        std::vector<char> dir(static_cast<std::size_t>(size));
-        HFile::GetTempDir(dir.data(), size);
-        halt_trap::SendHome(dir.data());
-    });
+    char ext[8] = ".txt";
+    int steps = 0;
+    while (HFile::GetNextBackupExt(ext)) ++steps;
+    EXPECT_EQ(100, steps);
 }
 
 TEST(TempFiles, TempDirFollowsTheEnvironment) {
     const TempDir dir;
-    const char* at = dir.Path().c_str();
-    EXPECT_EQ(dir.Path() + "\\", TempDirOf(at, "/", "/"));
-    EXPECT_EQ(dir.Path() + "\\", TempDirOf("/nonexistent", at, "/"));
-    EXPECT_EQ(dir.Path() + "\\", TempDirOf("", nullptr, at));
-    EXPECT_EQ("/var/tmp\\", TempDirOf(nullptr, nullptr, nullptr));
-    EXPECT_EQ("", TempDirOf(at, nullptr, nullptr, 1));
-    EXPECT_EQ(dir.Path().substr(0, 4), TempDirOf(at, nullptr, nullptr, 5));
-    std::string longDir = dir.Path();
-    for (int i = 0; i < 6; ++i) fs::create_directory(longDir += "/" + std::string(50, 'd'));
-    EXPECT_EQ(longDir.substr(0, 260), TempDirOf(longDir.c_str(), nullptr, nullptr));
+    const std::string at = dir.Path();
+    std::string deep = at;
+    for (int i = 0; i < 6; ++i) fs::create_directory(deep += "/" + std::string(50, 'd'));
+    const struct {
+        const char *tmp, *temp, *tmpdir;
+        int size;
+        std::string found;
+    } rows[] = {
+        {at.c_str(), "/", "/", 261, at + "\\"},
+        {"/none", at.c_str(), "/", 261, at + "\\"},
+        {"", nullptr, at.c_str(), 261, at + "\\"},
+        {nullptr, nullptr, nullptr, 261, "/var/tmp\\"},
+        {at.c_str(), nullptr, nullptr, 1, ""},
+        {at.c_str(), nullptr, nullptr, 5, at.substr(0, 4)},
+        {deep.c_str(), nullptr, nullptr, 261, deep.substr(0, 260)},
+    };
+    for (const auto& row : rows) {
+        EXPECT_HALT(row.found, { // in a child, as the environment is the process's
+            const std::pair<const char*, const char*> set[] = {
+                {"TMP", row.tmp}, {"TEMP", row.temp}, {"TMPDIR", row.tmpdir}};
+            for (const auto& [name, value] : set) value ? setenv(name, value, 1) : unsetenv(name);
+            std::vector<char> found(static_cast<std::size_t>(row.size));
+            HFile::GetTempDir(found.data(), row.size);
+            halt_trap::SendHome(found.data());
+        });
+    }
     EXPECT_ASSERT_HALT("HFile", HFile::GetTempDir(nullptr, 5));
     EXPECT_ASSERT_HALT("HFile", char c; HFile::GetTempDir(&c, 0));
 }
@@ -74,7 +76,7 @@ TEST(TempFiles, NamesAreBuiltFromTheirPartsAndTheFilesArePrivate) {
             ASSERT_EQ(at + head, got.substr(0, at.size() + head.size()));
             const std::string number = got.substr(at.size() + head.size());
             EXPECT_EQ(std::to_string(std::stoi(number)) + tail, number);
-            EXPECT_EQ(0600u, StateOf(dir.File(got.substr(at.size()))).st_mode & 07777);
+            EXPECT_EQ(0600u, ModeOf(dir.File(got.substr(at.size()))));
             char c;
             f.ReadBytes(&c, 1);
             EXPECT_EQ(seqWrite ? resNoPermission : resDone, f.res);
@@ -95,17 +97,16 @@ TEST(TempFiles, WhatNoOtherNumberMendsEndsAtOnce) {
                                                 {dir.Write("f", ""), resIllegalPath},
                                                 {std::string(300, 'd'), resIllegalName},
                                                 {dir.Path(), resNoPermission}};
-    for (const auto& [where, code] : rows) {
-        const auto refused = [where = where, code = code] {
+    chmod(dir.Path().c_str(), 0555);
+    for (const auto& row : rows) {
+        EXPECT_TRUE(AsPlainUser([&row] {
             HFile file;
             char name[396];
-            return !HFile::CreateTempFile(file, name, nullptr, nullptr, where.c_str(), false) && file.res == code &&
-                   !file.IsOpen() && std::string(name).find(where.substr(0, 260)) == 0;
-        };
-        fs::permissions(dir.Path(), fs::perms(0555));
-        EXPECT_TRUE(AsPlainUser(refused)) << where;
+            return !HFile::CreateTempFile(file, name, nullptr, nullptr, row.first.c_str(), false) &&
+                   file.res == row.second && !file.IsOpen() && std::string(name).find(row.first.substr(0, 260)) == 0;
+        })) << row.first;
     }
-    fs::permissions(dir.Path(), fs::perms(0755));
+    chmod(dir.Path().c_str(), 0755);
     EXPECT_ASSERT_HALT("HFile", HFile file; HFile::CreateTempFile(file, nullptr, "", "", "", false));
     EXPECT_ASSERT_HALT("HFile", HFile file(HandleOf(0)); char name[396];
                        HFile::CreateTempFile(file, name, "", "", "", false));

@@ -70,9 +70,11 @@ TEST(Errors, HandlesThatCantDoItTellWhy) {
     const FileHandle readOnly = OpenAs(dir.Write("r", "abc"), Disposition::OpenExisting, Access::Read);
     const FileHandle writeOnly = OpenAs(dir.File("w"), Disposition::CreateNew, Access::Write);
     const FileHandle full = OpenAs("/dev/full");
-    int ends[2];
-    ASSERT_EQ(0, pipe(ends));
-    const FileHandle pipeEnd = HandleOf(ends[0]);
+    int ends[2], sockets[2];
+    ASSERT_EQ(0, pipe(ends) + socketpair(AF_UNIX, SOCK_STREAM, 0, sockets));
+    const FileHandle pipeEnd = HandleOf(ends[0]), limited = HandleOf(sockets[0]);
+    const timeval limit{0, 1000};
+    setsockopt(sockets[0], SOL_SOCKET, SO_RCVTIMEO, &limit, sizeof limit);
     const FileHandle closed = OpenAs(dir.File("closed"), Disposition::CreateNew);
     CloseFile(closed); // behind the others, so that its descriptor stays unused
     char b = 0;
@@ -89,6 +91,7 @@ TEST(Errors, HandlesThatCantDoItTellWhy) {
         {[&] { return WriteFile(readOnly, &b, 1) == -1; }, 5},
         {[&] { return !SetEndOfFile(readOnly); }, 5},
         {[&] { return ReadFile(writeOnly, &b, 1) == -1; }, 5},
+        {[&] { return ReadFile(limited, &b, 1) == -1; }, 54},
         {[&] { return WriteFile(full, &b, 1) == -1; }, 112},
         {[&] { return SeekFile(readOnly, -1, Origin::Begin) == -1; }, 87},
         {[&] { return SeekFile(pipeEnd, 0, Origin::Begin) == -1; }, 50},
@@ -97,7 +100,8 @@ TEST(Errors, HandlesThatCantDoItTellWhy) {
     for (const auto& row : rows) {
         EXPECT_EQ(row.second, ErrorOf([&] { EXPECT_TRUE(row.first()); })) << "row " << &row - rows;
     }
-    for (const FileHandle h : {readOnly, writeOnly, full, pipeEnd, HandleOf(ends[1])}) CloseFile(h);
+    for (const FileHandle h : {readOnly, writeOnly, full, pipeEnd, limited, HandleOf(ends[1]), HandleOf(sockets[1])})
+        CloseFile(h);
 }
 
 } // namespace
