@@ -297,6 +297,7 @@ bool PrintTable(const Setup& setup, const std::vector<Row>& rows, const Results&
     if (!reasons.empty()) std::printf("\nNo result:\n\n");
     for (const auto& [reason, list] : reasons) std::printf("- %s (%s)\n", reason.c_str(), list.c_str());
     if (!setup.quick) std::printf("\n%d of %d targets met.\n", met, judged);
+    std::fflush(stdout);
     return met == judged;
 }
 

@@ -14,7 +14,7 @@ static_assert(sizeof(int) == 4, "int is taken to be 32 bits wide");
 /// @name The larger of two
 /// `a` if it is above `b`, else `b`; so MaxR with a NaN gives `b`.
 /// @{
-VFILE_API int Max(int a, int b);
+VFILE_API int Max(int a, int b); ///< the larger of the two
 VFILE_API std::int32_t MaxL(std::int32_t a, std::int32_t b);
 VFILE_API std::int16_t MaxS(std::int16_t a, std::int16_t b);
 VFILE_API std::int64_t MaxQ(std::int64_t a, std::int64_t b);
@@ -24,7 +24,7 @@ VFILE_API double MaxR(double a, double b);
 /// @name The smaller of two
 /// `a` if it is below `b`, else `b`; so MinR with a NaN gives `b`.
 /// @{
-VFILE_API int Min(int a, int b);
+VFILE_API int Min(int a, int b); ///< the smaller of the two
 VFILE_API std::int32_t MinL(std::int32_t a, std::int32_t b);
 VFILE_API std::int16_t MinS(std::int16_t a, std::int16_t b);
 VFILE_API std::int64_t MinQ(std::int64_t a, std::int64_t b);
@@ -34,7 +34,7 @@ VFILE_API double MinR(double a, double b);
 /// @name The sign
 /// 1 above 0, -1 below 0, else 0, in the type of the argument; SignR of a NaN is 0.0.
 /// @{
-VFILE_API int Sign(int x);
+VFILE_API int Sign(int x); ///< 1, 0 or -1
 VFILE_API std::int32_t SignL(std::int32_t x);
 VFILE_API std::int16_t SignS(std::int16_t x);
 VFILE_API std::int64_t SignQ(std::int64_t x);

@@ -123,7 +123,8 @@ int HFile::ReadBytes(void* buf, int count) {
         to[done++] = static_cast<unsigned char>(heldBack);
         heldBack = -1;
     }
-    if (done < count) {
+    // A byte that was held back is there already, so nothing more is waited for, as in any read of a pipe.
+    if (done == 0 || (done < count && platform::ReadsAtOnce(handle))) {
         const std::int32_t got = platform::ReadFile(handle, to + done, static_cast<std::uint32_t>(count - done));
         if (got < 0) {
             res = GetFileRes();

@@ -37,7 +37,8 @@
 /// Ownership: the object owns its handle, also one given to it, and closes it in Close and in the destructor; nothing
 /// else does. Threads: no lock and no test; one thread at a time uses an object, and the static members that work on
 /// strings can be called from any thread. Failures are results; the only halts ("HFile") are those of GetTempDir and
-/// CreateTempFile. A pipe or socket whose other end is gone gives a result, never a signal.
+/// CreateTempFile. A pipe or socket whose other end is gone gives a result, never a signal. A descriptor that does not
+/// wait is waited for; a time limit that the host has set for a socket gives resNetworkError.
 class VFILE_API HFile {
   public:
     /// A closed object.
@@ -108,6 +109,8 @@ class VFILE_API HFile {
     /// Each is one ReadBytes of the value's width, low byte first. After a short read, the bytes of the argument that
     /// were not read keep what they held. There is a member for each standard integer type, by its own width.
     /// @{
+
+    /// Reads one value of the width that the name tells.
     void ReadByte(unsigned char& v) { ReadBytes(&v, 1); }
     void ReadChar(char& v) { ReadBytes(&v, 1); }
     void ReadChar(signed char& v) { ReadBytes(&v, 1); }
@@ -148,6 +151,8 @@ class VFILE_API HFile {
     /// Each is one WriteBytes of 1, 2, 4 or 8 bytes, low byte first. Any standard integer type from int up can be given
     /// to the wider three; its low bytes are written, a narrower one widened with its sign first.
     /// @{
+
+    /// Writes one value in the width that the name tells.
     void WriteByte(unsigned char v) {
         WriteBytes(&v, 1);
     }
@@ -251,10 +256,10 @@ class VFILE_API HFile {
     HFile& operator<<(char v) {
         return WriteChar(v), *this;
     }
-    HFile& operator<<(signed char v) {
+    HFile& operator<<(signed char v) { ///< the same
         return WriteChar(v), *this;
     }
-    HFile& operator<<(unsigned char v) {
+    HFile& operator<<(unsigned char v) { ///< the same
         return WriteChar(v), *this;
     }
 
@@ -264,15 +269,15 @@ class VFILE_API HFile {
     HFile& operator<<(short v) {
         return *this << int{v};
     }
-    HFile& operator<<(unsigned short v) {
+    HFile& operator<<(unsigned short v) { ///< the same
         return *this << static_cast<unsigned int>(v);
     }
-    HFile& operator<<(int v);
-    HFile& operator<<(unsigned int v);
-    HFile& operator<<(long v);
-    HFile& operator<<(unsigned long v);
-    HFile& operator<<(long long v);
-    HFile& operator<<(unsigned long long v);
+    HFile& operator<<(int v);                ///< the same
+    HFile& operator<<(unsigned int v);       ///< the same
+    HFile& operator<<(long v);               ///< the same
+    HFile& operator<<(unsigned long v);      ///< the same
+    HFile& operator<<(long long v);          ///< the same
+    HFile& operator<<(unsigned long long v); ///< the same
     /// @}
 
     /// @name Reading text
@@ -286,7 +291,8 @@ class VFILE_API HFile {
     /// end of the file came before any line end. One read of the system per byte.
     ///
     /// Behind a CR one byte more is looked at. Where the file can't seek back (a pipe), a byte of the next line is kept
-    /// in the object and is the first that the next read delivers; who reads the pipe past the object misses it.
+    /// in the object. It is the first that the next read delivers, whichever operation reads through the object, and
+    /// with it comes what can be had without waiting; who reads the pipe past the object misses it.
     int ReadLine(char* buf, int size);
 
     /// Reads `count` bytes from position `from` on, cut to what the file has and to what `buf` takes, whatever the
@@ -370,17 +376,19 @@ class VFILE_API HFile {
     /// `to` open, if `to` may not be written or is no ordinary file, and for a copy of a file onto itself under
     /// whatever name.
     static bool Copy(const char* from, const char* to, int& res, bool overwrite);
-    static bool Copy(const char* from, const char* to, bool overwrite);
+    static bool Copy(const char* from, const char* to, bool overwrite); ///< the same, without the reason
 
     /// Gives a file or directory another name. An existing `to` is refused with resAlreadyExists, also one that comes
-    /// up at that moment. To another file system, an ordinary file moves as a copy with everything that Copy promises
-    /// and the removal of the old one, a link moves as a link, and anything else is refused with resNoPermission.
+    /// up at that moment, and `from` itself. Whoever has the file open keeps it under its new name. To another file
+    /// system, an ordinary file moves as a copy with everything that Copy promises and the removal of the old one, a
+    /// link moves as a link, and anything else is refused with resNoPermission; so is a file that somebody holds alone.
     static bool Rename(const char* from, const char* to, int& res);
-    static bool Rename(const char* from, const char* to);
+    static bool Rename(const char* from, const char* to); ///< the same, without the reason
 
-    /// Removes a file or a link, not a directory (resNoPermission). Whoever has the file open keeps its content.
+    /// Removes a file or a link, not a directory (resNoPermission). The permissions of the directory decide, so a file
+    /// that is read only is removed as well. Whoever has the file open, alone or not, keeps its content.
     static bool Remove(const char* name, int& res);
-    static bool Remove(const char* name);
+    static bool Remove(const char* name); ///< the same, without the reason
     /// @}
 
     /// @name Backups and temporary files

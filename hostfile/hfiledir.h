@@ -16,11 +16,12 @@
 ///       ^---------------- Stop, or a first FindNext that finds nothing -------'
 ///
 /// Patterns. Separators are '\' and '/'; the last component may hold wildcards, what stands in front of it is taken as
-/// it is. '*' stands for any run of bytes. '?' stands for one byte that is no dot, or for nothing at the end of the
-/// name and in front of a dot. A dot that a wildcard follows also stands for the end of the name, so "*.*" matches
-/// every name and "a.*" also "a". All other bytes, brackets too, stand for themselves in their own case. Hidden entries
-/// match as any other, and the two that every directory has of itself, "." and "..", come out where the pattern matches
-/// them.
+/// it is. A drive alone in front ("c:*") finds nothing on a system that has no drives. '*' stands for any run of bytes.
+/// '?' stands for one byte that is no dot, or for nothing at the end of the name and in front of a dot. A dot that a
+/// wildcard follows also stands for the end of the name, so "*.*" matches every name and "a.*" also "a". The dot of a
+/// "*." that ends the pattern also stands for the end of a name without any dot. All other bytes, brackets too, stand
+/// for themselves in their own case. Hidden entries match as any other, and the two that every directory has of itself,
+/// "." and "..", come out where the pattern matches them.
 ///
 /// Names. An entry that is a file which can be read comes out with its full path; everything else, directories above
 /// all, as the pattern's directory followed by the entry's name (HFile::GetFullName). Order is the system's. An entry

@@ -10,7 +10,8 @@ namespace platform {
 using SearchHandle = std::intptr_t;
 constexpr SearchHandle NoSearch = -1;
 
-// Opens the directory `dir` ("" is the current one); NoSearch, with the last error set, if it can't be read.
+// Opens the directory `dir` ("" is the current one, any other ends in a separator, or is a drive and not to be found
+// here); NoSearch, with the last error set, if it can't be read.
 SearchHandle OpenSearch(const char* dir);
 
 // The name of the next entry that matches `pattern`, in the system's order, the directory's own two included. Entries
@@ -22,7 +23,8 @@ void CloseSearch(SearchHandle search);
 
 // True if the name of an entry matches: '*' stands for any run of bytes; '?' for one byte that is no dot, or for
 // nothing at the end and in front of a dot; a dot in front of a wildcard also for the end of the name, so that "*.*" is
-// every name and "a.*" includes "a". Every other byte stands for itself, in its case.
+// every name and "a.*" includes "a"; the dot of a "*." at the end of the pattern also for the end of a name without any
+// dot. Every other byte stands for itself, in its case.
 bool MatchesPattern(const char* name, const char* pattern);
 
 } // namespace platform

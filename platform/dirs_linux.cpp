@@ -3,6 +3,7 @@
 
 #include "platform/error.h"
 #include "platform/name_linux.h"
+#include "platform/platform.h"
 
 #include <cstring>
 #include <dirent.h>
@@ -16,18 +17,23 @@ DIR* StreamOf(SearchHandle search) {
 }
 
 // One element of a pattern, '*' aside, against what is left of a name: how many bytes it takes, -1 if it does not fit.
-int Fits(const char* name, const char* pattern) {
+// `noDot`: the name has no dot at all, and the pattern ends in "*.", which asks for such names.
+int Fits(const char* name, const char* pattern, bool noDot) {
     if (*pattern == '?') return *name != '\0' && *name != '.' ? 1 : 0;
     if (*pattern == '\0' || *pattern == *name) return *pattern == *name && *name != '\0' ? 1 : -1;
-    const bool dotBeforeWildcard = *pattern == '.' && (pattern[1] == '*' || pattern[1] == '?');
-    return dotBeforeWildcard && *name == '\0' ? 0 : -1;
+    const bool dotForTheEnd = pattern[1] == '*' || pattern[1] == '?' || (pattern[1] == '\0' && noDot);
+    return *pattern == '.' && dotForTheEnd && *name == '\0' ? 0 : -1;
 }
 
 } // namespace
 
 SearchHandle OpenSearch(const char* dir) {
-    const SystemName name(dir && *dir ? dir : ".");
+    const SystemName name(*dir ? dir : "./");
     if (!name.Ok()) return NoSearch;
+    if (name.Text()[std::strlen(name.Text()) - 1] != '/') {
+        SetLastError(ErrorPathNotFound); // and no directory of the drive's name: entries are joined without a separator
+        return NoSearch;
+    }
     DIR* stream = opendir(name.Text());
     if (stream) return reinterpret_cast<SearchHandle>(stream);
     SetErrorFromErrno(name.Text());
@@ -53,6 +59,8 @@ bool MatchesPattern(const char* name, const char* pattern) {
     // earlier '*' need not be tried again, as the last one can take whatever that would.
     const char* starPattern = nullptr;
     const char* starName = nullptr;
+    const std::size_t n = std::strlen(pattern);
+    const bool noDot = n >= 2 && std::strcmp(pattern + n - 2, "*.") == 0 && !std::strchr(name, '.');
     for (;;) {
         if (*pattern == '*') {
             starPattern = ++pattern;
@@ -60,7 +68,7 @@ bool MatchesPattern(const char* name, const char* pattern) {
             continue;
         }
         if (*pattern == '\0' && *name == '\0') return true;
-        const int taken = Fits(name, pattern);
+        const int taken = Fits(name, pattern, noDot);
         if (taken >= 0) {
             name += taken;
             ++pattern;

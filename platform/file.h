@@ -39,8 +39,11 @@ FileHandle OpenFile(const char* name, Access access, Sharing sharing, Dispositio
 bool CloseFile(FileHandle handle);
 
 // One read at the file position: the number of bytes, 0 at the end, -1 on failure. A non-blocking descriptor is
-// waited for.
+// waited for; a time limit that the host has set for a socket is a failure of the network.
 std::int32_t ReadFile(FileHandle handle, void* buf, std::uint32_t count);
+
+// True if a read would not wait: there are bytes, the end, or a failure to tell.
+bool ReadsAtOnce(FileHandle handle);
 
 // Writes until all is written or an error comes: the number of bytes that went out, -1 if none did and it failed.
 // What stopped it is the last error in both cases. Never raises a signal for a pipe or socket whose other end is gone.

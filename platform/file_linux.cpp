@@ -42,9 +42,18 @@ bool SameFile(int descriptor, const char* name) {
            opened.st_ino == named.st_ino;
 }
 
-void WaitFor(int descriptor, short events) {
+// For a transfer that failed: true if it is to be tried again, after a signal, or once a descriptor that does not wait
+// by itself is ready. One that waits, but only for so long (a socket that the host has set a limit), has timed out.
+bool MayGoOn(int descriptor, short events) {
+    if (errno == EINTR) return true;
+    if (errno != EAGAIN) return false;
+    if ((fcntl(descriptor, F_GETFL) & O_NONBLOCK) == 0) {
+        errno = ETIMEDOUT;
+        return false;
+    }
     pollfd p{descriptor, events, 0};
-    poll(&p, 1, -1); // whatever comes of it, the transfer is tried again and tells
+    poll(&p, 1, -1); // whatever comes of it, the next try tells
+    return true;
 }
 
 // Only a file that this very call makes.
@@ -234,14 +243,17 @@ std::int32_t ReadFile(FileHandle handle, void* buf, std::uint32_t count) {
                 continue; // the system cut it, not the file
             return static_cast<std::int32_t>(done);
         }
-        if (errno == EAGAIN || errno == EWOULDBLOCK) {
-            WaitFor(fd, POLLIN);
-        } else if (errno != EINTR) {
+        if (!MayGoOn(fd, POLLIN)) {
             if (done > 0) return static_cast<std::int32_t>(done);
             SetTransferError(fd);
             return -1;
         }
     }
+}
+
+bool ReadsAtOnce(FileHandle handle) {
+    pollfd p{DescriptorOf(handle), POLLIN, 0};
+    return poll(&p, 1, 0) > 0;
 }
 
 namespace {
@@ -255,9 +267,7 @@ std::int32_t WriteAll(int fd, const char* from, std::size_t count) {
             done += static_cast<std::size_t>(moved);
         } else if (moved == 0) {
             break; // a device that takes no more
-        } else if (errno == EAGAIN || errno == EWOULDBLOCK) {
-            WaitFor(fd, POLLOUT);
-        } else if (errno != EINTR) {
+        } else if (!MayGoOn(fd, POLLOUT)) {
             SetTransferError(fd);
             if (done > 0) break;
             return -1;

@@ -112,7 +112,7 @@ bool FullPath(char* path, std::size_t size, const char* name) {
 bool NameExists(const char* name) {
     const SystemName systemName(name);
     if (!systemName.Ok()) return false;
-    if (faccessat(AT_FDCWD, systemName.Text(), F_OK, 0) == 0) return true;
+    if (faccessat(AT_FDCWD, systemName.Text(), F_OK, AT_EACCESS) == 0) return true;
     SetErrorFromErrno(systemName.Text());
     return false;
 }
@@ -157,7 +157,7 @@ bool MoveFile(const char* from, const char* to) {
     if (S_ISLNK(st.st_mode)) {
         return MoveLinkAcross(source.Text(), target.Text()) || SetMoveError(source.Text(), target.Text());
     }
-    SetLastError(ErrorAccessDenied);
+    SetLastError(lstat(target.Text(), &st) == 0 ? ErrorFileExists : ErrorAccessDenied);
     return false;
 }
 

@@ -4,7 +4,7 @@
 cd "$(dirname "${BASH_SOURCE[0]}")/.." || exit
 export LC_ALL=C
 
-# quietly WHAT COMMAND...: one line where all is well, all the output where it is not.
+# quietly WHAT COMMAND...: one line where all is well, with the count of tests, all the output where it is not.
 quietly() {
     local what=$1 log begin=$SECONDS status=0
     shift
@@ -13,6 +13,7 @@ quietly() {
     "$@" >"$log" 2>&1 || status=$?
     if [[ $status == 0 ]]; then
         echo "ok, $((SECONDS - begin)) s"
+        grep 'tests passed' "$log" || true
     else
         echo "FAILED, $((SECONDS - begin)) s"
         cat "$log"

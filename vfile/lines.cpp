@@ -1,10 +1,10 @@
 // Lines, found by reading around a position, and reads of lines and stretches of text into a buffer.
-#include "vfile/vfile.h"
+#include "vfile/vfile_inline.h"
 
 #include "foundation/byte_scan.h"
 #include "foundation/halt.h"
-#include "foundation/number.h"
 
+#include <algorithm>
 #include <cstring>
 
 namespace {
@@ -46,42 +46,36 @@ unsigned char VFile::PrevByte() {
     return BytesOfCur()[cur.ix];
 }
 
-// Reads back over text; the line end that it meets, which is read too, or 0 at the start.
-unsigned char VFile::PrevEol() {
-    if (!IsPlain()) {
-        unsigned char c = PrevByte();
-        while (!eof && !IsEol(c)) c = PrevByte();
-        return c;
-    }
-    while (EnterBlkBefore()) {
-        const auto size = static_cast<std::size_t>(cur.ix);
-        const std::size_t i = FindEitherBack(BytesOfCur(), size, Cr, Lf);
-        Advance(-static_cast<int>(i < size ? size - i - 1 : size));
-        if (i < size) break;
-    }
-    return PrevByte();
-}
-
-// Reads over text, storing what `room` allows; the line end that it meets, which is read too, or 0 at the end.
-unsigned char VFile::NextEol(char* dst, int room, int& stored) {
-    if (!IsPlain()) {
-        unsigned char c = NextByte();
-        for (; !eof && !IsEol(c); c = NextByte()) {
-            if (stored < room) dst[stored++] = static_cast<char>(c);
-        }
-        return c;
-    }
-    while (EnterBlkAhead()) {
+// Goes over the text that comes next, up to a line end or the end, storing what `room` allows; how many bytes it was.
+// None if somebody would see the reads: they are then the caller's, byte by byte.
+std::int32_t VFile::PassText(char* dst, int room) {
+    std::int32_t passed = 0;
+    bool atEol = !IsPlain();
+    while (!atEol && EnterBlkAhead()) {
         const unsigned char* bytes = BytesOfCur() + cur.ix;
         const auto size = static_cast<std::size_t>(cur.ptr->len - cur.ix);
         const std::size_t i = FindEither(bytes, size, Cr, Lf);
-        const int n = Min(static_cast<int>(i), room - stored);
-        if (n > 0) std::memcpy(dst + stored, bytes, static_cast<std::size_t>(n));
-        stored += Max(n, 0);
+        if (passed < room) std::memcpy(dst + passed, bytes, std::min(i, static_cast<std::size_t>(room - passed)));
         Advance(static_cast<int>(i));
-        if (i < size) break;
+        passed += static_cast<std::int32_t>(i);
+        atEol = i < size;
     }
-    return NextByte();
+    return passed;
+}
+
+// The same going back, to behind a line end or to the start.
+std::int32_t VFile::PassTextBack() {
+    std::int32_t passed = 0;
+    bool atEol = !IsPlain();
+    while (!atEol && EnterBlkBefore()) {
+        const auto size = static_cast<std::size_t>(cur.ix);
+        const std::size_t i = FindEitherBack(BytesOfCur(), size, Cr, Lf);
+        atEol = i < size;
+        const auto n = static_cast<int>(atEol ? size - 1 - i : size);
+        Advance(-n);
+        passed += n;
+    }
+    return passed;
 }
 
 std::int32_t VFile::LineStart(std::int32_t p) {
@@ -90,7 +84,7 @@ std::int32_t VFile::LineStart(std::int32_t p) {
         res = resCallError;
         return 0;
     }
-    p = MinL(p, len);
+    p = std::min<std::int32_t>(p, len);
     if (p == 0) return 0;
 
     SetPos(p);
@@ -101,10 +95,14 @@ std::int32_t VFile::LineStart(std::int32_t p) {
         // Between the two of a pair: the search goes on before it.
         SetPos(p);
         PrevByte();
+        --p;
         c = PrevByte();
     }
-    if (!eof && !IsEol(c)) PrevEol();
-    return eof ? 0 : pos + 1;
+    while (p > 0 && !IsEol(c)) {
+        p -= PassTextBack() + 1;
+        c = PrevByte();
+    }
+    return p;
 }
 
 void VFile::LineSize(std::int32_t p, std::int32_t& start, std::int32_t& size, std::int32_t& eolSize) {
@@ -115,13 +113,17 @@ void VFile::LineSize(std::int32_t p, std::int32_t& start, std::int32_t& size, st
     }
     start = LineStart(p);
     SetPos(start);
-    int stored = 0;
-    const unsigned char c = NextEol(nullptr, 0, stored);
-    size = pos - start;
-    eolSize = eof ? 0 : 1;
-    if (c != Cr || NextByte() != Lf) return;
-    ++size;
-    eolSize = 2;
+    size = 0;
+    eolSize = 0;
+    while (eolSize == 0) {
+        size += PassText(nullptr, 0);
+        const unsigned char c = NextByte();
+        if (eof) return;
+        ++size;
+        if (!IsEol(c)) continue;
+        eolSize = c == Cr && NextByte() == Lf ? 2 : 1;
+        size += eolSize - 1;
+    }
 }
 
 std::int32_t VFile::LineEnd(std::int32_t p, bool withEol) {
@@ -171,11 +173,19 @@ int VFile::ReadLine(char* dst, int size) {
         res = resCallError;
         return 0;
     }
+    const int room = size - 1;
     int stored = 0;
-    if (NextEol(dst, size - 1, stored) == Cr) {
-        const std::int32_t behind = pos;
-        const unsigned char follower = NextByte();
-        if (eof || follower != Lf) SetPos(behind);
+    for (;;) {
+        stored += std::min<std::int32_t>(PassText(dst + stored, room - stored), room - stored);
+        const unsigned char c = NextByte();
+        if (eof || c == Lf) break;
+        if (c == Cr) {
+            const std::int32_t behind = pos;
+            const unsigned char follower = NextByte();
+            if (eof || follower != Lf) SetPos(behind);
+            break;
+        }
+        if (stored < room) dst[stored++] = static_cast<char>(c);
     }
     dst[stored] = '\0';
     return stored;
@@ -186,10 +196,10 @@ int VFile::ReadTxt(char* dst, int size, std::int32_t from, std::int32_t count) {
         res = resCallError;
         return 0;
     }
-    from = MinL(from, len);
-    count = MinL(count, len - from);
+    from = std::min<std::int32_t>(from, len);
+    count = std::min<std::int32_t>(count, len - from);
     SetPos(from);
-    const int stored = ReadBytes(dst, Min(count, size - 1));
+    const int stored = ReadBytes(dst, std::min<std::int32_t>(count, size - 1));
     dst[stored] = '\0';
     return stored;
 }

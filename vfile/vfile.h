@@ -47,7 +47,7 @@ constexpr int vfHasEol = 0x400;   ///< Bytes with a CR or LF have been found by 
 constexpr int vfToggleMask = 0x1FF; ///< The bits that the flag operations can change.
 /// @}
 
-/// One block of a VFile's chain. Internal.
+// One block of a VFile's chain. Internal.
 struct BlkDesc {
     BlkDesc* prev;    // previous block, NIL at the first
     BlkDesc* next;    // next block, NIL at the last
@@ -55,7 +55,7 @@ struct BlkDesc {
     std::int32_t adr; // VMem address of the block's page, -1 if it has none
 };
 
-/// A reading cursor over a chain. Internal.
+// A reading cursor over a chain. Internal.
 struct BlkRdr {
     BlkDesc* ptr;       // the block
     std::int32_t start; // position of its first byte in the content
@@ -81,7 +81,9 @@ struct BlkRdr {
 ///
 /// **Results.** A failed operation leaves its code in `res`, and while that is not resDone, changes, flag changes and
 /// transfers of files do nothing: a row of calls can be tested once at its end. A successful SetPos clears it, and so
-/// does every successful change, which ends in one. Reads don't look at it. `eof` tells whether the last read ran out.
+/// does every successful change, which ends in one. So do the operations that begin by going to a position: Find,
+/// FindBack, ReplaceGlobal, the queries for lines, Load and Save. An error from before is lost there, so a row of calls
+/// is tested before one of these. Reads don't look at `res`. `eof` tells whether the last read ran out.
 ///
 /// **Positions** count bytes from 0. One beyond the end counts as the end, a negative one is a call error.
 ///
@@ -186,7 +188,7 @@ class VFILE_API VFile {
     /// One change that replaces the whole content; the position is the new end. By ReplaceTxt, or by ReplaceBuf for a
     /// string, which must not be NIL, and for a character, which becomes the only byte.
     /// @{
-    virtual VFile& operator=(const VFile& src);
+    virtual VFile& operator=(const VFile& src); ///< takes it over, and returns the object
     virtual VFile& operator=(const char* s);
     virtual VFile& operator=(char c);
     virtual VFile& operator=(signed char c);
@@ -194,8 +196,11 @@ class VFILE_API VFile {
     /// @}
 
     /// @name Diagnostics of a derived class
-    /// Empty here, and never called by the library.
+    /// Empty here, and never called by the library: for a test of its invariants, a short view under a caption, a full
+    /// one.
     /// @{
+
+    /// For the derived class and its host.
     virtual void CheckInvariants() const;
     virtual void Show(const char* text) const;
     virtual void Dump() const;
@@ -209,7 +214,7 @@ class VFILE_API VFile {
 
     /// Before a change, with the content still as it was and the position at the change. Anything but resDone refuses
     /// the change and becomes its result. It must leave the object alone, content, position and buffer: the change is
-    /// half made. Queries and comparisons are free.
+    /// half made. Queries, comparisons and the object as the source of a change of another one are free.
     virtual int PreChange(std::int32_t pos, std::int32_t oldLen, std::int32_t newLen) const;
 
     /// After a change, with the new content and length, and the position still at the change. Here it sets vfModified
@@ -365,6 +370,7 @@ class VFILE_API VFile {
     /// Cost: one virtual call, and nothing allocated beyond what the change itself needs.
     /// @{
 
+    /// One edit: the first word of the name tells where, the rest of it what comes in.
     void InsertByte(unsigned char b);
     void InsertBytes(const void* bytes, int n);
     void InsertWord(unsigned short v);
@@ -423,6 +429,8 @@ class VFILE_API VFile {
 
     /// @name The same members for the other types of their argument
     /// @{
+
+    /// The edit of the same name.
     void Insert(signed char c, int n) { Insert(static_cast<char>(c), n); }
     void Insert(unsigned char c, int n) { Insert(static_cast<char>(c), n); }
     void Replace(signed char c, int n) { Replace(static_cast<char>(c), n); }
@@ -543,45 +551,45 @@ class VFILE_API VFile {
 
     /// The next byte; 0 with `eof` at the end.
     void ReadChar(unsigned char& c);
-    void ReadChar(char& c) { ReadChar(reinterpret_cast<unsigned char&>(c)); }
-    void ReadChar(signed char& c) { ReadChar(reinterpret_cast<unsigned char&>(c)); }
+    void ReadChar(char& c) { ReadChar(reinterpret_cast<unsigned char&>(c)); }        ///< the same
+    void ReadChar(signed char& c) { ReadChar(reinterpret_cast<unsigned char&>(c)); } ///< the same
 
     /// The byte before `pos`; 0 with `eof` at the start.
     void ReadPrevChar(unsigned char& c);
-    void ReadPrevChar(char& c) { ReadPrevChar(reinterpret_cast<unsigned char&>(c)); }
-    void ReadPrevChar(signed char& c) { ReadPrevChar(reinterpret_cast<unsigned char&>(c)); }
+    void ReadPrevChar(char& c) { ReadPrevChar(reinterpret_cast<unsigned char&>(c)); }        ///< the same
+    void ReadPrevChar(signed char& c) { ReadPrevChar(reinterpret_cast<unsigned char&>(c)); } ///< the same
 
     /// 2 bytes, least significant first. With fewer left, the bytes there are become the low ones of `v`, its other
     /// bytes stay as they were, `pos` goes to the end and `eof` is set; so for the two below.
     void ReadWord(unsigned short& v);
-    void ReadWord(short& v) { ReadWord(reinterpret_cast<unsigned short&>(v)); }
+    void ReadWord(short& v) { ReadWord(reinterpret_cast<unsigned short&>(v)); } ///< 2 bytes
 
     /// 4 bytes.
     void ReadDWord(unsigned int& v);
-    void ReadDWord(int& v) { ReadDWord(reinterpret_cast<unsigned int&>(v)); }
+    void ReadDWord(int& v) { ReadDWord(reinterpret_cast<unsigned int&>(v)); } ///< 4 bytes
 
     /// 8 bytes.
     void ReadQWord(unsigned long long& v);
-    void ReadQWord(long long& v) { ReadQWord(reinterpret_cast<unsigned long long&>(v)); }
+    void ReadQWord(long long& v) { ReadQWord(reinterpret_cast<unsigned long long&>(v)); } ///< 8 bytes
 
     // The two types whose width differs from system to system stand with the member of their width. An overload can't
     // be left out by a constant, so this is the preprocessor's.
 #if ULONG_MAX == 0xFFFFFFFF
-    void ReadDWord(unsigned long& v) {
+    void ReadDWord(unsigned long& v) { ///< 4 bytes
         auto u = static_cast<unsigned int>(v);
         ReadDWord(u);
         v = u;
     }
-    void ReadDWord(long& v) {
+    void ReadDWord(long& v) { ///< 4 bytes
         ReadDWord(reinterpret_cast<unsigned long&>(v));
     }
 #else
-    void ReadQWord(unsigned long& v) {
+    void ReadQWord(unsigned long& v) { ///< 8 bytes
         auto u = static_cast<unsigned long long>(v);
         ReadQWord(u);
         v = static_cast<unsigned long>(u);
     }
-    void ReadQWord(long& v) {
+    void ReadQWord(long& v) { ///< 8 bytes
         ReadQWord(reinterpret_cast<unsigned long&>(v));
     }
 #endif
@@ -590,10 +598,10 @@ class VFILE_API VFile {
     /// consumed: 2 for CR LF, 1 for any other character, 0 at the end, where `c` is 0 and `eof` is set. A lone CR as
     /// the last byte leaves `eof` clear. Halts on a wrong thread only where it has to look behind a lone CR and return.
     std::int32_t Read(unsigned char& c);
-    std::int32_t Read(char& c) {
+    std::int32_t Read(char& c) { ///< the same
         return Read(reinterpret_cast<unsigned char&>(c));
     }
-    std::int32_t Read(signed char& c) {
+    std::int32_t Read(signed char& c) { ///< the same
         return Read(reinterpret_cast<unsigned char&>(c));
     }
     /// @}
@@ -601,7 +609,7 @@ class VFILE_API VFile {
     /// @name Adding to the end
     /// Append under another name; the byte itself, a string, the whole of `src` wherever its `pos` is.
     /// @{
-    VFile& operator+=(char c);
+    VFile& operator+=(char c); ///< adds it, and returns the object
     VFile& operator+=(signed char c) {
         return *this += static_cast<char>(c);
     }
@@ -616,7 +624,7 @@ class VFILE_API VFile {
     /// Write under another name: inserts if vfInsert is on, overwrites if it is off. A character is the byte itself,
     /// not a number; of `src` the whole is written, wherever its `pos` is, and nothing of it changes.
     /// @{
-    VFile& operator<<(char c);
+    VFile& operator<<(char c); ///< writes it, and returns the object
     VFile& operator<<(signed char c) {
         return *this << static_cast<char>(c);
     }
@@ -633,7 +641,7 @@ class VFILE_API VFile {
     /// the same bits, 32 bits wide for types up to 32 bits (a `short` of -1 is ffffffff in radix 16), else 64. Digits
     /// above 9 are lower-case letters. `base` is 10 unless the host sets it; anything but 2 to 36 counts as 10.
     /// @{
-    VFile& operator<<(int v);
+    VFile& operator<<(int v); ///< writes its digits, and returns the object
     VFile& operator<<(unsigned int v);
     VFile& operator<<(long long v);
     VFile& operator<<(unsigned long long v);
@@ -657,10 +665,10 @@ class VFILE_API VFile {
 
     /// ReadByte under another name: line ends are not folded, 0 with `eof` at the end.
     VFile& operator>>(unsigned char& c);
-    VFile& operator>>(char& c) {
+    VFile& operator>>(char& c) { ///< the same
         return *this >> reinterpret_cast<unsigned char&>(c);
     }
-    VFile& operator>>(signed char& c) {
+    VFile& operator>>(signed char& c) { ///< the same
         return *this >> reinterpret_cast<unsigned char&>(c);
     }
 
@@ -677,10 +685,11 @@ class VFILE_API VFile {
     /// its line end; behind the last line end lies one more line, of length 0 at least. A position between the CR and
     /// the LF of a pair belongs to the line that the pair ends. Every other byte is text, NUL and tab included.
     ///
-    /// No index of lines is kept: the line around a position is found by reading, byte by byte through the virtual
-    /// table, so the cost is the length of the line. The queries move `pos`, as each tells, and so clear `res` and
-    /// `eof`; whoever needs `pos` afterwards saves it first. A negative `p` gives resCallError, 0 as the result and no
-    /// move; one beyond the end counts as the end. All halt ("VFile") on any thread but the owner's.
+    /// No index of lines is kept: the line around a position is found by reading, so the cost is the length of the
+    /// line. An object of a derived class sees each byte that is read, a VFile itself is read in whole blocks with the
+    /// same outcome. The queries move `pos`, as each tells, and so clear `res` and `eof`; whoever needs `pos`
+    /// afterwards saves it first. A negative `p` gives resCallError, 0 as the result and no move; one beyond the end
+    /// counts as the end. All halt ("VFile") on any thread but the owner's.
     /// @{
 
     /// The start of the line that holds `p`. For `p` 0 nothing is moved; else `pos` and `eof` are afterwards
@@ -724,7 +733,8 @@ class VFILE_API VFile {
     int ReadLine(char* dst, int size);
 
     /// Reads `count` bytes from position `from` on, line ends as they stand, and stores at most `size` - 1 of them and
-    /// a NUL; returns the number stored. `from` and `count` are cut to the content. Leaves `pos` behind what was read.
+    /// a NUL; returns the number stored. `from` and `count` are cut to the content. Leaves `pos` behind what was read,
+    /// and clears `res` and `eof`.
     /// A NIL `dst`, a `size` below 1, a negative `from` or `count` sets resCallError and returns 0.
     int ReadTxt(char* dst, int size, std::int32_t from, std::int32_t count);
 
@@ -742,8 +752,9 @@ class VFILE_API VFile {
     /// returns false, an empty pattern returns true; both change nothing else. Both halt ("VFile") on any thread but
     /// the owner's.
     ///
-    /// Cost: each byte of the content is read once, one virtual call each, whatever overlaps; a mismatch behind m
-    /// matched bytes costs up to m * m comparisons within the pattern, most often a few. Nothing is allocated.
+    /// Cost: each byte of the content is read once, whatever overlaps: by one virtual call each on an object of a
+    /// derived class, over whole blocks with the same outcome on a VFile itself. A mismatch behind m matched bytes
+    /// costs up to m * m comparisons within the pattern, most often a few. Nothing is allocated.
     /// @{
 
     /// Looks forward for the first match that starts at `at` or behind. Found: true, and `at` is just behind the match,
@@ -801,6 +812,7 @@ class VFILE_API VFile {
     BlkDesc* NewBlkPtr(BlkDesc* prev, BlkDesc* next, std::int16_t n);
     void DisposeBlkPtr(BlkDesc*& p);
     void DisposeBlkPtrList(BlkDesc*& p);
+    void ForgetPages();
     void RemoveBlk(BlkDesc* blk, std::int32_t at);
     void SpliceBehind(BlkDesc* blk, BlkDesc* p1, BlkDesc* p2, std::int32_t at);
     void DropIndex() const;
@@ -846,8 +858,8 @@ class VFILE_API VFile {
     // Lines (lines.cpp).
     unsigned char NextByte();
     unsigned char PrevByte();
-    unsigned char PrevEol();
-    unsigned char NextEol(char* dst, int room, int& stored);
+    std::int32_t PassText(char* dst, int room);
+    std::int32_t PassTextBack();
 
     // Saving (load_save.cpp).
     void WriteTo(HFile* f, FileHandle h, std::int32_t count);
@@ -900,10 +912,10 @@ class VFILE_API VFile {
 /// The objects stay exactly as they are: the bytes come through a cursor beside theirs, which also sees what has not
 /// left their buffers yet. Both must belong to the calling thread, else a halt ("VFile").
 ///
-/// Cost: == and != look at the lengths first. All read 1024 bytes of each side at a time, up to the first difference,
-/// and allocate nothing.
+/// Cost: == and != look at the lengths first. All go over 1024 bytes of each side at a time, up to the first
+/// difference, and allocate nothing.
 /// @{
-VFILE_API bool operator==(const VFile& a, const VFile& b);
+VFILE_API bool operator==(const VFile& a, const VFile& b); ///< what the sign says, of the two contents
 VFILE_API bool operator==(const VFile& v, const char* s);
 VFILE_API bool operator<(const VFile& a, const VFile& b);
 VFILE_API bool operator<(const VFile& v, const char* s);

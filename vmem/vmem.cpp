@@ -73,15 +73,17 @@ void VMem::Set(std::int32_t adr, const void* buf, std::int16_t len) {
 }
 
 // The bytes themselves, where a Get of them would copy from, with all that a Get does to the cache. The range lies in
-// one page and is not empty. Good until the next access to this VMem, whatever it is; NIL after a halt that came back.
+// one page and is not empty. Good until the next access to this VMem, whatever it is; zeros after a halt that came
+// back.
 const unsigned char* VMem::Peek(std::int32_t adr, std::int16_t len) {
+    static const unsigned char nothing[PageSize] = {};
     const CacheDesc* p = PageAtHand(adr, len);
     if (!p) {
         if (!OnOwnerThread()) HaltA("VMem", __LINE__);
-        if (!CheckAdr(adr, len)) return nullptr;
+        if (!CheckAdr(adr, len)) return nothing;
         p = FindPage(PageOf(adr));
     }
-    return p ? p->data + (adr & PageMask) : nullptr;
+    return p ? p->data + (adr & PageMask) : nothing;
 }
 
 // A transfer that halted and came back has moved the pages before the bad one, or nothing.

@@ -37,13 +37,11 @@ class VMemCheck;
 ///
 ///  - C1 cacheCount is the length of the list, which reads the same from both ends.
 ///  - C2 Every page of the list is in its own chain, no page address is there twice, and the chains hold nothing else.
-///  A
-///       slot that is not NIL points at a page of the list whose own slot it is.
+///       A slot that is not NIL points at a page of the list whose own slot it is.
 ///  - C3 cacheCount is at most maxCacheCount, but one page is always allowed; maxCacheCount is maxCacheKb in pages.
 ///  - C4 fileSize is a multiple of 1024, and 0 while there is no swap file.
 ///  - C5 A clean page below fileSize equals its bytes in the swap file; a clean page above is all zeros.
-///  - C6 Pages read ahead lie below fileSize and equal their bytes in the swap file (deep), and there are none while
-///  the
+///  - C6 Pages read ahead lie below fileSize and equal their bytes in the swap file (deep). There are none while the
 ///       cache is limited to less than 256 pages.
 ///  - C7 stamp falls from page to page toward the tail.
 ///  - A1 The classes 1 to 3 have the lengths 4, 5 and 1024, no two classes have the same length, a class above 3 has a
@@ -106,8 +104,8 @@ class VFILE_API VMem {
     /// swap file failed" (FindPage), and where it pushes out a dirty one with the halts of FlushCache. Pages before the
     /// bad one have been moved then.
     /// @{
-    void Get(std::int32_t adr, void* buf, std::int16_t len);
-    void Set(std::int32_t adr, const void* buf, std::int16_t len);
+    void Get(std::int32_t adr, void* buf, std::int16_t len);       ///< from the space to `buf`
+    void Set(std::int32_t adr, const void* buf, std::int16_t len); ///< from `buf` to the space
     /// @}
 
     /// @name Typed transfers
@@ -115,6 +113,8 @@ class VFILE_API VMem {
     /// own width, a pointer and a `long` in that of the host. A `long double` moves as a `double` of 8 bytes, and loses
     /// what that can't hold.
     /// @{
+
+    /// One value, in its own width.
     void Get(std::int32_t adr, char& value);
     void Get(std::int32_t adr, signed char& value);
     void Get(std::int32_t adr, unsigned char& value);

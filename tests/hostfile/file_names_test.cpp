@@ -2,58 +2,39 @@
 #include "hostfile/hostfile_support.h"
 
 #include <cstring>
+#include <sstream>
 
 namespace {
 
 TEST(FileNames, SplitAndBuildAreInverses) {
-    using Row = std::array<const char*, 5>;
-    const Row rows[] = {
-        {"C:\\a\\b.txt", "C:", "\\a\\", "b", ".txt"},
-        {"C:\\a\\b\\", "C:", "\\a\\b\\", "", ""},
-        {"C:\\a.b\\c", "C:", "\\a.b\\", "c", ""},
-        {"a/b.c.d", "", "a/", "b.c", ".d"},
-        {"C:x", "C:", "", "x", ""},
-        {".profile", "", "", "", ".profile"},
-        {"x.", "", "", "x", "."},
-        {"..", "", "", ".", "."},
-        {"/", "", "/", "", ""},
-        {"", "", "", "", ""},
-    };
-    for (const auto& [path, drive, dir, fname, ext] : rows) {
-        SCOPED_TRACE(path);
-        char drive1[3], dir1[256], fname1[256], ext1[256], path1[261], name1[261], dir2[261];
-        HFile::SplitName(drive1, dir1, fname1, ext1, path);
-        EXPECT_EQ((std::array<std::string, 4>{drive, dir, fname, ext}),
-                  (std::array<std::string, 4>{drive1, dir1, fname1, ext1}));
-        HFile::BuildName(path1, drive1, dir1, fname1, ext1);
-        EXPECT_STREQ(path, path1);
-        HFile::SplitName(dir2, name1, path);
-        HFile::BuildName(path1, dir2, name1);
-        EXPECT_STREQ(path, path1);
-        HFile::SplitName(dir2, path1, path1); // into the name's own buffer
-        EXPECT_STREQ(name1, path1);
-        std::strcpy(path1, path);
-        HFile::SplitName(path1, name1, path1);
-        EXPECT_STREQ(dir2, path1);
-        HFile::SplitName(nullptr, nullptr, nullptr, nullptr, path);
+    const std::string d(300, 'd');
+    for (const std::string row : {"C:|\\a\\|b|.txt", "C:|\\a\\b\\||", "C:|\\a.b\\|c|", "|a/|b.c|.d", "C:||x|",
+                                  "|||.profile", "||x|.", "||.|.", "|||"}) { // the parts; all together the name
+        std::string path, part[4];
+        std::istringstream parts(row);
+        for (std::string& p : part) std::getline(parts, p, '|'), path += p;
+        char drive[3], dir[256], fname[256], ext[256], own[261], name[261];
+        HFile::SplitName(drive, dir, fname, ext, path.c_str());
+        EXPECT_EQ(row, std::string(drive) + "|" + dir + "|" + fname + "|" + ext);
+        HFile::BuildName(own, drive, dir, fname, ext);
+        EXPECT_EQ(path, own);
+        HFile::SplitName(own, name, own); // into the name's own buffer
+        EXPECT_EQ(part[0] + part[1], own);
+        HFile::BuildName(own, own, name);
+        EXPECT_EQ(path, own);
     }
-    char built[261];
-    HFile::BuildName(built, "C", "a/b", "x", "txt");
-    EXPECT_STREQ("C:a/b\\x.txt", built);
-    HFile::BuildName(built, nullptr, "", "x", nullptr);
-    EXPECT_STREQ("x", built);
-}
-
-TEST(FileNames, OverlongPartsAreCutAtTheBuffersTheyAreMadeFor) {
-    const std::string path = "C:/" + std::string(300, 'd') + "/" + std::string(300, 'f') + "." + std::string(300, 'e');
-    std::vector<char> drive(3), dir(256), fname(256), ext(256), built(260), dir3(261), name3(261); // watched by size
-    HFile::SplitName(drive.data(), dir.data(), fname.data(), ext.data(), path.c_str());
-    EXPECT_EQ("/" + std::string(254, 'd'), dir.data());
-    HFile::BuildName(built.data(), drive.data(), dir.data(), fname.data(), ext.data());
-    EXPECT_EQ(259u, std::strlen(built.data()));
+    const std::string path = "C:/" + d + "/" + d + "." + d;
+    std::vector<char> dir(256), fname(256), ext(256), built(260), dir3(261), name3(261); // watched by size
+    HFile::SplitName(nullptr, dir.data(), fname.data(), ext.data(), path.c_str());
+    EXPECT_EQ("/" + d.substr(0, 254), dir.data());
+    HFile::BuildName(built.data(), "C", dir.data(), fname.data(), ext.data());
+    EXPECT_EQ(("C:/" + d.substr(0, 254) + "\\" + d).substr(0, 259), built.data());
     HFile::SplitName(dir3.data(), name3.data(), path.c_str());
-    EXPECT_EQ(260u, std::strlen(dir3.data()));
-    EXPECT_EQ(std::string(260, 'f'), name3.data());
+    EXPECT_EQ("C:/" + d.substr(0, 257) + d.substr(0, 260), std::string(dir3.data()) + name3.data());
+    HFile::BuildName(built.data(), "C", "a/b", "x", "txt");
+    EXPECT_STREQ("C:a/b\\x.txt", built.data());
+    HFile::BuildName(built.data(), nullptr, "", "x", nullptr);
+    EXPECT_STREQ("x", built.data());
 }
 
 TEST(FileNames, SeparatorsAndEquality) {
@@ -80,39 +61,33 @@ TEST(FileNames, FullNameOfAFileThatOpensAndOfNothingElse) {
     const TempDir dir;
     const auto old = fs::current_path();
     const std::string at = fs::canonical(dir.Path()).string();
-    fs::create_directories(dir.File("back\\slash/sub"));
-    fs::create_directory(dir.File("sub"));
-    fs::create_directory_symlink("sub", dir.File("way"));
-    fs::create_symlink("../f", dir.File("sub/link"));
-    fs::create_symlink("none", dir.File("dangling"));
-    dir.Write("f", "");
-    dir.Write("back\\slash/f", "");
-    ASSERT_EQ(0, mkfifo(dir.File("fifo").c_str(), 0600)); // with nobody at its other end
     fs::current_path(at);
+    fs::create_directories("back\\slash");
+    fs::create_directory("sub");
+    fs::create_directory_symlink("sub", "way");
+    fs::create_symlink("../f", "sub/link");
+    fs::create_symlink("none", "dangling");
+    const std::string longest = "sub/" + std::string(260 - at.size() - 5, 'n');
+    for (const std::string& name : {std::string("f"), std::string("back\\slash/f"), longest, longest + "n"})
+        dir.Write(name, "");
+    ASSERT_EQ(0, mkfifo("fifo", 0600)); // with nobody at its other end
     const std::pair<std::string, std::string> rows[] = {
         {"f", at + "/f"},
         {".\\sub/../f", at + "/f"},
         {"fifo", at + "/fifo"},
         {"/dev/null", "/dev/null"},
         {"way\\link", at + "/sub/link"}, // the directories resolved, the last component as given
-        {"none", ""},
-        {"dangling", ""},
-        {"sub", ""},
-        {"sub\\..", ""},
-        {"f/", ""},
-        {std::string(280, 'x'), ""},
-    };
-    for (const auto& [name, full] : rows) EXPECT_EQ(full.empty() ? name : full, Full(name));
-    const std::string longest = "sub/" + std::string(260 - at.size() - 5, 'n');
-    for (const std::string& name : {longest, longest + "n"}) {
-        dir.Write(name, "");
-        EXPECT_EQ(name == longest ? at + "/" + name : name, Full(name));
+        {longest, at + "/" + longest}};
+    for (const auto& [name, full] : rows) EXPECT_EQ(full, Full(name));
+    for (const std::string& name :
+         {longest + "n", std::string(280, 'x'), std::string("sub\\.."), std::string("dangling"), std::string("f/")}) {
+        EXPECT_EQ(name, Full(name));
     }
     fs::current_path("back\\slash");
     EXPECT_EQ("f", Full("f")); // its path could not be given back
     fs::current_path(at);
-    fs::permissions(at, fs::perms(0755));
-    fs::permissions("f", fs::perms(0));
+    chmod(".", 0755);
+    chmod("f", 0);
     EXPECT_TRUE(AsPlainUser([] { return Full("f") == "f" && HFile::Exists("f"); }));
     fs::current_path(old);
 }

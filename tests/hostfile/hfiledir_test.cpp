@@ -24,11 +24,12 @@ Names Scan(const std::string& pattern) {
 }
 
 TEST(HFileDir, PatternsMatchAsTheirRulesSay) {
-    const std::string longName(60, 'a');
+    const std::string many(60, 'a');
     const std::tuple<const char*, const char*, std::string> rows[] = {
         // pattern, names that match, names that don't
         {"*", "a a.b .hidden . ..", ""},
         {"*.*", "a a.b .hidden . .. a.b.c", ""},
+        {"*.", "a a. a.b.", "a.b .b a.b.c"},
         {"a.*", "a a. a.b a.b.c", "ab a1.b A.b"},
         {"*.txt", "a.txt .txt a.b.txt", "a.txt2 txt a.TXT"},
         {"?", "a", "ab . .a"},
@@ -37,13 +38,13 @@ TEST(HFileDir, PatternsMatchAsTheirRulesSay) {
         {"*b*c", "abc bc abbcc", "acb b"},
         {"[a]*", "[a] [a]b", "a"},
         {"a.b", "a.b", "a aXb a.b.c"},
-        {"*a*a*a*a*a*a*a*a*a*a*a*b", longName.c_str(), longName + "c"},
+        {"*a*a*a*a*a*a*a*a*a*a*a*b", "aaaaaaaaaaab", many}, // in a bearable time
     };
     for (const auto& [pattern, yes, no] : rows) {
         for (const bool match : {true, false}) {
             std::istringstream names(match ? yes : no);
             for (std::string name; names >> name;) {
-                EXPECT_EQ(match && name != longName, platform::MatchesPattern(name.c_str(), pattern)) << name;
+                EXPECT_EQ(match, platform::MatchesPattern(name.c_str(), pattern)) << pattern << " " << name;
             }
         }
     }
@@ -51,67 +52,44 @@ TEST(HFileDir, PatternsMatchAsTheirRulesSay) {
 
 TEST(HFileDir, FilesComeOutInFullAndTheRestAsJoined) {
     const TempDir dir;
-    const std::string at = fs::canonical(dir.Path()).string();
-    EXPECT_EQ((Names{at + "/.", at + "/.."}), Scan(at + "/*"));
-    const std::string longest(260 - at.size() - 1, 'l');
-    for (const std::string& name : {std::string("one.txt"), std::string(".hidden"), longest}) dir.Write(name, "");
-    dir.Write("back\\slash", ""); // can't be named
-    dir.Write(longest + "l", ""); // neither can this, with the directory in front
-    fs::create_directory(dir.File("sub"));
-    ASSERT_EQ(0, mkfifo(dir.File("fifo").c_str(), 0600));
-    EXPECT_EQ((Names{at + "/fifo", at + "/one.txt", at + "/.hidden", at + "/" + longest, at + "\\.", at + "\\..",
-                     at + "\\sub"}),
-              Scan(at + "\\*.*"));
-    EXPECT_EQ(Names{at + "/one.txt"}, Scan(at + "\\one.txt"));
     const auto old = fs::current_path();
+    const std::string at = fs::canonical(dir.Path()).string(), longest(260 - at.size() - 1, 'l');
     fs::current_path(at);
-    EXPECT_EQ(Names{at + "/one.txt"}, Scan("o*"));
-    EXPECT_EQ(Names{"sub"}, Scan("s*"));
+    EXPECT_EQ((Names{at + "/.", at + "/.."}), Scan(at + "/*"));
+    // The fourth can't be named, nor the last with the directory in front.
+    for (const std::string& name :
+         {std::string("one.txt"), std::string(".hidden"), longest, std::string("back\\slash"), longest + "l"}) {
+        dir.Write(name, "");
+    }
+    for (const char* name : {"sub", "c:"}) fs::create_directory(name);
+    ASSERT_EQ(0, mkfifo("fifo", 0600));
+    EXPECT_EQ((Names{at + "/fifo", at + "/one.txt", at + "/.hidden", at + "/" + longest, at + "\\.", at + "\\..",
+                     at + "\\sub", at + "\\c:"}),
+              Scan(at + "\\*.*"));
+    for (const char* none : {"c:*", "*.none", "none/*", "sub/", "sub/x*"}) EXPECT_EQ(Names{}, Scan(none)) << none;
+    EXPECT_EQ(Names{}, Scan(std::string(261, '*')));
+    for (const std::string& one : {std::string("o*"), at + "\\one.txt"}) EXPECT_EQ(Names{at + "/one.txt"}, Scan(one));
     EXPECT_EQ(Names{"./sub"}, Scan("./s*"));
     fs::current_path(old);
-    for (const std::string& none : {at + "/*.none", at + "/none/*", at + "/", at + "/" + std::string(260, '*')}) {
-        EXPECT_EQ(Names{}, Scan(none));
-    }
 }
 
 TEST(HFileDir, StatesFollowTheCalls) {
     const TempDir dir;
-    const std::string all = dir.Path() + "/*";
+    const std::string all = dir.Path() + "/*", late = dir.File("late");
     char name[261] = "old";
     HFileDir scan(all.c_str());
-    EXPECT_FALSE(scan.FindNext(nullptr)); // changes nothing, here and below
-    EXPECT_TRUE(scan.FindNext(name));
-    EXPECT_FALSE(scan.FindNext(nullptr));
-    EXPECT_EQ(1, scan.Count());
+    EXPECT_TRUE(!scan.FindNext(nullptr) && scan.FindNext(name) && !scan.FindNext(nullptr) && scan.Count() == 1);
     scan.Start(all.c_str()); // anew
-    EXPECT_EQ(0, scan.Count());
-    while (scan.FindNext(name)) {
-    }
-    dir.Write("late", "");
-    EXPECT_FALSE(scan.FindNext(name)); // the end stays the end
-    EXPECT_EQ(2, scan.Count());
-    scan.Stop();
-    scan.Stop();
-    EXPECT_EQ(0, scan.Count());
+    EXPECT_TRUE(scan.Count() == 0 && scan.FindNext(name) && scan.FindNext(name) && !scan.FindNext(name));
+    EXPECT_TRUE(!scan.FindFirst(name, late.c_str()) && scan.FindFirst(name, all.c_str()) && scan.FindNext(name));
     EXPECT_FALSE(scan.FindNext(name));
-    EXPECT_FALSE(scan.FindFirst(name, (dir.Path() + "/x").c_str()));
-    dir.Write("x", "");
-    EXPECT_FALSE(scan.FindNext(name)); // the pattern is gone
-    EXPECT_TRUE(scan.FindFirst(name, all.c_str()));
-    EXPECT_FALSE(scan.FindFirst(nullptr, all.c_str()));
-    EXPECT_FALSE(scan.FindNext(name)); // the scan was ended
-    EXPECT_FALSE(scan.FindFirst(name, nullptr));
-    EXPECT_STREQ("", name);
-}
-
-TEST(HFileDir, EachOfManyEntriesComesOutOnce) {
-    const TempDir dir;
-    for (int i = 0; i < 20000; ++i) {
-        ASSERT_EQ(0, mknod(dir.File("e" + std::to_string(i)).c_str(), S_IFREG | 0600, 0));
-    }
-    const Names names = Scan(dir.Path() + "/e*");
-    EXPECT_EQ(20000u, std::set<std::string>(names.begin(), names.end()).size());
-    EXPECT_EQ(20000u, names.size());
+    dir.Write("late", "");
+    EXPECT_TRUE(!scan.FindNext(name) && scan.Count() == 2); // the end stays the end
+    scan.Stop();
+    EXPECT_TRUE(!scan.FindNext(name) && scan.Count() == 0);
+    EXPECT_TRUE(!scan.FindFirst(name, (late + "r").c_str()) && (dir.Write("later", ""), !scan.FindNext(name)));
+    EXPECT_TRUE(scan.FindFirst(name, all.c_str()) && !scan.FindFirst(nullptr, all.c_str()) && !scan.FindNext(name));
+    EXPECT_TRUE(!scan.FindFirst(name, nullptr) && !*name);
 }
 
 } // namespace

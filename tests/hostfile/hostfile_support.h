@@ -16,22 +16,13 @@ inline Res CopyRes(const std::string& from, const std::string& to, bool overwrit
     return HFile::Copy(from.c_str(), to.c_str(), res, overwrite) == (res == resDone) ? res : -1;
 }
 
-inline Res RenameRes(const std::string& from, const std::string& to) {
-    int res = -1;
-    return HFile::Rename(from.c_str(), to.c_str(), res) == (res == resDone) ? res : -1;
-}
-
-inline struct stat StateOf(const std::string& name) {
-    struct stat st {};
-    lstat(name.c_str(), &st);
-    return st;
+inline unsigned ModeOf(const std::string& name) {
+    return static_cast<unsigned>(fs::status(name).permissions());
 }
 
 // True if `act` is, in a child that is a user without privileges.
 inline bool AsPlainUser(const std::function<bool()>& act) {
-    constexpr uid_t nobody = 65534;
     return halt_trap::TextOf([&] {
-               if (geteuid() == 0 && setresuid(nobody, nobody, nobody) != 0) return;
-               halt_trap::SendHome(act() ? "true" : "false");
+               if (geteuid() != 0 || seteuid(65534) == 0) halt_trap::SendHome(act() ? "true" : "false");
            }) == "true";
 }

@@ -18,38 +18,35 @@ TEST(TempFiles, BackupExtensionsFormOneSeries) {
         EXPECT_EQ(next != "-", HFile::GetNextBackupExt(ext.data())) << row;
         EXPECT_EQ(next != "-" ? next : input, ext.data());
     }
-    for (const char* start : {"", ".txt"}) {
-        char ext[8];
-        std::strcpy(ext, start);
-        int steps = 0;
-        while (HFile::GetNextBackupExt(ext)) ++steps;
-        EXPECT_EQ(100, steps) << start;
-    }
-}
-
-// In a child, as the environment is the process's.
-std::string TempDirOf(const char* tmp, const char* temp, const char* tmpdir, int size = 261) {
-    return halt_trap::TextOf([&] {
-        const std::pair<const char*, const char*> variables[] = {{"TMP", tmp}, {"TEMP", temp}, {"TMPDIR", tmpdir}};
-        for (const auto& [name, value] : variables) value ? setenv(name, value, 1) : unsetenv(name);
-        std::vector<char> dir(static_cast<std::size_t>(size));
-        HFile::GetTempDir(dir.data(), size);
-        halt_trap::SendHome(dir.data());
-    });
+    char ext[8] = ".txt";
+    int steps = 0;
+    while (HFile::GetNextBackupExt(ext)) ++steps;
+    EXPECT_EQ(100, steps);
 }
 
 TEST(TempFiles, TempDirFollowsTheEnvironment) {
     const TempDir dir;
-    const char* at = dir.Path().c_str();
-    EXPECT_EQ(dir.Path() + "\\", TempDirOf(at, "/", "/"));
-    EXPECT_EQ(dir.Path() + "\\", TempDirOf("/nonexistent", at, "/"));
-    EXPECT_EQ(dir.Path() + "\\", TempDirOf("", nullptr, at));
-    EXPECT_EQ("/var/tmp\\", TempDirOf(nullptr, nullptr, nullptr));
-    EXPECT_EQ("", TempDirOf(at, nullptr, nullptr, 1));
-    EXPECT_EQ(dir.Path().substr(0, 4), TempDirOf(at, nullptr, nullptr, 5));
-    std::string longDir = dir.Path();
-    for (int i = 0; i < 6; ++i) fs::create_directory(longDir += "/" + std::string(50, 'd'));
-    EXPECT_EQ(longDir.substr(0, 260), TempDirOf(longDir.c_str(), nullptr, nullptr));
+    const std::string at = dir.Path(), deep = at + std::string(300, '/');
+    const char* const here = at.c_str();
+    const std::tuple<const char*, const char*, const char*, std::size_t, std::string> rows[] = {
+        {here, "/", "/", 261, at + "\\"},
+        {"/none", here, "/", 261, at + "\\"},
+        {"", nullptr, here, 261, at + "\\"},
+        {nullptr, nullptr, nullptr, 261, "/var/tmp\\"},
+        {here, "", "", 5, at.substr(0, 4)},
+        {deep.c_str(), "", "", 261, deep.substr(0, 260)},
+        {here, "", "", 1, ""}};
+    for (const auto& row : rows) {
+        EXPECT_HALT(std::get<4>(row), { // in a child, as the environment is the process's
+            const auto& [tmp, temp, tmpdir, size, found] = row;
+            for (const auto& [name, value] : {std::pair{"TMP", tmp}, {"TEMP", temp}, {"TMPDIR", tmpdir}}) {
+                value ? setenv(name, value, 1) : unsetenv(name);
+            }
+            std::vector<char> buf(size);
+            HFile::GetTempDir(buf.data(), static_cast<int>(size));
+            halt_trap::SendHome(buf.data());
+        });
+    }
     EXPECT_ASSERT_HALT("HFile", HFile::GetTempDir(nullptr, 5));
     EXPECT_ASSERT_HALT("HFile", char c; HFile::GetTempDir(&c, 0));
 }
@@ -63,30 +60,25 @@ TEST(TempFiles, NamesAreBuiltFromTheirPartsAndTheFilesArePrivate) {
         {"", ".x", "", ".x"},
         {"b", "", "b", ""},
         {"c", ".", "c", "."},
-        {part.c_str(), part.c_str(), part.substr(0, 63), "." + part.substr(0, 62)},
-    };
-    for (const auto& [prefix, ext, head, tail] : rows) {
-        for (const bool seqWrite : {false, true}) {
-            HFile f;
+        {part.c_str(), part.c_str(), part.substr(0, 63), "." + part.substr(0, 62)}};
+    HFile files[sizeof rows / sizeof *rows][10]; // many within one tick of the clock
+    bool seqWrite = false;
+    for (auto& same : files) {
+        const auto& [prefix, ext, head, tail] = rows[&same - files];
+        for (HFile& f : same) {
             std::vector<char> name(396);
-            ASSERT_TRUE(HFile::CreateTempFile(f, name.data(), prefix, ext, dir.Path().c_str(), seqWrite));
+            ASSERT_TRUE(HFile::CreateTempFile(f, name.data(), prefix, ext, dir.Path().c_str(), seqWrite = !seqWrite));
             const std::string got = name.data();
             ASSERT_EQ(at + head, got.substr(0, at.size() + head.size()));
             const std::string number = got.substr(at.size() + head.size());
             EXPECT_EQ(std::to_string(std::stoi(number)) + tail, number);
-            EXPECT_EQ(0600u, StateOf(dir.File(got.substr(at.size()))).st_mode & 07777);
+            EXPECT_EQ(0600u, ModeOf(dir.File(got.substr(at.size())))); // the very file that the name says
             char c;
             f.ReadBytes(&c, 1);
             EXPECT_EQ(seqWrite ? resNoPermission : resDone, f.res);
-            EXPECT_TRUE(HFile::Remove(name.data())); // the very file that the name says
         }
     }
-    HFile files[50];
-    for (HFile& f : files) { // many within one tick of the clock
-        char name[396];
-        ASSERT_TRUE(HFile::CreateTempFile(f, name, nullptr, nullptr, dir.Path().c_str(), true));
-    }
-    EXPECT_EQ(50u, dir.Count());
+    EXPECT_EQ(10 * sizeof rows / sizeof *rows, dir.Count());
 }
 
 TEST(TempFiles, WhatNoOtherNumberMendsEndsAtOnce) {
@@ -95,20 +87,18 @@ TEST(TempFiles, WhatNoOtherNumberMendsEndsAtOnce) {
                                                 {dir.Write("f", ""), resIllegalPath},
                                                 {std::string(300, 'd'), resIllegalName},
                                                 {dir.Path(), resNoPermission}};
-    for (const auto& [where, code] : rows) {
-        const auto refused = [where = where, code = code] {
+    chmod(dir.Path().c_str(), 0555);
+    for (const auto& row : rows) {
+        EXPECT_TRUE(AsPlainUser([&row] {
             HFile file;
             char name[396];
-            return !HFile::CreateTempFile(file, name, nullptr, nullptr, where.c_str(), false) && file.res == code &&
-                   !file.IsOpen() && std::string(name).find(where.substr(0, 260)) == 0;
-        };
-        fs::permissions(dir.Path(), fs::perms(0555));
-        EXPECT_TRUE(AsPlainUser(refused)) << where;
+            return !HFile::CreateTempFile(file, name, nullptr, nullptr, row.first.c_str(), false) &&
+                   file.res == row.second && !file.IsOpen() && std::string(name).find(row.first.substr(0, 260)) == 0;
+        })) << row.first;
     }
-    fs::permissions(dir.Path(), fs::perms(0755));
+    chmod(dir.Path().c_str(), 0755);
     EXPECT_ASSERT_HALT("HFile", HFile file; HFile::CreateTempFile(file, nullptr, "", "", "", false));
-    EXPECT_ASSERT_HALT("HFile", HFile file(HandleOf(0)); char name[396];
-                       HFile::CreateTempFile(file, name, "", "", "", false));
+    EXPECT_ASSERT_HALT("HFile", HFile f(HandleOf(0)); char n[396]; HFile::CreateTempFile(f, n, "", "", "", false));
 }
 
 } // namespace

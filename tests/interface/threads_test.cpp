@@ -2,28 +2,17 @@
 #include "foundation/halt.h"
 #include "support/temp_dir.h"
 #include "support/vfile_support.h"
+#include "support/vmem_support.h"
 
 #include <atomic>
 #include <gtest/gtest.h>
 #include <random>
 #include <thread>
-#include <unistd.h>
 #include <vector>
 
 namespace {
 
 constexpr int ThreadCount = 4;
-
-// True if a descriptor of the process is a swap file that was made in `dir`.
-bool HasSwapFileIn(const std::string& dir) {
-    for (int fd = 3; fd < 256; ++fd) {
-        char name[4096];
-        const ssize_t n = readlink(("/proc/self/fd/" + std::to_string(fd)).c_str(), name, sizeof name);
-        const std::string target(name, n > 0 ? static_cast<std::size_t>(n) : 0);
-        if (target.find(dir + "/~vmem") == 0) return true;
-    }
-    return false;
-}
 
 void Edit(unsigned seed, std::int16_t cacheKb, const std::string& dir) {
     VFile::SetMaxCacheSize(cacheKb);
@@ -41,7 +30,9 @@ void Edit(unsigned seed, std::int16_t cacheKb, const std::string& dir) {
         ASSERT_EQ(static_cast<std::int32_t>(model.size()), f.Length());
     }
     ASSERT_TRUE(ContentOf(f) == model) << "seed " << seed;
-    EXPECT_TRUE(HasSwapFileIn(dir));
+    int here = 0;
+    for (const auto& swapFile : SwapFiles()) here += swapFile.second.find(dir + "/~vmem") == 0;
+    EXPECT_EQ(1, here);
     EXPECT_EQ(cacheKb, VFile::GetMaxCacheSize());
     EXPECT_EQ(dir, VFile::GetTempDir());
 }

@@ -10,16 +10,6 @@
 
 namespace {
 
-// The last error of an open in a child where the process may not do all; -1 if it opened.
-std::string OpenedIn(const std::function<void()>& prepare, const std::string& name, Access access) {
-    return InChild([&] {
-        prepare();
-        SetLastError(0);
-        const bool opened = OpenAs(name, Disposition::OpenExisting, access) != InvalidHandle;
-        return opened ? "opened" : std::to_string(GetLastError());
-    });
-}
-
 TEST(Errors, RefusedOpensTellWhy) {
     const TempDir dir;
     dir.Write("file", "x");
@@ -63,18 +53,16 @@ TEST(Errors, MissingRightsAndDescriptorsAreTold) {
     const std::string name = dir.Write("file", "x");
     chmod(dir.Path().c_str(), 0755);
     chmod(name.c_str(), 0444);
-    const auto nobody = [] {
-        if (geteuid() == 0 && seteuid(65534) != 0) _exit(1);
+    const auto opened = [&](Access access) {
+        return std::to_string(ErrorOf([&] { OpenAs(name, Disposition::OpenExisting, access); })) + " ";
     };
-    EXPECT_EQ("5", OpenedIn(nobody, name, Access::ReadWrite));
-    EXPECT_EQ("opened", OpenedIn(nobody, name, Access::Read));
-    const auto noDescriptors = [] {
-        const rlimit none{3, 3};
-        setrlimit(RLIMIT_NOFILE, &none);
-        while (dup(0) >= 0) {
-        }
-    };
-    EXPECT_EQ("4", OpenedIn(noDescriptors, name, Access::Read));
+    EXPECT_EQ("5 0 4 ", InChild([&] {
+                  if (geteuid() == 0 && seteuid(65534) != 0) _exit(1);
+                  const std::string byRights = opened(Access::ReadWrite) + opened(Access::Read);
+                  const rlimit none{3, 3};
+                  setrlimit(RLIMIT_NOFILE, &none);
+                  return byRights + opened(Access::Read);
+              }));
 }
 
 TEST(Errors, HandlesThatCantDoItTellWhy) {
@@ -82,9 +70,11 @@ TEST(Errors, HandlesThatCantDoItTellWhy) {
     const FileHandle readOnly = OpenAs(dir.Write("r", "abc"), Disposition::OpenExisting, Access::Read);
     const FileHandle writeOnly = OpenAs(dir.File("w"), Disposition::CreateNew, Access::Write);
     const FileHandle full = OpenAs("/dev/full");
-    int ends[2];
-    ASSERT_EQ(0, pipe(ends));
-    const FileHandle pipeEnd = HandleOf(ends[0]);
+    int ends[2], sockets[2];
+    ASSERT_EQ(0, pipe(ends) + socketpair(AF_UNIX, SOCK_STREAM, 0, sockets));
+    const FileHandle pipeEnd = HandleOf(ends[0]), limited = HandleOf(sockets[0]);
+    const timeval limit{0, 1000};
+    setsockopt(sockets[0], SOL_SOCKET, SO_RCVTIMEO, &limit, sizeof limit);
     const FileHandle closed = OpenAs(dir.File("closed"), Disposition::CreateNew);
     CloseFile(closed); // behind the others, so that its descriptor stays unused
     char b = 0;
@@ -101,6 +91,7 @@ TEST(Errors, HandlesThatCantDoItTellWhy) {
         {[&] { return WriteFile(readOnly, &b, 1) == -1; }, 5},
         {[&] { return !SetEndOfFile(readOnly); }, 5},
         {[&] { return ReadFile(writeOnly, &b, 1) == -1; }, 5},
+        {[&] { return ReadFile(limited, &b, 1) == -1; }, 54},
         {[&] { return WriteFile(full, &b, 1) == -1; }, 112},
         {[&] { return SeekFile(readOnly, -1, Origin::Begin) == -1; }, 87},
         {[&] { return SeekFile(pipeEnd, 0, Origin::Begin) == -1; }, 50},
@@ -109,7 +100,8 @@ TEST(Errors, HandlesThatCantDoItTellWhy) {
     for (const auto& row : rows) {
         EXPECT_EQ(row.second, ErrorOf([&] { EXPECT_TRUE(row.first()); })) << "row " << &row - rows;
     }
-    for (const FileHandle h : {readOnly, writeOnly, full, pipeEnd, HandleOf(ends[1])}) CloseFile(h);
+    for (const FileHandle h : {readOnly, writeOnly, full, pipeEnd, limited, HandleOf(ends[1]), HandleOf(sockets[1])})
+        CloseFile(h);
 }
 
 } // namespace

@@ -46,82 +46,64 @@ TEST(Files, DevicesAndPipesAreTakenAsTheyAre) {
     for (const FileHandle h : {null, again, fifo}) EXPECT_TRUE(CloseFile(h));
 }
 
-std::atomic<int> interruptions{0};
-
-// Lets a blocked transfer of the calling thread be interrupted again and again while `other` works the far end.
-class Interrupter {
-  public:
-    explicit Interrupter(const std::function<void()>& other) {
-        struct sigaction action {};
-        action.sa_handler = [](int) { ++interruptions; }; // and no SA_RESTART
-        sigaction(SIGUSR1, &action, &before);
-        const pthread_t target = pthread_self();
-        interruptions = 0;
-        helper = std::thread([this, target, other] {
-            while (interruptions < 5) Strike(target);
-            other();
-            while (!done) Strike(target);
-        });
-    }
-    ~Interrupter() {
-        done = true;
-        helper.join();
-        sigaction(SIGUSR1, &before, nullptr);
-    }
-
-  private:
-    void Strike(pthread_t target) {
-        usleep(2000);
-        if (!done) pthread_kill(target, SIGUSR1);
-    }
+// What `act` returns while its blocked transfer is interrupted again and again; from the fifth time on `other` works
+// the far end.
+std::int32_t Interrupted(const std::function<std::int32_t()>& act, const std::function<void()>& other) {
+    static std::atomic<int> interruptions;
+    interruptions = 0;
+    struct sigaction action {
+    }, before;
+    action.sa_handler = [](int) { ++interruptions; }; // and no SA_RESTART
+    sigaction(SIGUSR1, &action, &before);
     std::atomic<bool> done{false};
-    std::thread helper;
-    struct sigaction before;
-};
+    std::thread helper([&, target = pthread_self()] {
+        for (bool worked = false; !done; usleep(2000)) {
+            pthread_kill(target, SIGUSR1);
+            if (interruptions >= 5 && !worked) other(), worked = true;
+        }
+    });
+    const std::int32_t result = act();
+    done = true;
+    helper.join();
+    sigaction(SIGUSR1, &before, nullptr);
+    return result;
+}
 
 TEST(Files, TransfersGoOnAfterSignalsAndOnDescriptorsThatDontWait) {
     for (const int flags : {0, O_NONBLOCK}) {
         int ends[2];
         ASSERT_EQ(0, pipe2(ends, flags));
         char buf[8] = "";
-        {
-            const Interrupter interrupter([&] { EXPECT_EQ(3, write(ends[1], "abc", 3)); });
-            EXPECT_EQ(3, ReadFile(HandleOf(ends[0]), buf, sizeof buf));
-        }
+        EXPECT_EQ(3, Interrupted([&] { return ReadFile(HandleOf(ends[0]), buf, sizeof buf); },
+                                 [&] { EXPECT_EQ(3, write(ends[1], "abc", 3)); }));
         EXPECT_STREQ("abc", buf);
 
         const std::string much(1000000, 'm');
         std::string arrived;
-        {
-            const Interrupter interrupter([&] {
-                char piece[4096];
-                while (arrived.size() < much.size()) {
-                    const ssize_t n = read(ends[0], piece, sizeof piece);
-                    if (n == 0) break;
-                    if (n > 0) arrived.append(piece, static_cast<std::size_t>(n));
-                }
-            });
-            EXPECT_EQ(static_cast<int>(much.size()),
-                      WriteFile(HandleOf(ends[1]), much.data(), static_cast<std::uint32_t>(much.size())));
-            close(ends[1]);
-        }
+        const auto drain = [&] {
+            char piece[4096];
+            while (arrived.size() < much.size()) {
+                const ssize_t n = read(ends[0], piece, sizeof piece);
+                if (n > 0) arrived.append(piece, static_cast<std::size_t>(n));
+            }
+        };
+        EXPECT_EQ(1000000, Interrupted([&] { return WriteFile(HandleOf(ends[1]), much.data(), 1000000); }, drain));
         EXPECT_TRUE(arrived == much);
         close(ends[0]);
+        close(ends[1]);
     }
 }
 
 TEST(Files, WriteThatRunsOutOfRoomTellsWhatWentOut) {
     const TempDir dir;
-    EXPECT_EQ("1000 then -1 for 112, 1000 bytes", InChild([&] {
+    EXPECT_EQ("1000 -1 112 1000", InChild([&] {
                   signal(SIGXFSZ, SIG_IGN);
                   const rlimit limit{1000, 1000};
                   setrlimit(RLIMIT_FSIZE, &limit);
                   const FileHandle h = OpenAs(dir.File("f"), Disposition::CreateNew);
-                  const std::string bytes(1500, 'b');
-                  const auto first = WriteFile(h, bytes.data(), 1500);
-                  const auto second = WriteFile(h, bytes.data(), 1);
-                  return std::to_string(first) + " then " + std::to_string(second) + " for " +
-                         std::to_string(GetLastError()) + ", " + std::to_string(FileSize(h)) + " bytes";
+                  std::string told = std::to_string(WriteFile(h, std::string(1500, 'b').data(), 1500));
+                  told += " " + std::to_string(WriteFile(h, "b", 1)) + " " + std::to_string(GetLastError());
+                  return told + " " + std::to_string(FileSize(h));
               }));
 }
 

@@ -43,58 +43,48 @@ TEST(Sharing, LockFollowsTheFileAndNotItsName) {
     CloseFile(old);
 }
 
-// Runs a child that does `act` with what it has inherited and lives on until `meanwhile` is over.
+// A child that does `act` with what it has inherited, and then lives on until `meanwhile` is over.
 void WithChild(const std::function<void()>& act, const std::function<void()>& meanwhile) {
-    int go[2], ready[2];
-    ASSERT_EQ(0, pipe(go) + pipe(ready));
-    const pid_t child = fork();
+    int ready[2], go[2], status;
     char b = 0;
+    ASSERT_EQ(0, pipe(ready) + pipe(go));
+    const pid_t child = fork();
     if (child == 0) {
-        close(go[1]);
         act();
-        if (write(ready[1], "r", 1) != 1) _exit(1);
-        _exit(read(go[0], &b, 1) == 0 ? 0 : 1);
+        _exit(write(ready[1], "r", 1) == 1 && read(go[0], &b, 1) == 1 ? 0 : 1);
     }
     close(ready[1]);
     EXPECT_EQ(1, read(ready[0], &b, 1));
     meanwhile();
-    close(go[1]);
-    int status;
+    EXPECT_EQ(1, write(go[1], "g", 1));
     waitpid(child, &status, 0);
     EXPECT_EQ(0, status);
-    close(go[0]);
-    close(ready[0]);
+    for (const int fd : {ready[0], go[0], go[1]}) close(fd);
 }
 
-TEST(Sharing, CloseGivesTheLockBackThoughAForkedChildStillHasTheDescriptor) {
+TEST(Sharing, LockIsTheParentsWhateverAForkedChildDoesWithTheDescriptor) {
     const TempDir dir;
-    const FileHandle h = OpenAs(dir.Write("f", ""));
+    const std::string name = dir.Write("f", ""), other = dir.File("own");
+    FileHandle h = OpenAs(name);
     WithChild([] {},
               [&] {
-                  CloseFile(h);
-                  EXPECT_TRUE(Free(dir.File("f")));
+                  CloseFile(h); // though the child has it still
+                  EXPECT_TRUE(Free(name));
               });
-}
-
-TEST(Sharing, ForkedChildThatClosesWhatItInheritedTakesNoLockAway) {
-    const TempDir dir;
-    const FileHandle h = OpenAs(dir.Write("f", ""));
+    h = OpenAs(name);
     WithChild(
         [&] {
             CloseFile(h);
-            const FileHandle own = OpenAs(dir.File("own"), Disposition::CreateNew);
-            if (Free(dir.File("f")) || Free(dir.File("own"))) _exit(2);
-            if (InChild([&] { // a child of the child: neither lock is its own
-                    CloseFile(own);
-                    return std::string(Free(dir.File("own")) ? "lost" : "held");
-                }) != "held")
-                _exit(3);
+            const FileHandle own = OpenAs(other, Disposition::CreateNew);
+            if (Free(name) || Free(other)) _exit(2);
+            const auto grandchild = [&] { return CloseFile(own), std::string(Free(other) ? "lost" : "held"); };
+            if (InChild(grandchild) != "held") _exit(3);
             CloseFile(own);
-            if (!Free(dir.File("own"))) _exit(4);
+            if (!Free(other)) _exit(4);
         },
-        [&] { EXPECT_FALSE(Free(dir.File("f"))); });
+        [&] { EXPECT_FALSE(Free(name)); });
     CloseFile(h);
-    EXPECT_TRUE(Free(dir.File("f")));
+    EXPECT_TRUE(Free(name));
 }
 
 } // namespace

@@ -9,48 +9,37 @@ namespace {
 
 volatile std::sig_atomic_t signals = 0;
 
-sigset_t Mask() {
-    sigset_t mask;
-    pthread_sigmask(SIG_BLOCK, nullptr, &mask);
-    return mask;
+// Writes where nobody reads.
+void WriteInVain(bool toSocket = false) {
+    int ends[2]; // written at [1]
+    ASSERT_EQ(0, toSocket ? socketpair(AF_UNIX, SOCK_STREAM, 0, ends) : pipe(ends));
+    close(ends[0]);
+    EXPECT_EQ(109U, ErrorOf([&] { EXPECT_EQ(-1, WriteFile(HandleOf(ends[1]), "x", 1)); }));
+    close(ends[1]);
 }
 
 TEST(Sigpipe, HostsHandlerAndMaskSeeNothing) {
-    struct sigaction before;
     for (const auto handler : {SIG_DFL, SIG_IGN, sighandler_t([](int) { signals = signals + 1; })}) {
-        struct sigaction action {};
-        action.sa_handler = handler;
-        sigaction(SIGPIPE, &action, &before);
-        for (const bool isSocket : {false, true}) {
-            int ends[2]; // written at [1]
-            ASSERT_EQ(0, isSocket ? socketpair(AF_UNIX, SOCK_STREAM, 0, ends) : pipe(ends));
-            close(ends[0]);
-            EXPECT_EQ(109U, ErrorOf([&] { EXPECT_EQ(-1, WriteFile(HandleOf(ends[1]), "x", 1)); }));
-            close(ends[1]);
-        }
-        struct sigaction after;
-        sigaction(SIGPIPE, &before, &after);
-        EXPECT_EQ(handler, after.sa_handler);
-        const sigset_t mask = Mask();
+        const sighandler_t before = signal(SIGPIPE, handler);
+        WriteInVain();
+        WriteInVain(true);
+        EXPECT_EQ(handler, signal(SIGPIPE, before));
+        sigset_t mask;
+        pthread_sigmask(SIG_BLOCK, nullptr, &mask);
         EXPECT_EQ(0, sigismember(&mask, SIGPIPE));
     }
     EXPECT_EQ(0, signals);
 }
 
 TEST(Sigpipe, OneThatWaitsForTheHostStillDoes) {
-    sigset_t pipeOnly;
+    sigset_t pipeOnly, before;
     sigemptyset(&pipeOnly);
     sigaddset(&pipeOnly, SIGPIPE);
-    sigset_t before;
     pthread_sigmask(SIG_BLOCK, &pipeOnly, &before);
     const timespec noWait{0, 0};
     for (const bool waiting : {true, false}) {
         if (waiting) pthread_kill(pthread_self(), SIGPIPE);
-        int ends[2];
-        ASSERT_EQ(0, pipe(ends));
-        close(ends[0]);
-        EXPECT_EQ(-1, WriteFile(HandleOf(ends[1]), "x", 1));
-        close(ends[1]);
+        WriteInVain();
         EXPECT_EQ(waiting ? SIGPIPE : -1, sigtimedwait(&pipeOnly, nullptr, &noWait));
     }
     pthread_sigmask(SIG_SETMASK, &before, nullptr);

@@ -60,39 +60,33 @@ TEST(SwapFile, TransfersTellShortFromFailedFromUnreachable) {
     const TempDir dir;
     const FileHandle h = OpenSwapFile(dir.File("swap").c_str());
     bool seekFailed = true;
-    EXPECT_EQ(4, WriteAt(h, "abcd", 4, 0x7FFFFFFE, &seekFailed));
-    EXPECT_FALSE(seekFailed);
     char buf[8] = "";
+    EXPECT_TRUE(WriteAt(h, "abcd", 4, 0x7FFFFFFE, &seekFailed) == 4 && !seekFailed);
     EXPECT_EQ(3, ReadAt(h, buf, sizeof buf, 0x7FFFFFFF, &seekFailed)); // up to the end
     EXPECT_STREQ("bcd", buf);
     EXPECT_EQ(0, ReadAt(h, buf, 1, 0x80000002, &seekFailed));
-    EXPECT_EQ(-1, ReadAt(h, buf, 1, -1, &seekFailed));
-    EXPECT_TRUE(seekFailed);
-    EXPECT_EQ(-1, WriteAt(h, buf, 1, -1, &seekFailed));
-    EXPECT_TRUE(seekFailed);
+    EXPECT_TRUE(ReadAt(h, buf, 1, -1, &seekFailed) == -1 && seekFailed);
+    EXPECT_TRUE(WriteAt(h, buf, 1, -1, &seekFailed) == -1 && seekFailed);
     CloseFile(h);
-    EXPECT_EQ(6U, ErrorOf([&] { EXPECT_EQ(-1, WriteAt(h, buf, 1, 0, &seekFailed)); }));
-    EXPECT_FALSE(seekFailed);
+    EXPECT_EQ(6U, ErrorOf([&] { EXPECT_TRUE(WriteAt(h, buf, 1, 0, &seekFailed) == -1 && !seekFailed); }));
 }
 
 TEST(SwapFile, LastResortIsTheFirstUsableDirectory) {
     const TempDir dir;
+    const char* const path = dir.Path().c_str();
+    const std::size_t size = dir.Path().size();
     const std::tuple<const char*, std::size_t, std::string> rows[] = {
-        {dir.Path().c_str(), 260, dir.Path()},
-        {dir.Path().c_str(), dir.Path().size() + 1, dir.Path()},
-        {dir.Path().c_str(), dir.Path().size(), "/var/tmp"},
-        {"", 260, "/var/tmp"},
-        {"/no/such", 260, "/var/tmp"},
-        {nullptr, 260, "/var/tmp"}};
+        {path, 260, path},     {path, size + 1, path},        {path, size, "/var/tmp"},
+        {"", 260, "/var/tmp"}, {"/no/such", 260, "/var/tmp"}, {nullptr, 260, "/var/tmp"}};
     const char* const old = Environment("TMPDIR");
     const std::string before = old ? old : "";
     for (const auto& [tmpdir, maxLength, expected] : rows) {
         tmpdir ? setenv("TMPDIR", tmpdir, 1) : unsetenv("TMPDIR");
         EXPECT_EQ(expected, FallbackTempDir(maxLength));
+        EXPECT_EQ(tmpdir == path, DirectoryUsable(tmpdir));
     }
     old ? setenv("TMPDIR", before.c_str(), 1) : unsetenv("TMPDIR");
     EXPECT_TRUE(DirectoryUsable((dir.Path() + "\\.\\").c_str()));
-    for (const char* none : {static_cast<const char*>(nullptr), "", "/no/such"}) EXPECT_FALSE(DirectoryUsable(none));
 }
 
 } // namespace

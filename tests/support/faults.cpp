@@ -166,8 +166,8 @@ FAILING(Other, int, -1, rmdir, (const char* name), (name))
 FAILING(Other, int, -1, mkdir, (const char* name, mode_t mode), (name, mode))
 FAILING(Other, int, -1, mknod, (const char* name, mode_t mode, dev_t device), (name, mode, device))
 FAILING(Other, int, -1, symlink, (const char* to, const char* name), (to, name))
-FAILING(Rename, int, -1, rename, (const char* from, const char* to), (from, to))
-FAILING(Rename, int, -1, renameat2, (int d1, const char* from, int d2, const char* to, unsigned flags),
+FAILING(Other, int, -1, rename, (const char* from, const char* to), (from, to))
+FAILING(Other, int, -1, renameat2, (int d1, const char* from, int d2, const char* to, unsigned flags),
         (d1, from, d2, to, flags))
 FAILING(Other, int, -1, linkat, (int d1, const char* from, int d2, const char* to, int flags),
         (d1, from, d2, to, flags))
@@ -178,9 +178,13 @@ FAILING(Other, int, -1, fchmod, (int fd, mode_t mode), (fd, mode))
 FAILING(Other, int, -1, fchown, (int fd, uid_t user, gid_t group), (fd, user, group))
 FAILING(Other, int, -1, futimens, (int fd, const timespec* times), (fd, times))
 
-FAILING(Copy, ssize_t, -1, copy_file_range,
-        (int in, off64_t* inAt, int out, off64_t* outAt, std::size_t n, unsigned flags),
-        (in, inAt, out, outAt, n, flags))
+WRAPPED(ssize_t, copy_file_range, (int in, off64_t* inAt, int out, off64_t* outAt, std::size_t n, unsigned flags)) {
+    if (!Fails(Faults::Other) && !Faults::plainCopies) return __real_copy_file_range(in, inAt, out, outAt, n, flags);
+    if (Faults::plainCopies) errno = ENOSYS;
+    return -1;
+}
+
+bool Faults::plainCopies = false;
 
 namespace Faults {
 
@@ -244,9 +248,9 @@ void RunOnce(Faults::Kind kind, int n, int error, bool lasting, const std::funct
 
 } // namespace
 
-std::vector<std::string> ForEachFault(Faults::Kind kind, int error, const std::function<std::string(const Arm&)>& run,
-                                      bool lasting) {
-    std::vector<std::string> outcomes;
+std::set<std::string> ForEachFault(Faults::Kind kind, int error, const std::function<std::string(const Arm&)>& run,
+                                   bool lasting) {
+    std::set<std::string> outcomes;
     void* shared = mmap(nullptr, sizeof(bool), PROT_READ | PROT_WRITE, MAP_SHARED | MAP_ANONYMOUS, -1, 0);
     fired = static_cast<bool*>(shared);
     for (int n = 1;; ++n) {
@@ -256,7 +260,7 @@ std::vector<std::string> ForEachFault(Faults::Kind kind, int error, const std::f
             EXPECT_EQ("done", outcome) << "with nothing failing";
             break;
         }
-        outcomes.push_back(outcome);
+        outcomes.insert(outcome);
         if (n == 5000) {
             ADD_FAILURE() << "each run meets its failure: does something try again without end?";
             break;

@@ -13,20 +13,17 @@
 #include <functional>
 #include <set>
 #include <string>
-#include <vector>
 
 namespace Faults {
 
 enum Kind {
-    Heap,   // malloc, calloc, realloc, new (std::nothrow)
-    Open,   // open
-    Read,   // read, pread
-    Write,  // write, pwrite
-    Lock,   // flock
-    Copy,   // copy_file_range
-    Rename, // rename, renameat2
-    Other,  // every further system call of the library: close, lseek, ftruncate, stat, fsync, unlink, linkat, ...
-    System  // any of them but Heap
+    Heap,  // malloc, calloc, realloc, new (std::nothrow)
+    Open,  // open
+    Read,  // read, pread
+    Write, // write, pwrite
+    Lock,  // flock
+    Other, // every further system call of the library: close, lseek, ftruncate, stat, fsync, unlink, rename, ...
+    System // any of them but Heap
 };
 
 // From now on the n-th call of this kind on the calling thread fails with this errno (heap: ENOMEM always); only that
@@ -35,6 +32,8 @@ void FailNth(Kind kind, int n, int error, bool lasting = false);
 
 // From now on `count` bytes can still be written, by all files together, and then the disk is full.
 void DiskFullAfter(int count);
+
+extern bool plainCopies; // the system does not copy by itself, so that a copy reads and writes
 
 void Disarm();
 int Calls(Kind kind); // since FailNth or DiskFullAfter
@@ -46,13 +45,7 @@ bool Fired();
 using Arm = std::function<bool(const std::function<void()>&)>;
 
 // Gives `run`, in a child process each time, an Arm that fails the 1st, the 2nd, ... call, until no call is met; that
-// last run must return "done". The result has one outcome for each n: what `run` returned or the text of a halt, LEAK
-// behind it if memory of the library or a descriptor is left; "died" stands for any other end.
-std::vector<std::string> ForEachFault(Faults::Kind kind, int error, const std::function<std::string(const Arm&)>& run,
-                                      bool lasting = false);
-
-using Outcomes = std::set<std::string>; // the different ones
-
-inline Outcomes Different(const std::vector<std::string>& outcomes) {
-    return {outcomes.begin(), outcomes.end()};
-}
+// last run must return "done". The result are the different outcomes: what `run` returned or the text of a halt, with
+// " LEAK" added if memory of the library or a descriptor is left, and "died" for any other end.
+std::set<std::string> ForEachFault(Faults::Kind kind, int error, const std::function<std::string(const Arm&)>& run,
+                                   bool lasting = false);

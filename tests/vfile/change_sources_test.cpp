@@ -25,56 +25,6 @@ TEST(ReplaceCh, WorksInChunksEachWithItsHooks) {
     EXPECT_EQ(resCallError, f.res);
 }
 
-TEST(ReplaceTxt, TakesTheClampedRange) {
-    VFile src;
-    Put(src, 0, 0, Pattern(5000));
-    struct Case {
-        int at, oldLen, from, count, taken, cut;
-    };
-    const Case cases[] = {
-        {10, 0, 0, 20, 20, 0},         {10, 0, 4990, MaxLen, 10, 0},   {10, 5, 6000, 3, 0, 5},
-        {10, SameLen, 6000, 3, 0, 0},  {10, SameLen, 4995, 50, 5, 5},  {10, SameLen, 0, MaxLen, 5000, 1990},
-        {2500, 1, 100, 3000, 3000, 0}, {1000, 500, 1020, 10, 10, 500},
-    };
-    for (const Case& c : cases) {
-        VFile f;
-        Put(f, 0, 0, Pattern(2000, 3));
-        src.SetPos(1234);
-        src.eof = true;
-        f.ReplaceTxt(c.at, c.oldLen, src, c.from, c.count);
-        std::string model = Pattern(2000, 3);
-        const int at = c.at > 2000 ? 2000 : c.at;
-        model.replace(static_cast<std::size_t>(at), static_cast<std::size_t>(c.cut),
-                      Pattern(5000).substr(c.from > 5000 ? 5000 : static_cast<std::size_t>(c.from),
-                                           static_cast<std::size_t>(c.taken)));
-        EXPECT_TRUE(ContentOf(f) == model) << c.at << " " << c.from;
-        EXPECT_EQ(at + c.taken, f.GetPos());
-        EXPECT_TRUE(CheckVFile(f, stderr));
-        EXPECT_EQ(1234, src.GetPos());
-        EXPECT_TRUE(src.eof);
-    }
-    VFile f;
-    f.ReplaceTxt(0, 0, src, -1, 0);
-    EXPECT_EQ(resCallError, f.res);
-}
-
-TEST(ReplaceTxt, AnObjectCanBeItsOwnSource) {
-    for (const int n : {10, 600, 1024, 3000}) {
-        for (const int at : {0, n / 3, n}) {
-            VFile f;
-            std::string model = Pattern(n);
-            Put(f, 0, 0, model);
-            Put(f, n / 2, 1, "!"); // stands only in the buffer
-            model[static_cast<std::size_t>(n / 2)] = '!';
-            f.ReplaceTxt(at, n / 4, f, n / 5, n);
-            const std::string run = model.substr(static_cast<std::size_t>(n / 5));
-            model.replace(static_cast<std::size_t>(at), static_cast<std::size_t>(n / 4), run);
-            EXPECT_TRUE(ContentOf(f) == model) << n << " at " << at;
-            EXPECT_TRUE(CheckVFile(f, stderr));
-        }
-    }
-}
-
 class FromFile : public testing::TestWithParam<bool> { // true: through an HFile, else through its bare handle
   protected:
     void Replace(VFile& f, std::int32_t at, std::int32_t oldLen, std::int32_t count) {
@@ -153,15 +103,4 @@ TEST_P(FromFile, ReadErrorsArriveAsResults) {
         Replace(f, 0, 4, MaxLen);
         EXPECT_EQ(resNotDone, f.res);
     }
-}
-
-TEST(ReplaceFile, PipesGiveShortBlocks) {
-    int ends[2];
-    ASSERT_EQ(0, pipe(ends));
-    ASSERT_EQ(5, write(ends[1], "hello", 5));
-    close(ends[1]);
-    VFile f;
-    f.ReplaceFile(0, 0, HandleOf(ends[0]), MaxLen);
-    close(ends[0]);
-    EXPECT_EQ("hello", ContentOf(f));
 }

@@ -62,22 +62,6 @@ TEST(Change, LayoutsAreThoseOfTheThresholds) {
     }
 }
 
-TEST(Change, AppendedBytesFillBlocks) {
-    VFile f;
-    for (int i = 0; i < 2500; ++i) f.ReplaceBuf(MaxLen, 0, "x", 1);
-    EXPECT_EQ("1024 1024 *452", LayoutOf(f));
-}
-
-TEST(Change, ClampsPlaceAndOldLength) {
-    VFile f;
-    Put(f, 100, 7, "abcdef");  // beyond the end: appends
-    Put(f, 4, SameLen, "XYZ"); // overwrites what there is, and goes on
-    EXPECT_EQ("abcdXYZ", ContentOf(f));
-    Put(f, 5, MaxLen, "");
-    EXPECT_EQ("abcdX", ContentOf(f));
-    EXPECT_EQ(5, f.GetPos());
-}
-
 TEST(Change, RefusalsComeInOrderAndChangeNothing) {
     Watched f;
     Put(f, 0, 0, "text");

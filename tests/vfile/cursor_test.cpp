@@ -16,10 +16,9 @@ TEST(Cursor, NewObjectIsEmptyWithoutAPage) {
     EXPECT_TRUE(f.eof && b == 0);
     EXPECT_EQ(0, f.ReadBytes(nullptr, 0)); // asks for nothing, and gets it
     EXPECT_FALSE(f.eof);
-    EXPECT_EQ(0, f.ReadBytes(&b, 1));
-    EXPECT_TRUE(f.eof);
-    f.ReadPrevByte(b);
-    EXPECT_TRUE(f.eof);
+    EXPECT_EQ(0, f.ReadBytes(nullptr, 1));
+    EXPECT_EQ(0, f.ReadBytes(&b, -1));
+    EXPECT_TRUE(!f.eof && f.res == resCallError);
 }
 
 TEST(Cursor, PositionsAreClampedRefusedAndSummed) {
@@ -48,68 +47,6 @@ TEST(Cursor, PositionsAreClampedRefusedAndSummed) {
     f.Reset();
     EXPECT_EQ(resDone, f.res);
     EXPECT_TRUE(f.Bof());
-}
-
-TEST(Cursor, EofFollowsReadsAndNotPositions) {
-    VFile f;
-    Put(f, 0, 0, "ab");
-    unsigned char b;
-    f.SetPos(2);
-    EXPECT_TRUE(f.Eof() && !f.eof);
-    f.SetPos(1);
-    f.ReadByte(b);
-    EXPECT_TRUE(f.Eof() && !f.eof && b == 'b');
-    f.ReadByte(b);
-    EXPECT_TRUE(f.eof && b == 0);
-    f.ReadPrevByte(b);
-    EXPECT_TRUE(!f.eof && b == 'b' && f.GetPos() == 1);
-    char two[2];
-    EXPECT_EQ(1, f.ReadBytes(two, 2));
-    EXPECT_TRUE(f.eof);
-    EXPECT_EQ(0, f.ReadBytes(two, -1));
-    EXPECT_TRUE(f.eof && f.res == resCallError);
-    f.SetPos(0);
-    EXPECT_EQ(2, f.ReadBytes(two, 2)); // delivers its last byte, and has not run out
-    EXPECT_FALSE(f.eof);
-    f.res = resNotDone;
-    EXPECT_EQ(0, f.ReadBytes(nullptr, 1));
-    EXPECT_EQ(resCallError, f.res);
-}
-
-TEST(Cursor, ReadsCrossPartFullBlocksBothWays) {
-    VFile f;
-    std::string model;
-    for (int i = 0; i < 40; ++i) { // a chain of uneven blocks
-        const std::string piece = Pattern(700 + i * 13, i);
-        const int at = i * 311 % (static_cast<int>(model.size()) + 1);
-        Put(f, at, 0, piece);
-        model.insert(static_cast<std::size_t>(at), piece);
-        ASSERT_TRUE(CheckVFile(f, stderr));
-    }
-    std::string forward;
-    std::string backward;
-    unsigned char b;
-    for (f.SetPos(0), f.ReadByte(b); !f.eof; f.ReadByte(b)) forward += static_cast<char>(b);
-    for (f.SetPos(MaxLen), f.ReadPrevByte(b); !f.eof; f.ReadPrevByte(b)) backward.insert(0, 1, static_cast<char>(b));
-    EXPECT_TRUE(forward == model);
-    EXPECT_TRUE(backward == model);
-    EXPECT_TRUE(ContentOf(f) == model);
-    std::string bulk(model.size() + 10, '-');
-    f.SetPos(0);
-    EXPECT_EQ(static_cast<int>(model.size()), f.ReadBytes(bulk.data(), static_cast<int>(bulk.size())));
-    EXPECT_TRUE(bulk == model + "----------");
-}
-
-TEST(Cursor, FlushKeepsPlaceAndContent) {
-    VFile f;
-    f.Flush(); // nothing there yet
-    Put(f, 0, 0, "hello");
-    f.SetPos(2);
-    f.Flush();
-    EXPECT_EQ(2, f.GetPos());
-    EXPECT_EQ("hello", ContentOf(f));
-    Put(f, 2, 1, "L");
-    EXPECT_EQ("heLlo", ContentOf(f)); // seen though it stands only in the buffer
 }
 
 TEST(Cursor, OnlyTheOwnThreadMovesAndChanges) {

@@ -1,0 +1,104 @@
+// Lines and searches apart from their answers, which the random test compares with plain ones: the steps that a derived
+// object sees, refusals, letters outside ASCII.
+#include "support/call_recorder.h"
+#include "support/temp_dir.h"
+#include "support/vfile_support.h"
+
+#include <clocale>
+#include <functional>
+#include <gtest/gtest.h>
+
+TEST(VFileLinesAndSearch, ADerivedObjectSeesEachStep) {
+    CallRecorder f("a\r\nb\rc"), overlap("aabab"), word("cat");
+    char dst[10];
+    std::int32_t at = 0;
+    const std::pair<const char*, std::function<void()>> rows[] = {
+        {"SetPos 2; prev; SetPos 2; next; SetPos 2; prev; prev; prev; ", [&] { f.LineStart(2); }},
+        {"SetPos 5; prev; SetPos 5; next; ", [&] { f.LineStart(5); }},
+        {"SetPos 4; prev; prev; SetPos 3; next; next; next; ", [&] { f.LineEnd(4, true); }},
+        {"SetPos 6; prev; prev; SetPos 5; next; ", [&] { f.LineIndent(6); }},
+        {"SetPos 3; next; next; next; SetPos 5; ", [&] { f.SetPos(3), f.ReadLine(dst, 10); }},
+        {"SetPos 1; ReadBytes 3; ", [&] { f.ReadTxt(dst, 10, 1, 3); }},
+        {"SetPos 0; next; next; next; next; next; next; ", [&] { overlap.Find(at = 0, "abab", false, false); }},
+        {"SetPos 5; prev; prev; prev; prev; prev; ", [&] { overlap.FindBack(at, "abab", false, false); }},
+        {"SetPos 0; next; next; next; next; SetPos 3; next; SetPos 0; prev; ",
+         [&] { word.Find(at = 0, "cat", false, true); }},
+        {"SetPos 3; prev; prev; prev; prev; SetPos 0; prev; SetPos 3; next; ",
+         [&] { word.FindBack(at, "cat", false, true); }}};
+    for (const auto& [expected, act] : rows) {
+        f.calls = overlap.calls = word.calls = "";
+        act();
+        EXPECT_EQ(expected, f.calls + overlap.calls + word.calls);
+    }
+}
+
+// One whose reads skip bytes: the steps are counted, whatever they skip.
+TEST(VFileLinesAndSearch, StepsCountAndNotThePositions) {
+    class Skipping : public VFile {
+        void ReadByte(unsigned char& b) override { VFile::ReadByte(b), b == '-' ? VFile::ReadByte(b) : void(); }
+        void ReadPrevByte(unsigned char& b) override {
+            VFile::ReadPrevByte(b), b == '-' ? VFile::ReadPrevByte(b) : void();
+        }
+    } f;
+    f.Append("x\na-b-cd\nrest");
+    std::int32_t start, size, eolSize;
+    f.LineSize(8, start, size, eolSize); // back over d, c, b, a and the line end: 4 steps from 8
+    EXPECT_TRUE(start == 4 && size == 4 && eolSize == 1);
+}
+
+TEST(VFileLinesAndSearch, RefusalsLeaveAllAsItIs) {
+    VFile f("0123\r\n6789");
+    char dst[] = "untouched";
+    std::int32_t at = -1, out = 5;
+    const std::function<int()> refused[] = {[&] { return f.LineStart(-1); },
+                                            [&] { return f.LineEnd(-1, true); },
+                                            [&] { return f.LineIndent(-1); },
+                                            [&] { return f.LineSize(-1, out, out, out), out - 5; },
+                                            [&] { return f.ReadLine(nullptr, 5); },
+                                            [&] { return f.ReadLine(dst, 0); },
+                                            [&] { return f.ReadTxt(nullptr, 5, 0, 0); },
+                                            [&] { return f.ReadTxt(dst, 0, 0, 1); },
+                                            [&] { return f.ReadTxt(dst, 5, -1, 1); },
+                                            [&] { return f.ReadTxt(dst, 5, 0, -1); },
+                                            [&] { return f.Find(at, "", false, false); },
+                                            [&] { return f.FindBack(at, "0", false, false); }};
+    for (const auto& query : refused) {
+        f.SetPos(2);
+        f.eof = true;
+        EXPECT_TRUE(query() == 0 && f.res == resCallError && f.GetPos() == 2 && f.eof);
+    }
+    EXPECT_STREQ("untouched", dst);
+    EXPECT_TRUE(f.Find(at = 50, "", false, true) && f.FindBack(at, "", false, true) && at == 50);
+    EXPECT_TRUE(f.ReplaceGlobal("", "x", false, false) == 0 && f.res == resCallError && f.GetPos() == 2 && f.eof);
+
+    EXPECT_FALSE(f.Find(at, "9", false, false)); // beyond the end
+    EXPECT_TRUE(at == 51 && f.res == resDone && f.LineStart(100) == 6 && f.ReadTxt(dst, 5, 100, 1) == 0);
+    EXPECT_FALSE(f.Find(at = MaxLen, "9", false, false));
+    EXPECT_TRUE(f.FindBack(at, "9", false, false) && at == 9);
+
+    Watched w;
+    w << "one two one";
+    w.refusal = 99;
+    EXPECT_EQ(0, w.ReplaceGlobal("two", "2", false, false));
+    EXPECT_TRUE(w.res == 99 && w.GetPos() == 4 && w.Length() == 11);
+}
+
+// In this Turkish locale E9 folds to C9, FD to I, and i to DD.
+TEST(VFileLinesAndSearch, BytesOutsideAsciiNeverFold) {
+    const TempDir dir;
+    const std::string make =
+        "localedef -i tr_TR -f ISO-8859-9 " + dir.File("tr_TR.ISO-8859-9") + " 2>" + dir.File("log");
+    const bool made = std::system(make.c_str()) == 0;
+    setenv("LOCPATH", dir.Path().c_str(), 1);
+    VFile f("\xE9\x7F\xDD");
+    std::int32_t at = 0;
+    for (const char* locale : {"C", "tr_TR.ISO-8859-9"}) {
+        if (!std::setlocale(LC_ALL, locale)) continue;
+        for (const char* pattern : {"\xC9", "\xFF", "i"}) EXPECT_FALSE(f.Find(at = 0, pattern, true, false));
+        EXPECT_FALSE(VFile("I").Find(at = 0, "\xFD", true, false));
+    }
+    EXPECT_FALSE(made && f.Find(at = 0, "\x7F", false, true)); // between two letters of that locale
+    std::setlocale(LC_ALL, "C");
+    unsetenv("LOCPATH");
+    EXPECT_TRUE(f.Find(at = 0, "\x7F", false, true));
+}
