@@ -33,6 +33,22 @@ class VMemFaults : public testing::Test {
         }
         return right;
     }
+    // The same where pages are read and written together. What fails then is done again page by page.
+    std::string SpillTogether(const Arm& arm) const {
+        VMem vm;
+        vm.SetTempDir(dir.Path().c_str());
+        vm.SetMaxCacheSize(260); // 256 pages
+        std::int32_t adr = 0;
+        for (int i = 0; i < 400; ++i) vm.AllocPage(adr);
+        for (int i = 0; i < 256; ++i) vm.Set(i * 1024, i);
+        int wrong = 0;
+        arm([&] {
+            for (int i = 256; i < 400; ++i) vm.Set(i * 1024, i);
+            for (int i = 0, value = -1; i < 400; ++i) vm.Get(i * 1024, value), wrong += value != i;
+            vm.SetMaxCacheSize(32767);
+        });
+        return wrong == 0 ? "done" : "wrong";
+    }
     Outcomes Sweep(Faults::Kind kind, int error, bool lasting = false) const {
         const auto run = [this](const Arm& arm) {
             bool right = false;
@@ -60,6 +76,16 @@ TEST_F(VMemFaults, EachFailureHasItsHaltOrNone) {
     for (const auto kind : {Faults::Open, Faults::Read, Faults::Write, Faults::Lock}) {
         EXPECT_EQ(Outcomes{"done"}, Sweep(kind, EINTR));
     }
+}
+
+TEST_F(VMemFaults, PagesTogetherFailAsAlone) {
+    const auto run = [this](const Arm& arm) { return SpillTogether(arm); };
+    const std::string unread = "VMem, FindPage():\nreading from swap file failed";
+    EXPECT_EQ(Outcomes{"done"}, Different(ForEachFault(Faults::Heap, 0, run)));
+    EXPECT_EQ((Outcomes{diskFull, "done"}), Different(ForEachFault(Faults::Write, ENOSPC, run)));
+    EXPECT_EQ(Outcomes{diskFull}, Different(ForEachFault(Faults::Write, ENOSPC, run, true)));
+    EXPECT_EQ((Outcomes{unread, "done"}), Different(ForEachFault(Faults::Read, EIO, run)));
+    EXPECT_EQ(Outcomes{unread}, Different(ForEachFault(Faults::Read, EIO, run, true)));
 }
 
 TEST_F(VMemFaults, PageThatGoesOutInPartIsAFullDisk) {
