@@ -1,5 +1,5 @@
 // The block chain: an object's beginning and end, the making and freeing of blocks, the search for a position.
-#include "vfile/vfile.h"
+#include "vfile/vfile_inline.h"
 
 #include "foundation/halt.h"
 #include "foundation/number.h"
@@ -76,6 +76,8 @@ VFile::~VFile() {
     len = 0;
     flags = 0;
     DropIndex();
+    if (ThreadVFileCount() == 1)
+        ForgetPages(); // they go with the thread's VMem, which need not take them back one by one
     DisposeBlkPtrList(first);
     last = nullptr;
     cur = {nullptr, 0, 0};
@@ -86,10 +88,6 @@ VFile::~VFile() {
     owner = 0;
     vm = nullptr;
     LeaveThread();
-}
-
-bool VFile::OnOwnerThread() const {
-    return owner == platform::CurrentThreadId();
 }
 
 // A block always takes a whole page, however few bytes it will hold.
@@ -127,6 +125,10 @@ void VFile::DisposeBlkPtrList(BlkDesc*& p) {
         p = blk->next;
         DisposeBlkPtr(blk);
     }
+}
+
+void VFile::ForgetPages() {
+    for (BlkDesc* blk = first; blk; blk = blk->next) blk->adr = -1;
 }
 
 // Takes a block out of the object's chain and frees it. It must not be the only one. `at` is where the index has it.
@@ -185,7 +187,8 @@ void VFile::FindBlk(BlkRdr& rd, std::int32_t p, bool toPrev) const {
             StepBack(rd);
         } while (rd.ptr->len == 0 && HasRoom(rd.ptr->prev));
     }
-    rd.ix = Short(p - rd.start);
+    const std::int32_t ix = p - rd.start;
+    rd.ix = ix >= 0 && ix <= BlkSize ? static_cast<std::int16_t>(ix) : Short(ix); // which halts: the chain is broken
 }
 
 // The search for an inner block: from the nearest of the first block, `rd` and the last one if it is a few steps away,

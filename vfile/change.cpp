@@ -4,13 +4,13 @@
 // in a private chain p1..p2 of fresh blocks, the change is offered to PreChange, and only then the old bytes are cut
 // out and the private chain is spliced in. Whole blocks inside a cut are unlinked unread; bytes move in at most three
 // blocks.
-#include "vfile/vfile.h"
+#include "vfile/vfile_inline.h"
 
 #include "foundation/halt.h"
-#include "foundation/number.h"
 #include "vfile/block_index.h"
 #include "vmem/vmem.h"
 
+#include <algorithm>
 #include <cstring>
 
 // Refusals that all changes share. False, with `res` set, if the object takes no changes now.
@@ -25,8 +25,8 @@ bool VFile::MayChange() {
 
 // Brings a place and an old length into the content. False, with `res` set, if the content would become too long.
 bool VFile::ClampChange(std::int32_t& at, std::int32_t& oldLen, std::int32_t newLen) {
-    at = MinL(at, len);
-    oldLen = MinL(oldLen, len - at);
+    at = std::min<std::int32_t>(at, len);
+    oldLen = std::min<std::int32_t>(oldLen, len - at);
     if (len - oldLen <= MaxLen - newLen) return true;
     res = resTooLong;
     return false;
@@ -129,7 +129,7 @@ void VFile::DoChange(std::int32_t oldLen, const unsigned char* head, int headLen
 
     // Cut. Blocks that lie wholly in the cut go unread.
     if (oldLen > len / 4) DropIndex(); // cheaper made anew than taken apart
-    std::int32_t i = oldLen - MinL(oldLen, behind);
+    std::int32_t i = oldLen - std::min<std::int32_t>(oldLen, behind);
     while (blk->next && i >= blk->next->len) {
         i -= blk->next->len;
         RemoveBlk(blk->next, at);
@@ -190,13 +190,13 @@ void VFile::ReplaceBuf(std::int32_t at, std::int32_t oldLen, const void* src, in
         } else {
             // The source is read completely before the hook runs: the hook may well be its owner.
             unsigned char head[BlkSize];
-            const int headLen = Min(BlkSize - cur.ix, n);
+            const int headLen = std::min<std::int32_t>(BlkSize - cur.ix, n);
             if (headLen > 0) std::memcpy(head, src, static_cast<std::size_t>(headLen));
             BlkDesc* p1 = nullptr;
             BlkDesc* p2 = nullptr;
             const auto* from = static_cast<const unsigned char*>(src);
             for (int done = headLen, k; done < n; done += k) {
-                k = Min(n - done, BlkSize);
+                k = std::min<std::int32_t>(n - done, BlkSize);
                 AddPrivate(p1, p2, from + done, static_cast<std::int16_t>(k));
             }
             res = PreChange(at, oldLen, n);

@@ -1,12 +1,12 @@
 // Changes whose new bytes come from elsewhere than memory: one byte repeated, another VFile, a file. All but the first
 // stage the new bytes in a private chain before anything changes, so that a failing source leaves the content alone.
-#include "vfile/vfile.h"
+#include "vfile/vfile_inline.h"
 
 #include "foundation/halt.h"
-#include "foundation/number.h"
 #include "hostfile/hfile.h"
 #include "platform/file.h"
 
+#include <algorithm>
 #include <cstdlib>
 #include <cstring>
 
@@ -24,11 +24,11 @@ void VFile::ReplaceCh(std::int32_t at, std::int32_t oldLen, char ch, int count) 
         return;
     }
     char chunk[BlkSize];
-    const int filled = Min(count, BlkSize);
+    const int filled = std::min<std::int32_t>(count, BlkSize);
     std::memset(chunk, ch, static_cast<std::size_t>(filled));
     if (oldLen == SameLen) oldLen = count;
     while (count > 0) {
-        const int n = Min(count, filled);
+        const int n = std::min<std::int32_t>(count, filled);
         ReplaceBuf(at, oldLen, chunk, n);
         if (res != resDone) return;
         oldLen = 0;
@@ -50,8 +50,8 @@ void VFile::ReplaceTxt(std::int32_t at, std::int32_t oldLen, const VFile& src, s
         return;
     }
     if (!MayChange()) return;
-    srcPos = MinL(srcPos, src.len);
-    srcLen = MinL(srcLen, src.len - srcPos);
+    srcPos = std::min<std::int32_t>(srcPos, src.len);
+    srcLen = std::min<std::int32_t>(srcLen, src.len - srcPos);
     if (same) oldLen = srcLen;
     if (!ClampChange(at, oldLen, srcLen)) return;
 
@@ -69,7 +69,7 @@ void VFile::ReplaceTxt(std::int32_t at, std::int32_t oldLen, const VFile& src, s
             }
             ChangeInPlace(oldLen, head, srcLen);
         } else {
-            const int headLen = Min(BlkSize - cur.ix, srcLen);
+            const int headLen = std::min<std::int32_t>(BlkSize - cur.ix, srcLen);
             BlkDesc* p1 = nullptr;
             BlkDesc* p2 = nullptr;
             if (srcLen > 0) {
@@ -77,7 +77,7 @@ void VFile::ReplaceTxt(std::int32_t at, std::int32_t oldLen, const VFile& src, s
                 src.ReadBytesC(rd, head, headLen);
                 unsigned char bytes[BlkSize];
                 for (std::int32_t left = srcLen - headLen, k; left > 0; left -= k) {
-                    k = MinL(left, BlkSize);
+                    k = std::min<std::int32_t>(left, BlkSize);
                     src.ReadBytesC(rd, bytes, k);
                     AddPrivate(p1, p2, bytes, static_cast<std::int16_t>(k));
                 }
@@ -144,7 +144,7 @@ std::int32_t VFile::StageFile(BlkDesc*& p1, BlkDesc*& p2, HFile* f, FileHandle h
     unsigned char bytes[BlkSize];
     std::int32_t total = platform::IsOrdinaryFile(h) ? StageGathered(p1, p2, f, h, count) : 0;
     while (res == resDone && total < count) {
-        const std::int32_t k = MinL(count - total, BlkSize);
+        const std::int32_t k = std::min<std::int32_t>(count - total, BlkSize);
         std::int32_t got;
         if (f) {
             got = f->ReadBytes(bytes, k);
@@ -167,14 +167,14 @@ std::int32_t VFile::StageGathered(BlkDesc*& p1, BlkDesc*& p2, HFile* f, FileHand
     auto* bytes = static_cast<unsigned char*>(f && f->res != resDone ? nullptr : std::malloc(GatherSize));
     std::int32_t total = 0;
     while (bytes && total < count) {
-        const std::int32_t k = MinL(count - total, GatherSize);
+        const std::int32_t k = std::min<std::int32_t>(count - total, GatherSize);
         const std::int32_t got = platform::ReadFile(h, bytes, static_cast<std::uint32_t>(k));
         if (got < 0) res = GetFileRes();
         if (got < 0 && f) f->res = res;
         if (f) f->eof = got >= 0 && got < k;
         if (got <= 0) break;
         for (std::int32_t done = 0, n; done < got; done += n) {
-            n = MinL(got - done, BlkSize);
+            n = std::min<std::int32_t>(got - done, BlkSize);
             AddPrivate(p1, p2, bytes + done, static_cast<std::int16_t>(n));
         }
         total += got;

@@ -1,8 +1,7 @@
 // Comparison of whole contents, with one another and with strings, through a cursor beside the object's own.
-#include "vfile/vfile.h"
+#include "vfile/vfile_inline.h"
 
 #include "foundation/halt.h"
-#include "foundation/number.h"
 
 #include <algorithm>
 #include <cstring>
@@ -29,7 +28,7 @@ int VFile::Order(const VFile& a, const VFile& b, std::int32_t n) {
     unsigned char bytesOfA[BlkSize]; // a copy: what VMem lends lasts only until b's bytes are asked for
     int order = 0;
     while (n > 0 && order == 0) {
-        const int chunk = Min(n, BlkSize);
+        const int chunk = std::min<std::int32_t>(n, BlkSize);
         a.ReadBytesC(ra, bytesOfA, chunk);
         for (int done = 0, k; done < chunk && order == 0; done += k) {
             const unsigned char* bytesOfB = b.PieceC(rb, chunk - done, k);
@@ -65,7 +64,7 @@ bool operator==(const VFile& v, const char* s) {
 
 bool operator<(const VFile& a, const VFile& b) {
     VFile::TestOwners(a, b);
-    const int order = VFile::Order(a, b, MinL(a.len, b.len));
+    const int order = VFile::Order(a, b, std::min<std::int32_t>(a.len, b.len));
     return order < 0 || (order == 0 && a.len < b.len);
 }
 
@@ -78,7 +77,7 @@ bool operator<(const VFile& v, const char* s) {
 
 bool operator<=(const VFile& a, const VFile& b) {
     VFile::TestOwners(a, b);
-    const int order = VFile::Order(a, b, MinL(a.len, b.len));
+    const int order = VFile::Order(a, b, std::min<std::int32_t>(a.len, b.len));
     return order < 0 || (order == 0 && a.len <= b.len);
 }
 

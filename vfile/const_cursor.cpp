@@ -2,16 +2,16 @@
 #include "vfile/vfile.h"
 
 #include "foundation/halt.h"
-#include "foundation/number.h"
 #include "vmem/vmem.h"
 
+#include <algorithm>
 #include <cstring>
 
 // The cursor stays valid until the next change of the object.
 void VFile::SetPosC(BlkRdr& rd, std::int32_t p) const {
     if (p < 0) Halt("VFile", "SetPosC", "call error");
     rd = cur; // the nearest place that is known
-    FindBlk(rd, MinL(p, len), false);
+    FindBlk(rd, std::min<std::int32_t>(p, len), false);
 }
 
 // Goes to the block that holds the byte at the cursor; there is one.
@@ -40,7 +40,7 @@ void VFile::ReadBytesC(BlkRdr& rd, void* dst, int n) const {
     auto* to = static_cast<unsigned char*>(dst);
     while (n > 0) {
         EnterBlkAheadC(rd, "ReadBytesC");
-        const auto k = static_cast<std::int16_t>(Min(n, rd.ptr->len - rd.ix));
+        const auto k = static_cast<std::int16_t>(std::min<std::int32_t>(n, rd.ptr->len - rd.ix));
         if (rd.ptr == cur.ptr && bufLoaded) {
             std::memmove(to, buf + rd.ix, static_cast<std::size_t>(k));
         } else {
@@ -56,7 +56,7 @@ void VFile::ReadBytesC(BlkRdr& rd, void* dst, int n) const {
 // of VMem. There are n bytes.
 const unsigned char* VFile::PieceC(BlkRdr& rd, int n, int& k) const {
     EnterBlkAheadC(rd, "ReadBytesC");
-    k = Min(n, rd.ptr->len - rd.ix);
+    k = std::min<std::int32_t>(n, rd.ptr->len - rd.ix);
     const bool inBuf = rd.ptr == cur.ptr && bufLoaded;
     const unsigned char* bytes = inBuf ? buf + rd.ix : vm->Peek(rd.ptr->adr + rd.ix, static_cast<std::int16_t>(k));
     rd.ix = static_cast<std::int16_t>(rd.ix + k);

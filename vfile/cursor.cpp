@@ -1,11 +1,11 @@
 // The cursor: queries, positioning, reading, and the one block buffer.
-#include "vfile/vfile.h"
+#include "vfile/vfile_inline.h"
 
 #include "foundation/halt.h"
-#include "foundation/number.h"
 #include "vfile/block_index.h"
 #include "vmem/vmem.h"
 
+#include <algorithm>
 #include <cstdlib>
 #include <cstring>
 
@@ -31,12 +31,18 @@ void VFile::SetPos(std::int32_t p) {
         res = resCallError;
         return;
     }
-    PlaceAt(MinL(p, len));
+    PlaceAt(std::min<std::int32_t>(p, len));
     res = resDone;
     eof = false;
 }
 
+// Moves the cursor, and nothing else. Within the current block, where most moves end, there is nothing to leave.
 void VFile::PlaceAt(std::int32_t p) {
+    if (p >= cur.start && p - cur.start < cur.ptr->len) {
+        cur.ix = static_cast<std::int16_t>(p - cur.start);
+        pos = p;
+        return;
+    }
     const BlkRdr left = cur;
     FindBlk(cur, p, false);
     if (cur.ptr != left.ptr) LeaveBlk(left);
@@ -80,23 +86,9 @@ void VFile::LeaveBlk(const BlkRdr& left) {
     }
 }
 
-// True for an object whose class overrides nothing, because it is VFile itself: then nobody sees the single steps of an
-// operation, and it may go over whole blocks. The first word of an object is its table's address.
-bool VFile::IsPlain() const {
-    const void* table;
-    std::memcpy(&table, static_cast<const void*>(this), sizeof table);
-    return table == plainTable;
-}
-
 // The bytes of the current block, which has some, wherever the newest of them are. Good until the next call of VMem.
 const unsigned char* VFile::BytesOfCur() const {
     return bufLoaded ? buf : vm->Peek(cur.ptr->adr, cur.ptr->len);
-}
-
-// Moves the cursor within its block, or to its end.
-void VFile::Advance(int k) {
-    cur.ix = static_cast<std::int16_t>(cur.ix + k);
-    pos += k;
 }
 
 // Goes to the block that holds the byte at the cursor. False, and at the end of the last block, if there is none.
@@ -191,7 +183,7 @@ int VFile::ReadBytes(void* dst, int n) {
             eof = true;
             return done;
         }
-        const auto k = static_cast<std::int16_t>(Min(n - done, cur.ptr->len - cur.ix));
+        const auto k = static_cast<std::int16_t>(std::min<std::int32_t>(n - done, cur.ptr->len - cur.ix));
         if (bufLoaded) {
             std::memcpy(to + done, buf + cur.ix, static_cast<std::size_t>(k));
         } else {

@@ -1,5 +1,5 @@
 // The flag word, the kind number, the hooks' defaults, and the empty diagnostics.
-#include "vfile/vfile.h"
+#include "vfile/vfile_inline.h"
 
 #include "foundation/halt.h"
 

@@ -1,9 +1,8 @@
 // Lines, found by reading around a position, and reads of lines and stretches of text into a buffer.
-#include "vfile/vfile.h"
+#include "vfile/vfile_inline.h"
 
 #include "foundation/byte_scan.h"
 #include "foundation/halt.h"
-#include "foundation/number.h"
 
 #include <algorithm>
 #include <cstring>
@@ -85,7 +84,7 @@ std::int32_t VFile::LineStart(std::int32_t p) {
         res = resCallError;
         return 0;
     }
-    p = MinL(p, len);
+    p = std::min<std::int32_t>(p, len);
     if (p == 0) return 0;
 
     SetPos(p);
@@ -177,7 +176,7 @@ int VFile::ReadLine(char* dst, int size) {
     const int room = size - 1;
     int stored = 0;
     for (;;) {
-        stored += Min(PassText(dst + stored, room - stored), room - stored);
+        stored += std::min<std::int32_t>(PassText(dst + stored, room - stored), room - stored);
         const unsigned char c = NextByte();
         if (eof || c == Lf) break;
         if (c == Cr) {
@@ -197,10 +196,10 @@ int VFile::ReadTxt(char* dst, int size, std::int32_t from, std::int32_t count) {
         res = resCallError;
         return 0;
     }
-    from = MinL(from, len);
-    count = MinL(count, len - from);
+    from = std::min<std::int32_t>(from, len);
+    count = std::min<std::int32_t>(count, len - from);
     SetPos(from);
-    const int stored = ReadBytes(dst, Min(count, size - 1));
+    const int stored = ReadBytes(dst, std::min<std::int32_t>(count, size - 1));
     dst[stored] = '\0';
     return stored;
 }

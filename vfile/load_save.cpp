@@ -1,11 +1,11 @@
 // Whole files in and out: named files are opened, moved in pieces of 1024 bytes, and closed within one call.
-#include "vfile/vfile.h"
+#include "vfile/vfile_inline.h"
 
 #include "foundation/halt.h"
-#include "foundation/number.h"
 #include "hostfile/hfile.h"
 #include "platform/file.h"
 
+#include <algorithm>
 #include <cstdlib>
 
 namespace {
@@ -74,12 +74,12 @@ void VFile::WriteTo(HFile* f, FileHandle h, std::int32_t count) {
         res = resCallError;
         return;
     }
-    count = MinL(count, len - pos);
+    count = std::min<std::int32_t>(count, len - pos);
     if (IsPlain() && count > BlkSize && platform::IsOrdinaryFile(h)) count -= WriteGathered(f, h, count);
     if (res != resDone) return;
     unsigned char bytes[BlkSize];
     while (count > 0) {
-        const int want = MinL(count, BlkSize);
+        const int want = std::min<std::int32_t>(count, BlkSize);
         const int got = ReadBytes(bytes, want);
         if (got <= 0 || got > want) { // a derived class's ReadBytes that gives nothing, or tells of more than fits
             if (res == resDone) res = resNotDone;
@@ -97,14 +97,14 @@ std::int32_t VFile::WriteGathered(HFile* f, FileHandle h, std::int32_t count) {
     std::int32_t done = 0;
     while (bytes && done < count) {
         const std::int32_t start = pos;
-        const int n = ReadBytes(bytes, MinL(count - done, GatherSize));
+        const int n = ReadBytes(bytes, std::min<std::int32_t>(count - done, GatherSize));
         const std::int32_t moved = platform::WriteFile(h, bytes, static_cast<std::uint32_t>(n));
-        done += MaxL(0, moved);
+        done += std::max<std::int32_t>(0, moved);
         if (moved == n) continue;
-        const std::int32_t whole = MaxL(0, moved) / BlkSize * BlkSize; // pieces that went out whole
-        res = moved > whole ? resDiskFull : GetFileRes();              // and the next one, in part or not at all
+        const std::int32_t whole = std::max<std::int32_t>(0, moved) / BlkSize * BlkSize; // pieces that went out whole
+        res = moved > whole ? resDiskFull : GetFileRes(); // and the next one, in part or not at all
         if (f) f->res = res;
-        PlaceAt(MinL(start + whole + BlkSize, start + n));
+        PlaceAt(std::min<std::int32_t>(start + whole + BlkSize, start + n));
         break;
     }
     std::free(bytes);

@@ -7,7 +7,7 @@
 //     pattern  a b c a b d         matched 5, then c instead of d
 //     content  a b c a b c a b d   shift 3: "ab" stays matched, and the same c is compared with the pattern's c
 //              . . . ^ ^
-#include "vfile/vfile.h"
+#include "vfile/vfile_inline.h"
 
 #include "foundation/byte_scan.h"
 #include "foundation/halt.h"

@@ -812,6 +812,7 @@ class VFILE_API VFile {
     BlkDesc* NewBlkPtr(BlkDesc* prev, BlkDesc* next, std::int16_t n);
     void DisposeBlkPtr(BlkDesc*& p);
     void DisposeBlkPtrList(BlkDesc*& p);
+    void ForgetPages();
     void RemoveBlk(BlkDesc* blk, std::int32_t at);
     void SpliceBehind(BlkDesc* blk, BlkDesc* p1, BlkDesc* p2, std::int32_t at);
     void DropIndex() const;

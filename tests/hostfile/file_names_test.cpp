@@ -2,47 +2,39 @@
 #include "hostfile/hostfile_support.h"
 
 #include <cstring>
+#include <sstream>
 
 namespace {
 
 TEST(FileNames, SplitAndBuildAreInverses) {
     const std::string d(300, 'd');
-    const std::array<std::string, 5> rows[] = {
-        {"C:\\a\\b.txt", "C:", "\\a\\", "b", ".txt"},
-        {"C:\\a\\b\\", "C:", "\\a\\b\\", "", ""},
-        {"C:\\a.b\\c", "C:", "\\a.b\\", "c", ""},
-        {"a/b.c.d", "", "a/", "b.c", ".d"},
-        {"C:x", "C:", "", "x", ""},
-        {".profile", "", "", "", ".profile"},
-        {"x.", "", "", "x", "."},
-        {"..", "", "", ".", "."},
-        {"", "", "", "", ""},
-        {"C:/" + d + "/" + d + "." + d, "C:", "/" + d.substr(0, 254), d.substr(0, 255), "." + d.substr(0, 254)}, // cut
-    };
-    for (const auto& [path, drive, dir, fname, ext] : rows) {
-        SCOPED_TRACE(path);
-        std::vector<char> a(3), b(256), c(256), e(256), built(260), dir2(261), name2(261),
-            own(path.size() + 1); // watched
-        HFile::SplitName(a.data(), b.data(), c.data(), e.data(), path.c_str());
-        EXPECT_EQ((std::array<std::string, 4>{drive, dir, fname, ext}),
-                  (std::array<std::string, 4>{a.data(), b.data(), c.data(), e.data()}));
-        HFile::BuildName(built.data(), a.data(), b.data(), c.data(), e.data());
-        EXPECT_EQ((drive + dir + (path.size() > 260 ? "\\" : "") + fname + ext).substr(0, 259), built.data());
-        HFile::SplitName(dir2.data(), name2.data(), path.c_str());
-        EXPECT_EQ(path.size() > 260 ? "C:/" + d.substr(0, 257) : drive + dir, dir2.data());
-        std::strcpy(own.data(), path.c_str());
-        HFile::SplitName(built.data(), own.data(), own.data()); // into the name's own buffer
-        EXPECT_STREQ(name2.data(), own.data());
-        HFile::SplitName(nullptr, nullptr, nullptr, nullptr, path.c_str());
-        if (path.size() > 260) continue;
-        HFile::BuildName(dir2.data(), dir2.data(), name2.data());
-        EXPECT_EQ(path, dir2.data());
+    for (const std::string row : {"C:|\\a\\|b|.txt", "C:|\\a\\b\\||", "C:|\\a.b\\|c|", "|a/|b.c|.d", "C:||x|",
+                                  "|||.profile", "||x|.", "||.|.", "|||"}) { // the parts; all together the name
+        std::string path, part[4];
+        std::istringstream parts(row);
+        for (std::string& p : part) std::getline(parts, p, '|'), path += p;
+        char drive[3], dir[256], fname[256], ext[256], own[261], name[261];
+        HFile::SplitName(drive, dir, fname, ext, path.c_str());
+        EXPECT_EQ(row, std::string(drive) + "|" + dir + "|" + fname + "|" + ext);
+        HFile::BuildName(own, drive, dir, fname, ext);
+        EXPECT_EQ(path, own);
+        HFile::SplitName(own, name, own); // into the name's own buffer
+        EXPECT_EQ(part[0] + part[1], own);
+        HFile::BuildName(own, own, name);
+        EXPECT_EQ(path, own);
     }
-    char built[261];
-    HFile::BuildName(built, "C", "a/b", "x", "txt");
-    EXPECT_STREQ("C:a/b\\x.txt", built);
-    HFile::BuildName(built, nullptr, "", "x", nullptr);
-    EXPECT_STREQ("x", built);
+    const std::string path = "C:/" + d + "/" + d + "." + d;
+    std::vector<char> dir(256), fname(256), ext(256), built(260), dir3(261), name3(261); // watched by size
+    HFile::SplitName(nullptr, dir.data(), fname.data(), ext.data(), path.c_str());
+    EXPECT_EQ("/" + d.substr(0, 254), dir.data());
+    HFile::BuildName(built.data(), "C", dir.data(), fname.data(), ext.data());
+    EXPECT_EQ(("C:/" + d.substr(0, 254) + "\\" + d).substr(0, 259), built.data());
+    HFile::SplitName(dir3.data(), name3.data(), path.c_str());
+    EXPECT_EQ("C:/" + d.substr(0, 257) + d.substr(0, 260), std::string(dir3.data()) + name3.data());
+    HFile::BuildName(built.data(), "C", "a/b", "x", "txt");
+    EXPECT_STREQ("C:a/b\\x.txt", built.data());
+    HFile::BuildName(built.data(), nullptr, "", "x", nullptr);
+    EXPECT_STREQ("x", built.data());
 }
 
 TEST(FileNames, SeparatorsAndEquality) {
@@ -85,8 +77,7 @@ TEST(FileNames, FullNameOfAFileThatOpensAndOfNothingElse) {
         {"fifo", at + "/fifo"},
         {"/dev/null", "/dev/null"},
         {"way\\link", at + "/sub/link"}, // the directories resolved, the last component as given
-        {longest, at + "/" + longest},
-    };
+        {longest, at + "/" + longest}};
     for (const auto& [name, full] : rows) EXPECT_EQ(full, Full(name));
     for (const std::string& name :
          {longest + "n", std::string(280, 'x'), std::string("sub\\.."), std::string("dangling"), std::string("f/")}) {

@@ -1,6 +1,8 @@
 // HFile: the file system. Ways that not every file system has: file_system_ways_test.cpp.
 #include "hostfile/hostfile_support.h"
 
+#include <sstream>
+
 namespace {
 
 TEST(FileSystem, AttributesOfWhatIsThereAndWhatIsNot) {
@@ -54,32 +56,21 @@ TEST(FileSystem, CopyFollowsLinksAndRefusesWithTheReason) {
     ASSERT_TRUE(reader.OpenSeqRead(dir.File("held").c_str()));
     ASSERT_TRUE(writer.Create(dir.File("written").c_str(), false));
     const std::size_t before = dir.Count();
-    const struct {
-        std::string from, to;
-        bool overwrite;
-        Res res;
-    } rows[] = {
-        {"none", "new", false, resNotFound},
-        {"no/x", "new", false, resIllegalPath},
-        {"from", "no/new", true, resIllegalPath},
-        {"from", "loop", true, resIllegalPath},
-        {"from", "held", false, resAlreadyExists},
-        {"from", "held", true, resNoPermission},
-        {"written", "new", false, resNoPermission},
-        {"sub", "new", true, resNoPermission},
-        {"from", "sub", true, resNoPermission},
-        {"fifo", "new", true, resNoPermission},
-        {"from", "fifo", true, resNoPermission},
-        {"from", "from", false, resAlreadyExists},
-        {"from", "sub\\..\\from", true, resNoPermission},
-        {"from", "hard", true, resNoPermission},
-        {"from", "soft", true, resNoPermission},
-        {"soft", "from", true, resNoPermission},
-        {"from", "to-missing", false, resAlreadyExists},
-        {"from", std::string(9000, 'x'), true, resIllegalName},
-    };
-    for (const auto& row : rows) {
-        EXPECT_EQ(row.res, CopyRes(dir.File(row.from), dir.File(row.to), row.overwrite)) << row.from << " " << row.to;
+    const std::tuple<Res, bool, std::string> rows[] = {
+        // what comes of it, `overwrite`, and each from and to
+        {resNotFound, false, "none new"},
+        {resIllegalPath, false, "no/x new"},
+        {resIllegalPath, true, "from no/new from loop"},
+        {resIllegalName, true, "from " + std::string(9000, 'x')},
+        {resAlreadyExists, false, "from held from from from to-missing"},
+        {resNoPermission, false, "written new"},
+        {resNoPermission, true,
+         "from held sub new from sub fifo new from fifo from sub\\..\\from from hard from soft soft from"}};
+    for (const auto& [res, overwrite, names] : rows) {
+        std::istringstream pairs(names);
+        for (std::string from, to; pairs >> from >> to;) {
+            EXPECT_EQ(res, CopyRes(dir.File(from), dir.File(to), overwrite)) << from << " " << to;
+        }
     }
     EXPECT_EQ(before, dir.Count());
     for (const std::string name : {"there", "missing"}) {

@@ -11,16 +11,14 @@ TEST(HFile, EachModeDoesWhatItsRowSays) {
         bool (*open)(HFile&, const char*);
         Res onMissing, onExisting, onRead, onWrite;
         const char* left; // of "123" when "x" was written
-    } modes[] = {
-        {BY(Open(n)), resNotFound, resDone, resDone, resDone, "x23"},
-        {BY(OpenSeqRead(n)), resNotFound, resDone, resDone, resNoPermission, "123"},
-        {BY(Create(n, false)), resDone, resAlreadyExists, resDone, resDone, "x"},
-        {BY(Create(n, true)), resDone, resDone, resDone, resDone, "x"},
-        {BY(CreateSeqWrite(n, false)), resDone, resAlreadyExists, resNoPermission, resDone, "x"},
-        {BY(CreateSeqWrite(n, true)), resDone, resDone, resNoPermission, resDone, "x"},
-        {BY(Lookup(n, false)), resNotFound, resDone, resDone, resDone, "x23"},
-        {BY(Lookup(n, true)), resDone, resDone, resDone, resDone, "x23"},
-    };
+    } modes[] = {{BY(Open(n)), resNotFound, resDone, resDone, resDone, "x23"},
+                 {BY(OpenSeqRead(n)), resNotFound, resDone, resDone, resNoPermission, "123"},
+                 {BY(Create(n, false)), resDone, resAlreadyExists, resDone, resDone, "x"},
+                 {BY(Create(n, true)), resDone, resDone, resDone, resDone, "x"},
+                 {BY(CreateSeqWrite(n, false)), resDone, resAlreadyExists, resNoPermission, resDone, "x"},
+                 {BY(CreateSeqWrite(n, true)), resDone, resDone, resNoPermission, resDone, "x"},
+                 {BY(Lookup(n, false)), resNotFound, resDone, resDone, resDone, "x23"},
+                 {BY(Lookup(n, true)), resDone, resDone, resDone, resDone, "x23"}};
     for (const auto& mode : modes) {
         SCOPED_TRACE(mode.name);
         const TempDir dir;
@@ -82,8 +80,7 @@ TEST(HFile, SeeksStayInsideTheFile) {
     const std::array<std::int32_t, 5> rows[] = {
         {0, 1000, 0, 10, resDone},       {5, -1, 1, 4, resDone},          {0, -1, 1, 0, resCallError},
         {3, 0, 2, 10, resDone},          {3, -11, 2, 3, resCallError},    {3, 0, 3, 3, resCallError},
-        {10, INT32_MAX, 1, 10, resDone}, {10, INT32_MAX, 2, 10, resDone}, {3, INT32_MIN, 0, 3, resCallError},
-    };
+        {10, INT32_MAX, 1, 10, resDone}, {10, INT32_MAX, 2, 10, resDone}, {3, INT32_MIN, 0, 3, resCallError}};
     for (const auto& [start, offset, origin, pos, res] : rows) {
         f.SetPos(start);
         f.eof = true;

@@ -26,30 +26,25 @@ TEST(TempFiles, BackupExtensionsFormOneSeries) {
 
 TEST(TempFiles, TempDirFollowsTheEnvironment) {
     const TempDir dir;
-    const std::string at = dir.Path();
-    std::string deep = at;
-    for (int i = 0; i < 6; ++i) fs::create_directory(deep += "/" + std::string(50, 'd'));
-    const struct {
-        const char *tmp, *temp, *tmpdir;
-        int size;
-        std::string found;
-    } rows[] = {
-        {at.c_str(), "/", "/", 261, at + "\\"},
-        {"/none", at.c_str(), "/", 261, at + "\\"},
-        {"", nullptr, at.c_str(), 261, at + "\\"},
+    const std::string at = dir.Path(), deep = at + std::string(300, '/');
+    const char* const here = at.c_str();
+    const std::tuple<const char*, const char*, const char*, std::size_t, std::string> rows[] = {
+        {here, "/", "/", 261, at + "\\"},
+        {"/none", here, "/", 261, at + "\\"},
+        {"", nullptr, here, 261, at + "\\"},
         {nullptr, nullptr, nullptr, 261, "/var/tmp\\"},
-        {at.c_str(), nullptr, nullptr, 1, ""},
-        {at.c_str(), nullptr, nullptr, 5, at.substr(0, 4)},
-        {deep.c_str(), nullptr, nullptr, 261, deep.substr(0, 260)},
-    };
+        {here, "", "", 5, at.substr(0, 4)},
+        {deep.c_str(), "", "", 261, deep.substr(0, 260)},
+        {here, "", "", 1, ""}};
     for (const auto& row : rows) {
-        EXPECT_HALT(row.found, { // in a child, as the environment is the process's
-            const std::pair<const char*, const char*> set[] = {
-                {"TMP", row.tmp}, {"TEMP", row.temp}, {"TMPDIR", row.tmpdir}};
-            for (const auto& [name, value] : set) value ? setenv(name, value, 1) : unsetenv(name);
-            std::vector<char> found(static_cast<std::size_t>(row.size));
-            HFile::GetTempDir(found.data(), row.size);
-            halt_trap::SendHome(found.data());
+        EXPECT_HALT(std::get<4>(row), { // in a child, as the environment is the process's
+            const auto& [tmp, temp, tmpdir, size, found] = row;
+            for (const auto& [name, value] : {std::pair{"TMP", tmp}, {"TEMP", temp}, {"TMPDIR", tmpdir}}) {
+                value ? setenv(name, value, 1) : unsetenv(name);
+            }
+            std::vector<char> buf(size);
+            HFile::GetTempDir(buf.data(), static_cast<int>(size));
+            halt_trap::SendHome(buf.data());
         });
     }
     EXPECT_ASSERT_HALT("HFile", HFile::GetTempDir(nullptr, 5));
@@ -65,30 +60,25 @@ TEST(TempFiles, NamesAreBuiltFromTheirPartsAndTheFilesArePrivate) {
         {"", ".x", "", ".x"},
         {"b", "", "b", ""},
         {"c", ".", "c", "."},
-        {part.c_str(), part.c_str(), part.substr(0, 63), "." + part.substr(0, 62)},
-    };
-    for (const auto& [prefix, ext, head, tail] : rows) {
-        for (const bool seqWrite : {false, true}) {
-            HFile f;
+        {part.c_str(), part.c_str(), part.substr(0, 63), "." + part.substr(0, 62)}};
+    HFile files[sizeof rows / sizeof *rows][10]; // many within one tick of the clock
+    bool seqWrite = false;
+    for (auto& same : files) {
+        const auto& [prefix, ext, head, tail] = rows[&same - files];
+        for (HFile& f : same) {
             std::vector<char> name(396);
-            ASSERT_TRUE(HFile::CreateTempFile(f, name.data(), prefix, ext, dir.Path().c_str(), seqWrite));
+            ASSERT_TRUE(HFile::CreateTempFile(f, name.data(), prefix, ext, dir.Path().c_str(), seqWrite = !seqWrite));
             const std::string got = name.data();
             ASSERT_EQ(at + head, got.substr(0, at.size() + head.size()));
             const std::string number = got.substr(at.size() + head.size());
             EXPECT_EQ(std::to_string(std::stoi(number)) + tail, number);
-            EXPECT_EQ(0600u, ModeOf(dir.File(got.substr(at.size()))));
+            EXPECT_EQ(0600u, ModeOf(dir.File(got.substr(at.size())))); // the very file that the name says
             char c;
             f.ReadBytes(&c, 1);
             EXPECT_EQ(seqWrite ? resNoPermission : resDone, f.res);
-            EXPECT_TRUE(HFile::Remove(name.data())); // the very file that the name says
         }
     }
-    HFile files[50];
-    for (HFile& f : files) { // many within one tick of the clock
-        char name[396];
-        ASSERT_TRUE(HFile::CreateTempFile(f, name, nullptr, nullptr, dir.Path().c_str(), true));
-    }
-    EXPECT_EQ(50u, dir.Count());
+    EXPECT_EQ(10 * sizeof rows / sizeof *rows, dir.Count());
 }
 
 TEST(TempFiles, WhatNoOtherNumberMendsEndsAtOnce) {
@@ -108,8 +98,7 @@ TEST(TempFiles, WhatNoOtherNumberMendsEndsAtOnce) {
     }
     chmod(dir.Path().c_str(), 0755);
     EXPECT_ASSERT_HALT("HFile", HFile file; HFile::CreateTempFile(file, nullptr, "", "", "", false));
-    EXPECT_ASSERT_HALT("HFile", HFile file(HandleOf(0)); char name[396];
-                       HFile::CreateTempFile(file, name, "", "", "", false));
+    EXPECT_ASSERT_HALT("HFile", HFile f(HandleOf(0)); char n[396]; HFile::CreateTempFile(f, n, "", "", "", false));
 }
 
 } // namespace

@@ -9,8 +9,9 @@
 
 class TempDir {
   public:
-    TempDir() {
-        std::string pattern = (std::filesystem::temp_directory_path() / "vfile-test-XXXXXX").string();
+    explicit TempDir(const char* in = nullptr) {
+        const std::filesystem::path parent = in ? in : std::filesystem::temp_directory_path();
+        std::string pattern = (parent / "vfile-test-XXXXXX").string();
         path = mkdtemp(pattern.data());
     }
     ~TempDir() {

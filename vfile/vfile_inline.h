@@ -1,0 +1,26 @@
+// The few steps of VFile that nearly every operation takes, for the compiler to put in their place. Internal; for the
+// sources of VFile alone.
+#pragma once
+
+#include "platform/thread.h"
+#include "vfile/vfile.h"
+
+#include <cstring>
+
+inline bool VFile::OnOwnerThread() const {
+    return platform::IsCurrentThread(owner);
+}
+
+// True for an object whose class overrides nothing, because it is VFile itself: then nobody sees the single steps of an
+// operation, and it may go over whole blocks. The first word of an object is its table's address.
+inline bool VFile::IsPlain() const {
+    const void* table;
+    std::memcpy(&table, static_cast<const void*>(this), sizeof table);
+    return table == plainTable;
+}
+
+// Moves the cursor within its block, or to its end.
+inline void VFile::Advance(int k) {
+    cur.ix = static_cast<std::int16_t>(cur.ix + k);
+    pos += k;
+}
