@@ -24,14 +24,11 @@ class VMemFaults : public testing::Test {
         vm.SetMaxCacheSize(3);
         std::int32_t adr[8];
         for (auto& a : adr) vm.AllocPage(a);
-        for (int i = 7; i >= 0; --i) vm.Set(adr[i] + 1000, 'a' + i);
-        bool right = true;
-        for (int i = 0; i < 8; ++i) {
-            int value = 0;
-            vm.Get(adr[i] + 1000, value);
-            right = right && value == 'a' + i;
-        }
-        return right;
+        for (int i = 7; i >= 0; --i) vm.Set(adr[i] + 1000, "abcdefgh"[i]);
+        std::string back;
+        char c = 0;
+        for (const auto a : adr) vm.Get(a + 1000, c), back += c;
+        return back == "abcdefgh";
     }
     // The same where pages are read and written together. What fails then is done again page by page.
     std::string SpillTogether(const Arm& arm) const {
@@ -53,7 +50,7 @@ class VMemFaults : public testing::Test {
         const auto run = [this](const Arm& arm) {
             bool right = false;
             arm([&] { right = SpillAndReadBack(); });
-            return std::string(right ? "done" : "wrong");
+            return right ? "done" : "wrong";
         };
         return ForEachFault(kind, error, run, lasting);
     }
