@@ -26,7 +26,7 @@ namespace {
 constexpr int ExitDone = 0;
 constexpr int ExitFailed = 1;
 constexpr int ExitUsage = 2; // ExitHalted is 3
-constexpr std::int32_t SavePiece = 1 << 20;
+constexpr std::int32_t SavePiece = 4 << 20;
 
 // What the system tells about this process. Peak memory in kilobytes; -1 if it does not tell.
 long PeakMemoryKb() {
@@ -69,27 +69,27 @@ bool UseTempDir(const std::string& dir) {
     return true;
 }
 
-bool Load(Content& content, const std::string& name) {
+bool Load(VFile& content, Progress& progress, const std::string& name) {
     HFile f;
-    if (!OpenInput(f, name) || !InsertFile(content, 0, f, name, "loading")) return false;
+    if (!OpenInput(f, name) || !InsertFile(content, progress, 0, f, name, "loading")) return false;
     content.Reset();
     return true;
 }
 
-bool Save(Content& content, Output& output, const std::string& name) {
-    content.progress.Begin("saving", content.Length());
+bool Save(VFile& content, Progress& progress, Output& output, const std::string& name) {
+    progress.Begin("saving", content.Length());
     content.Reset();
     while (!content.Eof()) {
         content.WriteToFile(output.File(), SavePiece);
         if (content.res != resDone) return Complain(name, content.res);
-        content.progress.At(content.GetPos());
+        progress.At(content.GetPos());
     }
     if (!output.Finish()) return false;
-    content.progress.End();
+    progress.End();
     return true;
 }
 
-void PrintSummary(std::int32_t bytesIn, std::size_t edits, const Content& content, bool saved, double seconds) {
+void PrintSummary(std::int32_t bytesIn, std::size_t edits, const VFile& content, bool saved, double seconds) {
     std::fprintf(stderr, "vfedit: %d bytes read, %zu edit%s", bytesIn, edits, edits == 1 ? "" : "s");
     if (saved) std::fprintf(stderr, ", %d bytes written", content.Length());
     std::fprintf(stderr, ", %.2f s\nvfedit: cache %d of %d KB, ", seconds, VFile::GetCacheSize(),
@@ -115,14 +115,14 @@ int Run(const CommandLine& line) {
     if (saving && !output.Open(line.out)) return ExitFailed;
 
     Progress progress(!line.quiet);
-    Content content(progress);
-    if (!Load(content, line.in)) return ExitFailed;
+    VFile content;
+    if (!Load(content, progress, line.in)) return ExitFailed;
     const std::int32_t bytesIn = content.Length();
 
     std::FILE* reports = line.out == "-" ? stderr : stdout;
     for (const Edit& edit : line.edits) {
         Done done;
-        if (!DoEdit(content, edit, line.in, reports, done)) return ExitFailed;
+        if (!DoEdit(content, progress, edit, line.in, reports, done)) return ExitFailed;
         if (line.quiet) continue;
         if (edit.kind == EditKind::Replace)
             std::fprintf(stderr, "vfedit: replace: %lld replaced\n", static_cast<long long>(done.matches));
@@ -134,7 +134,7 @@ int Run(const CommandLine& line) {
         ComplainErrno("standard output", errno);
         return ExitFailed;
     }
-    if (saving && !Save(content, output, line.out)) return ExitFailed;
+    if (saving && !Save(content, progress, output, line.out)) return ExitFailed;
     if (!line.quiet) {
         const std::chrono::duration<double> taken = std::chrono::steady_clock::now() - begun;
         PrintSummary(bytesIn, line.edits.size(), content, saving, taken.count());

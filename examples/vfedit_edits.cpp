@@ -8,7 +8,7 @@
 
 namespace {
 
-constexpr int PieceBytes = 64 * 1024; // of one transfer
+constexpr int PieceBytes = 256 * 1024; // of one transfer
 unsigned char piece[PieceBytes];
 
 // Replacing by something longer splits full blocks, in the worst case each into a full one and a nearly empty one,
@@ -18,28 +18,28 @@ constexpr int MatchesUntilPack = 256;
 constexpr std::int32_t DenseStretch = MatchesUntilPack * 8 * BlkSize;
 constexpr std::int32_t RoomyContent = ContentMax / 8 * 7; // an eighth more blocks still fit
 
-bool TooLong(const Content& content, std::int64_t more) {
+bool TooLong(const VFile& content, std::int64_t more) {
     return content.Length() + more > ContentMax;
 }
 
-bool ChangeDone(const Content& content, const std::string& name) {
+bool ChangeDone(const VFile& content, const std::string& name) {
     return content.res == resDone || Complain(name, content.res);
 }
 
 // Goes over [from, to) and hands each piece to `use`, which returns false to stop.
 template <typename Use>
-bool ForEachPiece(Content& content, std::int32_t from, std::int32_t to, Use use) {
+bool ForEachPiece(VFile& content, Progress& progress, std::int32_t from, std::int32_t to, Use use) {
     content.SetPos(from);
     for (std::int32_t at = from; at < to;) {
         const int n = content.ReadBytes(piece, std::min(PieceBytes, to - at));
         if (n == 0 || !use(at, n)) return false;
         at += n;
-        content.progress.At(at);
+        progress.At(at);
     }
     return true;
 }
 
-void Pack(Content& content, std::int32_t from, std::int32_t to) {
+void Pack(VFile& content, std::int32_t from, std::int32_t to) {
     for (std::int32_t at = from; at < to;) {
         content.SetPos(at);
         const int n = content.ReadBytes(piece, std::min(PieceBytes, to - at));
@@ -48,10 +48,10 @@ void Pack(Content& content, std::int32_t from, std::int32_t to) {
     }
 }
 
-bool Replace(Content& content, const Edit& edit, const std::string& name, Done& done) {
+bool Replace(VFile& content, Progress& progress, const Edit& edit, const std::string& name, Done& done) {
     const auto oldLen = static_cast<std::int32_t>(edit.text.size());
     const auto newLen = static_cast<std::int32_t>(edit.replacement.size());
-    content.progress.Begin("replacing", content.Length());
+    progress.Begin("replacing", content.Length());
     std::int32_t at = 0;
     std::int32_t packFrom = 0;
     int unpacked = 0;
@@ -66,16 +66,17 @@ bool Replace(Content& content, const Edit& edit, const std::string& name, Done& 
             unpacked = 0;
         }
         if (!ChangeDone(content, name)) return false;
+        progress.At(at);
         ++done.matches;
     }
-    content.progress.End();
+    progress.End();
     return true;
 }
 
 // Goes up with a position and tells the line that holds it. Each line is read once, however many positions are in it.
 class LineFollower {
   public:
-    explicit LineFollower(Content& c) : content(c) {}
+    explicit LineFollower(VFile& c) : content(c) {}
 
     void GoTo(std::int32_t p) {
         while (p >= NextStart()) {
@@ -98,64 +99,66 @@ class LineFollower {
         return next;
     }
 
-    Content& content;
+    VFile& content;
     std::int32_t next = -1;
 };
 
-bool Find(Content& content, const Edit& edit, std::FILE* out, Done& done) {
+bool Find(VFile& content, Progress& progress, const Edit& edit, std::FILE* out, Done& done) {
     const auto n = static_cast<std::int32_t>(edit.text.size());
-    content.progress.Begin("searching", content.Length());
+    progress.Begin("searching", content.Length());
     LineFollower lines(content);
     std::int32_t at = 0;
     while (content.Find(at, edit.text.c_str(), edit.ignoreCase, edit.wholeWord)) {
         const std::int32_t start = at - n;
         lines.GoTo(start);
         std::fprintf(out, "%d %d:%d\n", start, lines.number, start - lines.start + 1);
+        progress.At(at);
         ++done.matches;
     }
-    content.progress.End();
+    progress.End();
     return true;
 }
 
 // Goes behind `count` lines from where the content stands, which is a line start. False if it has fewer.
-bool SkipLines(Content& content, std::int32_t count) {
+bool SkipLines(VFile& content, Progress& progress, std::int32_t count) {
     char none[1];
     for (std::int32_t i = 0; i < count; ++i) {
         if (content.Eof()) return false;
         content.ReadLine(none, sizeof none);
+        progress.At(content.GetPos());
     }
     return true;
 }
 
-bool PrintLine(Content& content, std::int32_t number, const std::string& name, std::FILE* out) {
-    content.progress.Begin("counting lines", content.Length());
+bool PrintLine(VFile& content, Progress& progress, std::int32_t number, const std::string& name, std::FILE* out) {
+    progress.Begin("counting lines", content.Length());
     content.Reset();
     // A line end at the end of the content begins no line.
-    if (!SkipLines(content, number - 1) || content.Eof())
+    if (!SkipLines(content, progress, number - 1) || content.Eof())
         return Complain(name, "there is no line " + std::to_string(number));
     std::int32_t start = 0, size = 0, eolSize = 0;
     content.LineSize(content.GetPos(), start, size, eolSize);
-    ForEachPiece(content, start, start + size - eolSize, [out](std::int32_t, int n) {
+    ForEachPiece(content, progress, start, start + size - eolSize, [out](std::int32_t, int n) {
         return std::fwrite(piece, 1, static_cast<std::size_t>(n), out) == static_cast<std::size_t>(n);
     });
     std::fputc('\n', out);
-    content.progress.End();
+    progress.End();
     return true;
 }
 
-bool DeleteLines(Content& content, const Edit& edit, const std::string& name) {
-    content.progress.Begin("counting lines", content.Length());
+bool DeleteLines(VFile& content, Progress& progress, const Edit& edit, const std::string& name) {
+    progress.Begin("counting lines", content.Length());
     content.Reset();
-    if (SkipLines(content, edit.from - 1)) {
+    if (SkipLines(content, progress, edit.from - 1)) {
         const std::int32_t start = content.GetPos();
-        if (edit.count == MaxLen || !SkipLines(content, edit.count)) content.SetPos(MaxLen);
+        if (edit.count == MaxLen || !SkipLines(content, progress, edit.count)) content.SetPos(MaxLen);
         content.Delete(start, content.GetPos() - start);
     }
-    content.progress.End();
+    progress.End();
     return ChangeDone(content, name);
 }
 
-bool Stats(Content& content, std::FILE* out) {
+bool Stats(VFile& content, Progress& progress, std::FILE* out) {
     std::int64_t lf = 0, crLf = 0, cr = 0;
     std::int64_t longest = 0, lineBytes = 0;
     bool afterCr = false;
@@ -163,8 +166,8 @@ bool Stats(Content& content, std::FILE* out) {
         longest = std::max(longest, lineBytes);
         lineBytes = 0;
     };
-    content.progress.Begin("counting", content.Length());
-    ForEachPiece(content, 0, content.Length(), [&](std::int32_t, int n) {
+    progress.Begin("counting", content.Length());
+    ForEachPiece(content, progress, 0, content.Length(), [&](std::int32_t, int n) {
         for (int i = 0; i < n; ++i) {
             const unsigned char c = piece[i];
             if (c == '\n' && afterCr) {
@@ -180,7 +183,7 @@ bool Stats(Content& content, std::FILE* out) {
         }
         return true;
     });
-    content.progress.End();
+    progress.End();
     const std::int64_t open = lineBytes > 0 ? 1 : 0; // a last line without a line end
     endLine();
     std::fprintf(out, "bytes: %d\nlines: %lld\nLF: %lld\nCR LF: %lld\nCR: %lld\nlongest line: %lld\n", content.Length(),
@@ -189,17 +192,12 @@ bool Stats(Content& content, std::FILE* out) {
     return true;
 }
 
-bool InsertNamedFile(Content& content, const Edit& edit) {
+bool InsertNamedFile(VFile& content, Progress& progress, const Edit& edit) {
     HFile f;
-    return OpenInput(f, edit.text) && InsertFile(content, edit.from, f, edit.text, "inserting");
+    return OpenInput(f, edit.text) && InsertFile(content, progress, edit.from, f, edit.text, "inserting");
 }
 
 } // namespace
-
-void Content::Tick() {
-    untilTick = TickBytes;
-    progress.At(GetPos());
-}
 
 bool OpenInput(HFile& f, const std::string& name) {
     if (name == "-") {
@@ -209,11 +207,12 @@ bool OpenInput(HFile& f, const std::string& name) {
     return f.OpenSeqRead(name.c_str()) || Complain(name, f.res);
 }
 
-bool InsertFile(Content& content, std::int32_t pos, HFile& f, const std::string& name, const char* verb) {
+bool InsertFile(VFile& content, Progress& progress, std::int32_t pos, HFile& f, const std::string& name,
+                const char* verb) {
     struct stat st;
     const bool sized = fstat(DescriptorOf(f.handle), &st) == 0 && S_ISREG(st.st_mode);
     if (sized && TooLong(content, st.st_size)) return Complain(name, resTooLong);
-    content.progress.Begin(verb, sized ? st.st_size : -1);
+    progress.Begin(verb, sized ? st.st_size : -1);
     std::int64_t total = 0;
     content.SetPos(pos);
     for (;;) {
@@ -224,13 +223,13 @@ bool InsertFile(Content& content, std::int32_t pos, HFile& f, const std::string&
         content.InsertBytes(piece, n);
         if (!ChangeDone(content, name)) return false;
         total += n;
-        content.progress.At(total);
+        progress.At(total);
     }
-    content.progress.End();
+    progress.End();
     return true;
 }
 
-bool DoEdit(Content& content, const Edit& edit, const std::string& name, std::FILE* out, Done& done) {
+bool DoEdit(VFile& content, Progress& progress, const Edit& edit, const std::string& name, std::FILE* out, Done& done) {
     const auto textLen = static_cast<int>(edit.text.size());
     switch (edit.kind) {
     case EditKind::Insert:
@@ -249,17 +248,17 @@ bool DoEdit(Content& content, const Edit& edit, const std::string& name, std::FI
         content.Delete(edit.from, edit.count);
         return ChangeDone(content, name);
     case EditKind::InsertFile:
-        return InsertNamedFile(content, edit);
+        return InsertNamedFile(content, progress, edit);
     case EditKind::Replace:
-        return Replace(content, edit, name, done);
+        return Replace(content, progress, edit, name, done);
     case EditKind::Find:
-        return Find(content, edit, out, done);
+        return Find(content, progress, edit, out, done);
     case EditKind::Line:
-        return PrintLine(content, edit.from, name, out);
+        return PrintLine(content, progress, edit.from, name, out);
     case EditKind::DeleteLines:
-        return DeleteLines(content, edit, name);
+        return DeleteLines(content, progress, edit, name);
     case EditKind::Stats:
-        return Stats(content, out);
+        return Stats(content, progress, out);
     }
     return false;
 }

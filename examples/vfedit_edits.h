@@ -14,28 +14,9 @@
 // one byte beyond the last address.
 constexpr std::int32_t ContentMax = 2147482624;
 
-// The content. A search and a walk along lines read it byte by byte through ReadByte, so here is where to see how far
-// they have come.
-class Content : public VFile {
-  public:
-    explicit Content(Progress& progressLine) : progress(progressLine) {}
-
-    void ReadByte(unsigned char& b) override {
-        VFile::ReadByte(b);
-        if (--untilTick == 0) Tick();
-    }
-
-    Progress& progress;
-
-  private:
-    static constexpr int TickBytes = 1 << 20;
-    void Tick();
-
-    int untilTick = TickBytes;
-};
-
 // Inserts what `f` has, to its end, at `pos`. `name` is for messages, `verb` for the progress line.
-bool InsertFile(Content& content, std::int32_t pos, HFile& f, const std::string& name, const char* verb);
+bool InsertFile(VFile& content, Progress& progress, std::int32_t pos, HFile& f, const std::string& name,
+                const char* verb);
 
 // Opens `name` for reading, "-" being standard input. False: told.
 bool OpenInput(HFile& f, const std::string& name);
@@ -45,4 +26,4 @@ struct Done {
 };
 
 // Does one edit. What it prints goes to `out`; failures are told under `name`.
-bool DoEdit(Content& content, const Edit& edit, const std::string& name, std::FILE* out, Done& done);
+bool DoEdit(VFile& content, Progress& progress, const Edit& edit, const std::string& name, std::FILE* out, Done& done);

@@ -10,6 +10,7 @@ namespace {
 
 constexpr std::chrono::milliseconds FirstAfter{300}; // a short step shows nothing
 constexpr std::chrono::milliseconds Every{100};
+constexpr std::int64_t LookEvery = 1 << 20; // bytes from one look at the clock to the next
 
 volatile std::sig_atomic_t lineStands = 0;
 
@@ -43,11 +44,13 @@ Progress::Progress(bool wanted) : on(wanted && isatty(STDERR_FILENO)) {}
 void Progress::Begin(const char* verb, std::int64_t total) {
     step = verb;
     all = total;
+    lookAt = 0;
     due = Clock::now() + FirstAfter;
 }
 
 void Progress::At(std::int64_t done) {
-    if (!on) return;
+    if (!on || done < lookAt) return;
+    lookAt = done + LookEvery;
     const Clock::time_point now = Clock::now();
     if (now < due) return;
     due = now + Every;

@@ -18,7 +18,7 @@ class Progress {
     explicit Progress(bool wanted);
 
     void Begin(const char* verb, std::int64_t total); // total -1: not known
-    void At(std::int64_t done);                       // cheap enough for each 64 KiB
+    void At(std::int64_t done);                       // cheap enough for each match or line
     void End();
 
   private:
@@ -26,6 +26,7 @@ class Progress {
     bool on;
     const char* step = "";
     std::int64_t all = -1;
+    std::int64_t lookAt = 0; // nothing is told below it
     Clock::time_point due;
 };
 
