@@ -78,11 +78,11 @@ TEST_F(VMemFaults, EachFailureHasItsHaltOrNone) {
 TEST_F(VMemFaults, PagesTogetherFailAsAlone) {
     const auto run = [this](const Arm& arm) { return SpillTogether(arm); };
     const std::string unread = "VMem, FindPage():\nreading from swap file failed";
-    EXPECT_EQ(Outcomes{"done"}, Different(ForEachFault(Faults::Heap, 0, run)));
-    EXPECT_EQ((Outcomes{diskFull, "done"}), Different(ForEachFault(Faults::Write, ENOSPC, run)));
-    EXPECT_EQ(Outcomes{diskFull}, Different(ForEachFault(Faults::Write, ENOSPC, run, true)));
-    EXPECT_EQ((Outcomes{unread, "done"}), Different(ForEachFault(Faults::Read, EIO, run)));
-    EXPECT_EQ(Outcomes{unread}, Different(ForEachFault(Faults::Read, EIO, run, true)));
+    EXPECT_EQ(Outcomes{"done"}, ForEachFault(Faults::Heap, 0, run));
+    EXPECT_EQ((Outcomes{diskFull, "done"}), ForEachFault(Faults::Write, ENOSPC, run));
+    EXPECT_EQ(Outcomes{diskFull}, ForEachFault(Faults::Write, ENOSPC, run, true));
+    EXPECT_EQ((Outcomes{unread, "done"}), ForEachFault(Faults::Read, EIO, run));
+    EXPECT_EQ(Outcomes{unread}, ForEachFault(Faults::Read, EIO, run, true));
 }
 
 TEST_F(VMemFaults, PageThatGoesOutInPartIsAFullDisk) {
