@@ -1,4 +1,4 @@
-// Searching a run of bytes in RAM for one or two bytes.
+// Searching a run of bytes in RAM for a few bytes.
 #include "foundation/byte_scan.h"
 
 #include <cstdint>
@@ -26,19 +26,27 @@ bool Any(Bytes v) {
     return (half[0] | half[1]) != 0;
 }
 
-// What is looked for: one byte and, `gap` further on, another; or, if `either`, a byte that is one or the other.
+Bytes Fitting(const unsigned char* p, unsigned char byte, unsigned char mask) {
+    return (Bytes)((Load(p) | All(mask)) == All(byte));
+}
+
+// What is looked for: a triple, or without one a byte that is a or b.
 struct Probe {
-    std::size_t gap;
-    unsigned char a, maskA, b, maskB;
-    bool either;
+    const ByteTriple* triple;
+    unsigned char a, b;
 
     bool At(const unsigned char* p) const {
-        return either ? *p == a || *p == b : (*p | maskA) == a && (p[gap] | maskB) == b;
+        if (!triple) return *p == a || *p == b;
+        for (int k = 0; k < 3; ++k) {
+            if ((p[triple->at[k]] | triple->mask[k]) != triple->byte[k]) return false;
+        }
+        return true;
     }
     Bytes Among(const unsigned char* p) const {
-        const Bytes v = Load(p);
-        if (either) return (Bytes)((v == All(a)) | (v == All(b)));
-        return (Bytes)(((v | All(maskA)) == All(a)) & ((Load(p + gap) | All(maskB)) == All(b)));
+        if (!triple) return Fitting(p, a, 0) | Fitting(p, b, 0);
+        return Fitting(p, triple->byte[0], triple->mask[0]) &
+               Fitting(p + triple->at[1], triple->byte[1], triple->mask[1]) &
+               Fitting(p + triple->at[2], triple->byte[2], triple->mask[2]);
     }
     bool AmongStride(const unsigned char* p) const {
         return Any(Among(p) | Among(p + Width) | Among(p + 2 * Width) | Among(p + 3 * Width));
@@ -65,26 +73,26 @@ struct Probe {
 
 } // namespace
 
-std::size_t FindPair(const unsigned char* p, std::size_t size, std::size_t gap, unsigned char a, unsigned char maskA,
-                     unsigned char b, unsigned char maskB) {
-    if (size <= gap) return size;
-    const std::size_t n = size - gap;
-    const std::size_t i = Probe{gap, a, maskA, b, maskB, false}.Up(p, n);
+std::size_t FindTriple(const unsigned char* p, std::size_t size, const ByteTriple& triple) {
+    if (size <= triple.at[2]) return size;
+    const ByteTriple own = triple; // which the compiler then knows to stay as it is
+    const std::size_t n = size - own.at[2];
+    const std::size_t i = Probe{&own, 0, 0}.Up(p, n);
     return i < n ? i : size;
 }
 
-std::size_t FindPairBack(const unsigned char* p, std::size_t size, std::size_t gap, unsigned char a,
-                         unsigned char maskA, unsigned char b, unsigned char maskB) {
-    if (size <= gap) return size;
-    const std::size_t n = size - gap;
-    const std::size_t i = Probe{gap, a, maskA, b, maskB, false}.Down(p, n);
+std::size_t FindTripleBack(const unsigned char* p, std::size_t size, const ByteTriple& triple) {
+    if (size <= triple.at[2]) return size;
+    const ByteTriple own = triple;
+    const std::size_t n = size - own.at[2];
+    const std::size_t i = Probe{&own, 0, 0}.Down(p, n);
     return i < n ? i : size;
 }
 
 std::size_t FindEither(const unsigned char* p, std::size_t size, unsigned char a, unsigned char b) {
-    return Probe{0, a, 0, b, 0, true}.Up(p, size);
+    return Probe{nullptr, a, b}.Up(p, size);
 }
 
 std::size_t FindEitherBack(const unsigned char* p, std::size_t size, unsigned char a, unsigned char b) {
-    return Probe{0, a, 0, b, 0, true}.Down(p, size);
+    return Probe{nullptr, a, b}.Down(p, size);
 }

@@ -1,18 +1,21 @@
-// Searching a run of bytes in RAM for one or two bytes, many at a time. Internal.
+// Searching a run of bytes in RAM for a few bytes, many at a time. Internal.
 //
 // Written with the compiler's vectors of 16 bytes, which every machine has in hardware or gets as plain words.
 #pragma once
 
 #include <cstddef>
 
-// The first i, at most size - 1 - gap, for which (p[i] | maskA) == a and (p[i + gap] | maskB) == b; `size` if there is
-// none. A mask of 0x20 makes a comparison with a lower-case letter blind to case, one of 0 makes it plain.
-std::size_t FindPair(const unsigned char* p, std::size_t size, std::size_t gap, unsigned char a, unsigned char maskA,
-                     unsigned char b, unsigned char maskB);
+// Three bytes at fixed distances, where a longer run of bytes may lie: three are rare together where each of them is
+// not. A byte is compared under its mask: 0x20 makes that with a lower-case letter blind to case, 0 makes it plain.
+struct ByteTriple {
+    unsigned char byte[3]; // as the masked bytes read
+    unsigned char mask[3];
+    std::size_t at[3]; // distances from the first; rising, at[0] is 0
+};
 
-// The last such i.
-std::size_t FindPairBack(const unsigned char* p, std::size_t size, std::size_t gap, unsigned char a,
-                         unsigned char maskA, unsigned char b, unsigned char maskB);
+// The first, or the last, i at which the triple stands wholly within `size` bytes; `size` if there is none.
+std::size_t FindTriple(const unsigned char* p, std::size_t size, const ByteTriple& triple);
+std::size_t FindTripleBack(const unsigned char* p, std::size_t size, const ByteTriple& triple);
 
 // The first, or the last, byte that is a or b; `size` if there is none.
 std::size_t FindEither(const unsigned char* p, std::size_t size, unsigned char a, unsigned char b);

@@ -34,9 +34,14 @@ bool VFile::ClampChange(std::int32_t& at, std::int32_t& oldLen, std::int32_t new
 
 // Puts the cursor at p, on the block that will take the change, with that block in the buffer; or sets `res`.
 void VFile::InitChange(std::int32_t p) {
-    const BlkRdr left = cur;
-    FindBlk(cur, p, true);
-    if (cur.ptr != left.ptr) LeaveBlk(left);
+    const std::int32_t ix = p - cur.start;
+    if (ix > 0 && ix < cur.ptr->len) { // most changes stay in the block of the one before
+        cur.ix = static_cast<std::int16_t>(ix);
+    } else {
+        const BlkRdr left = cur;
+        FindBlk(cur, p, true);
+        if (cur.ptr != left.ptr) LeaveBlk(left);
+    }
     pos = p;
     eof = false;
     if (bufLoaded) return;
@@ -184,7 +189,7 @@ void VFile::ReplaceBuf(std::int32_t at, std::int32_t oldLen, const void* src, in
         if (res != resDone) return;
         if (type > 0 && n > 0 && (flags & (vfEolCheck | vfNoEolCheck)) == vfEolCheck) CheckEOL(src, n);
         if (FitsInPlace(oldLen, n)) {
-            res = PreChange(at, oldLen, n);
+            res = AskHook(at, oldLen, n);
             if (res != resDone) return;
             ChangeInPlace(oldLen, src, n);
         } else {
@@ -199,15 +204,34 @@ void VFile::ReplaceBuf(std::int32_t at, std::int32_t oldLen, const void* src, in
                 k = std::min<std::int32_t>(n - done, BlkSize);
                 AddPrivate(p1, p2, from + done, static_cast<std::int16_t>(k));
             }
-            res = PreChange(at, oldLen, n);
+            res = AskHook(at, oldLen, n);
             if (res != resDone) {
                 DisposeBlkPtrList(p1);
                 return;
             }
             DoChange(oldLen, head, headLen, p1, p2);
         }
-        len += n - oldLen;
-        PostChange(at, oldLen, n);
+        EndChange(at, oldLen, n);
     }
-    SetPos(at + n);
+    GoBehind(at + n);
+}
+
+// What PreChange says, which a VFile that is no more never refuses.
+Res VFile::AskHook(std::int32_t at, std::int32_t oldLen, std::int32_t n) const {
+    return IsPlain() ? resDone : PreChange(at, oldLen, n);
+}
+
+// The content has changed.
+void VFile::EndChange(std::int32_t at, std::int32_t oldLen, std::int32_t n) {
+    len += n - oldLen;
+    if (!IsPlain()) return PostChange(at, oldLen, n);
+    if (flags & vfTrackModified) VFile::PostChange(at, oldLen, n);
+}
+
+// SetPos, of which only a derived class would see the call.
+void VFile::GoBehind(std::int32_t p) {
+    if (!IsPlain()) return SetPos(p);
+    PlaceAt(p);
+    res = resDone;
+    eof = false;
 }

@@ -61,7 +61,7 @@ void VFile::ReplaceTxt(std::int32_t at, std::int32_t oldLen, const VFile& src, s
         unsigned char head[BlkSize];
         BlkRdr rd;
         if (FitsInPlace(oldLen, srcLen)) {
-            res = PreChange(at, oldLen, srcLen);
+            res = AskHook(at, oldLen, srcLen);
             if (res != resDone) return;
             if (srcLen > 0) {
                 src.SetPosC(rd, srcPos);
@@ -82,17 +82,16 @@ void VFile::ReplaceTxt(std::int32_t at, std::int32_t oldLen, const VFile& src, s
                     AddPrivate(p1, p2, bytes, static_cast<std::int16_t>(k));
                 }
             }
-            res = PreChange(at, oldLen, srcLen);
+            res = AskHook(at, oldLen, srcLen);
             if (res != resDone) {
                 DisposeBlkPtrList(p1);
                 return;
             }
             DoChange(oldLen, head, headLen, p1, p2);
         }
-        len += srcLen - oldLen;
-        PostChange(at, oldLen, srcLen);
+        EndChange(at, oldLen, srcLen);
     }
-    SetPos(at + srcLen);
+    GoBehind(at + srcLen);
 }
 
 void VFile::ReplaceFile(std::int32_t at, std::int32_t oldLen, HFile& f, std::int32_t count) {
@@ -125,7 +124,7 @@ void VFile::ReplaceFrom(std::int32_t at, std::int32_t oldLen, HFile* f, FileHand
     if (res == resDone) ClampChange(at, oldLen, total);
     const bool anything = oldLen > 0 || total > 0;
     if (res == resDone && anything) InitChange(at);
-    if (res == resDone && anything) res = PreChange(at, oldLen, total);
+    if (res == resDone && anything) res = AskHook(at, oldLen, total);
     if (res != resDone) {
         DisposeBlkPtrList(p1);
         return;
@@ -133,10 +132,9 @@ void VFile::ReplaceFrom(std::int32_t at, std::int32_t oldLen, HFile* f, FileHand
 
     if (anything) {
         DoChange(oldLen, nullptr, 0, p1, p2);
-        len += total - oldLen;
-        PostChange(at, oldLen, total);
+        EndChange(at, oldLen, total);
     }
-    SetPos(at + total);
+    GoBehind(at + total);
 }
 
 // Reads up to `count` bytes into a private chain; how many there were. A failed read sets `res`.

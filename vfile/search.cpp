@@ -27,7 +27,7 @@ class Folding {
     bool Match(unsigned char a, unsigned char b) const { return folded[a] == folded[b]; }
     bool PlainAscii() const { return plainAscii; } // only the letters a to z fold, if any do
 
-    // For FindPair: the bit in which the cases of `c` differ.
+    // For a ByteTriple: the bit in which the cases of `c` differ.
     unsigned char Mask(unsigned char c) const {
         const auto lower = static_cast<unsigned char>(c | 0x20);
         return folds && lower >= 'a' && lower <= 'z' ? 0x20 : 0;
@@ -67,7 +67,8 @@ Folding::Folding(bool ignoreCase) : folds(ignoreCase), plainAscii(true) {
 class Scan {
   public:
     Scan(VFile& file, const char* text, bool backward, const Folding& fold, std::int64_t from)
-        : f(file), pattern(text), n(std::strlen(text)), back(backward), folding(fold), at(from), c(0) {}
+        : f(file), pattern(text), n(std::strlen(text)), back(backward), folding(fold), whole(Triple(0, n / 2, n - 1)),
+          start(back ? Triple(n - 1, n - 1, n - 1) : Triple(0, 0, 0)), at(from), c(0) {}
 
     // From `at` to the next match, and then `at` is its far end in the direction of the scan; one step beyond the
     // content if there is none.
@@ -78,6 +79,7 @@ class Scan {
     bool RunAnywhere();
     bool RunByByte();
     bool RunByBlock();
+    ByteTriple Triple(std::size_t i, std::size_t j, std::size_t k) const;
     std::size_t Leap(const unsigned char* bytes, std::size_t size) const;
     bool InsideWord();
     bool WordByteAt(std::int64_t p);
@@ -93,8 +95,10 @@ class Scan {
     std::size_t n;
     bool back;
     const Folding& folding;
-    std::int64_t at; // behind the last byte read, in the direction of the scan; one step too far at the end
-    unsigned char c; // the last byte read, 0 at the end
+    const ByteTriple whole; // of the whole pattern
+    const ByteTriple start; // of the byte that the scan meets first
+    std::int64_t at;        // behind the last byte read, in the direction of the scan; one step too far at the end
+    unsigned char c;        // the last byte read, 0 at the end
 };
 
 // The only place where content comes in byte by byte.
@@ -138,32 +142,41 @@ bool Scan::RunByByte() {
     return true;
 }
 
+// Three bytes of the pattern, given by their places in it, which rise.
+ByteTriple Scan::Triple(std::size_t i, std::size_t j, std::size_t k) const {
+    ByteTriple triple;
+    const std::size_t places[] = {i, j, k};
+    for (int t = 0; t < 3; ++t) {
+        const auto byte = static_cast<unsigned char>(pattern[places[t]]);
+        triple.mask[t] = folding.Mask(byte);
+        triple.byte[t] = static_cast<unsigned char>(byte | triple.mask[t]);
+        triple.at[t] = places[t] - i;
+    }
+    return triple;
+}
+
 // How many of the `size` bytes that come next can't begin a match, seen from bytes[0] forward or from bytes[size - 1]
-// backward. Where the whole pattern fits, its first and last byte must stand at their distance; in the stretch that is
-// too short for it, the first alone is looked for.
+// backward. Where the whole pattern fits, its first, middle and last byte must stand at their distances; in the stretch
+// that is too short for it, the byte that the scan meets first is looked for alone.
 std::size_t Scan::Leap(const unsigned char* bytes, std::size_t size) const {
     if (!folding.PlainAscii()) return 0;
-    const unsigned char maskNear = folding.Mask(Pattern(0));
-    const unsigned char maskFar = folding.Mask(Pattern(n - 1));
-    const auto near = static_cast<unsigned char>(Pattern(0) | maskNear);
-    const auto far = static_cast<unsigned char>(Pattern(n - 1) | maskFar);
     if (back) {
         std::size_t left = size; // bytes[left - 1] comes next
         if (size >= n) {
-            const std::size_t i = FindPairBack(bytes, size, n - 1, far, maskFar, near, maskNear);
+            const std::size_t i = FindTripleBack(bytes, size, whole);
             if (i < size) return size - (i + n);
             left = n - 1;
         }
-        const std::size_t i = FindPairBack(bytes, left, 0, near, maskNear, near, maskNear);
+        const std::size_t i = FindTripleBack(bytes, left, start);
         return i < left ? size - 1 - i : size;
     }
     std::size_t from = 0;
     if (size >= n) {
-        const std::size_t i = FindPair(bytes, size, n - 1, near, maskNear, far, maskFar);
+        const std::size_t i = FindTriple(bytes, size, whole);
         if (i < size) return i;
         from = size - (n - 1);
     }
-    return from + FindPair(bytes + from, size - from, 0, near, maskNear, near, maskNear);
+    return from + FindTriple(bytes + from, size - from, start);
 }
 
 // The same as RunByByte, on an object whose single reads nobody sees: over the bytes of each block where they lie, and

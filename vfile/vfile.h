@@ -848,6 +848,9 @@ class VFILE_API VFile {
     void AddPrivate(BlkDesc*& p1, BlkDesc*& p2, const void* bytes, std::int16_t n);
     void DoChange(std::int32_t oldLen, const unsigned char* head, int headLen, BlkDesc* p1, BlkDesc* p2);
     void CheckEOL(const void* src, int n);
+    Res AskHook(std::int32_t at, std::int32_t oldLen, std::int32_t n) const;
+    void EndChange(std::int32_t at, std::int32_t oldLen, std::int32_t n);
+    void GoBehind(std::int32_t p);
     void ReplaceFrom(std::int32_t at, std::int32_t oldLen, HFile* f, FileHandle h, std::int32_t count);
     std::int32_t StageFile(BlkDesc*& p1, BlkDesc*& p2, HFile* f, FileHandle h, std::int32_t count);
     std::int32_t StageGathered(BlkDesc*& p1, BlkDesc*& p2, HFile* f, FileHandle h, std::int32_t count);

@@ -24,20 +24,33 @@ class VMemFaults : public testing::Test {
         vm.SetMaxCacheSize(3);
         std::int32_t adr[8];
         for (auto& a : adr) vm.AllocPage(a);
-        for (int i = 7; i >= 0; --i) vm.Set(adr[i] + 1000, 'a' + i);
-        bool right = true;
-        for (int i = 0; i < 8; ++i) {
-            int value = 0;
-            vm.Get(adr[i] + 1000, value);
-            right = right && value == 'a' + i;
-        }
-        return right;
+        for (int i = 7; i >= 0; --i) vm.Set(adr[i] + 1000, "abcdefgh"[i]);
+        std::string back;
+        char c = 0;
+        for (const auto a : adr) vm.Get(a + 1000, c), back += c;
+        return back == "abcdefgh";
+    }
+    // The same where pages are read and written together. What fails then is done again page by page.
+    std::string SpillTogether(const Arm& arm) const {
+        VMem vm;
+        vm.SetTempDir(dir.Path().c_str());
+        vm.SetMaxCacheSize(260); // 256 pages
+        std::int32_t adr = 0;
+        for (int i = 0; i < 400; ++i) vm.AllocPage(adr);
+        for (int i = 0; i < 256; ++i) vm.Set(i * 1024, i);
+        int wrong = 0;
+        arm([&] {
+            for (int i = 256; i < 400; ++i) vm.Set(i * 1024, i);
+            for (int i = 0, value = -1; i < 400; ++i) vm.Get(i * 1024, value), wrong += value != i;
+            vm.SetMaxCacheSize(32767);
+        });
+        return wrong == 0 ? "done" : "wrong";
     }
     Outcomes Sweep(Faults::Kind kind, int error, bool lasting = false) const {
         const auto run = [this](const Arm& arm) {
             bool right = false;
             arm([&] { right = SpillAndReadBack(); });
-            return std::string(right ? "done" : "wrong");
+            return right ? "done" : "wrong";
         };
         return ForEachFault(kind, error, run, lasting);
     }
@@ -60,6 +73,16 @@ TEST_F(VMemFaults, EachFailureHasItsHaltOrNone) {
     for (const auto kind : {Faults::Open, Faults::Read, Faults::Write, Faults::Lock}) {
         EXPECT_EQ(Outcomes{"done"}, Sweep(kind, EINTR));
     }
+}
+
+TEST_F(VMemFaults, PagesTogetherFailAsAlone) {
+    const auto run = [this](const Arm& arm) { return SpillTogether(arm); };
+    const std::string unread = "VMem, FindPage():\nreading from swap file failed";
+    EXPECT_EQ(Outcomes{"done"}, ForEachFault(Faults::Heap, 0, run));
+    EXPECT_EQ((Outcomes{diskFull, "done"}), ForEachFault(Faults::Write, ENOSPC, run));
+    EXPECT_EQ(Outcomes{diskFull}, ForEachFault(Faults::Write, ENOSPC, run, true));
+    EXPECT_EQ((Outcomes{unread, "done"}), ForEachFault(Faults::Read, EIO, run));
+    EXPECT_EQ(Outcomes{unread}, ForEachFault(Faults::Read, EIO, run, true));
 }
 
 TEST_F(VMemFaults, PageThatGoesOutInPartIsAFullDisk) {

@@ -24,7 +24,7 @@ TEST(Results, EverySystemErrorHasItsCode) {
     }
 }
 
-TEST(Results, EveryCodeHasItsWords) {
+TEST(Results, EveryCodeHasItsWordsCutToTheBuffer) {
     const char* const words[] = {"done",           "not done",          "call error",        "context error",
                                  "read only",      "not enough memory", "already exists",    "already open",
                                  "illegal drive",  "illegal path",      "illegal name",      "illegal file",
@@ -37,14 +37,11 @@ TEST(Results, EveryCodeHasItsWords) {
         GetTextResMsg(buf, sizeof buf, code);
         EXPECT_STREQ(code >= 0 && code < 25 ? words[code] : "unknown error code", buf) << code;
     }
-}
-
-TEST(Results, WordsAreCutToTheBuffer) {
-    char buf[] = "#########";
-    GetTextResMsg(buf, 5, resNotDone);
-    EXPECT_EQ(std::string("not \0####", 9), std::string(buf, 9));
+    char cut[] = "#########";
+    GetTextResMsg(cut, 5, resNotDone);
+    EXPECT_EQ(std::string("not \0####", 9), std::string(cut, 9));
     EXPECT_ASSERT_HALT("HSys", GetTextResMsg(nullptr, 5, 0));
-    EXPECT_ASSERT_HALT("HSys", GetTextResMsg(buf, 0, 0));
+    EXPECT_ASSERT_HALT("HSys", GetTextResMsg(cut, 0, 0));
 }
 
 } // namespace

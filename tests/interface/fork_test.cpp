@@ -20,14 +20,11 @@ namespace {
 const std::string much = Pattern(200000);
 
 TEST(Fork, ChildThatTouchesAnObjectOfTheParentHalts) {
-    VFile f;
-    Put(f, 0, 0, "abc");
+    VFile f("abc");
     VMem vm;
-    EXPECT_ASSERT_HALT("VFile", f.SetPos(0));
-    EXPECT_ASSERT_HALT("VFile", Put(f, 0, 0, "x"));
-    EXPECT_ASSERT_HALT("VFile", f.Flush());
-    EXPECT_ASSERT_HALT("VFile", f.~VFile());
-    EXPECT_ASSERT_HALT("VFile", VFile own; own.ReplaceTxt(0, 0, f, 0, MaxLen));
+    const std::function<void()> acts[] = {[&] { f.SetPos(0); }, [&] { f.Append("x"); }, [&] { f.Flush(); },
+                                          [&] { f.~VFile(); }, [&] { VFile own(f); }};
+    for (const auto& act : acts) EXPECT_ASSERT_HALT("VFile", act());
     EXPECT_ASSERT_HALT("VMem", vm.FlushCache());
     EXPECT_ASSERT_HALT("VMem", vm.~VMem());
     EXPECT_EQ("abc", ContentOf(f));
@@ -38,10 +35,8 @@ void LiveSideBySide() {
     const TempDir dir;
     VFile::SetTempDir(dir.Path().c_str());
     VFile::SetMaxCacheSize(4);
-    VFile onStack;
-    auto* const onHeap = new VFile;
-    Put(onStack, 0, 0, much);
-    Put(*onHeap, 0, 0, "heap");
+    VFile onStack(much.c_str());
+    auto* const onHeap = new VFile("heap");
     std::fflush(stdout);
     int turn[2];
     ASSERT_EQ(0, pipe(turn));
@@ -74,13 +69,8 @@ void LiveSideBySide() {
     close(turn[1]);
 }
 
-TEST(Fork, ParentAndChildLiveSideBySide) {
+TEST(Fork, ParentAndChildLiveSideBySideOnTheFirstThreadAndOnAnother) {
     LiveSideBySide();
-    VFile::SetTempDir(nullptr);
-    VFile::SetMaxCacheSize(4000);
-}
-
-TEST(Fork, ChildOfAnotherThreadDoesToo) {
     VFile ofMain;
     std::thread(LiveSideBySide).join();
 }

@@ -6,6 +6,7 @@
 #include <sys/resource.h>
 #include <sys/socket.h>
 #include <sys/un.h>
+#include <tuple>
 #include <vector>
 
 namespace {
@@ -78,27 +79,23 @@ TEST(Errors, HandlesThatCantDoItTellWhy) {
     const FileHandle closed = OpenAs(dir.File("closed"), Disposition::CreateNew);
     CloseFile(closed); // behind the others, so that its descriptor stays unused
     char b = 0;
-    const std::pair<std::function<bool()>, std::uint32_t> rows[] = {
-        {[&] { return ReadFile(closed, &b, 1) == -1; }, 6},
-        {[&] { return WriteFile(closed, &b, 1) == -1; }, 6},
-        {[&] { return SeekFile(closed, 0, Origin::Begin) == -1; }, 6},
-        {[&] { return FileSize(closed) == -1; }, 6},
-        {[&] { return !SetEndOfFile(closed); }, 6},
-        {[&] { return !FlushFile(closed); }, 6},
-        {[&] { return !CloseFile(closed); }, 6},
-        {[&] { return ReadFile(InvalidHandle, &b, 1) == -1; }, 6},
-        {[&] { return !CloseFile(InvalidHandle); }, 6},
-        {[&] { return WriteFile(readOnly, &b, 1) == -1; }, 5},
-        {[&] { return !SetEndOfFile(readOnly); }, 5},
-        {[&] { return ReadFile(writeOnly, &b, 1) == -1; }, 5},
-        {[&] { return ReadFile(limited, &b, 1) == -1; }, 54},
-        {[&] { return WriteFile(full, &b, 1) == -1; }, 112},
-        {[&] { return SeekFile(readOnly, -1, Origin::Begin) == -1; }, 87},
-        {[&] { return SeekFile(pipeEnd, 0, Origin::Begin) == -1; }, 50},
-        {[&] { return !SetEndOfFile(pipeEnd); }, 50},
-        {[&] { return FlushFile(pipeEnd) && FileSize(pipeEnd) == 0; }, 0}};
-    for (const auto& row : rows) {
-        EXPECT_EQ(row.second, ErrorOf([&] { EXPECT_TRUE(row.first()); })) << "row " << &row - rows;
+    const auto read = [&b](FileHandle h) { return ReadFile(h, &b, 1) == -1; };
+    const auto write = [&b](FileHandle h) { return WriteFile(h, &b, 1) == -1; };
+    const auto seek = [](FileHandle h) { return SeekFile(h, 0, Origin::Begin) == -1; };
+    const auto seekBelow = [](FileHandle h) { return SeekFile(h, -1, Origin::Begin) == -1; };
+    const auto size = [](FileHandle h) { return FileSize(h) == -1; };
+    const auto end = [](FileHandle h) { return !SetEndOfFile(h); };
+    const auto flush = [](FileHandle h) { return !FlushFile(h); };
+    const auto close = [](FileHandle h) { return !CloseFile(h); };
+    const auto fine = [](FileHandle h) { return FlushFile(h) && FileSize(h) == 0; };
+    const std::tuple<FileHandle, std::function<bool(FileHandle)>, std::uint32_t> rows[] = {
+        {closed, read, 6},         {closed, write, 6},        {closed, seek, 6},   {closed, size, 6},
+        {closed, end, 6},          {closed, flush, 6},        {closed, close, 6},  {InvalidHandle, read, 6},
+        {InvalidHandle, close, 6}, {readOnly, write, 5},      {readOnly, end, 5},  {writeOnly, read, 5},
+        {full, write, 112},        {readOnly, seekBelow, 87}, {pipeEnd, seek, 50}, {pipeEnd, end, 50},
+        {pipeEnd, fine, 0}};
+    for (const auto& [h, act, error] : rows) {
+        EXPECT_EQ(error, ErrorOf([&, handle = h, &run = act] { EXPECT_TRUE(run(handle)); }));
     }
     for (const FileHandle h : {readOnly, writeOnly, full, pipeEnd, limited, HandleOf(ends[1]), HandleOf(sockets[1])})
         CloseFile(h);

@@ -1,5 +1,6 @@
-// Follows a VMem, under a cache of a few pages, with a slow and simple model of it: after every step the bytes, the
-// sizes, the free lists and the cached pages in their order are equal. VFILE_SEED and VFILE_STEPS repeat a run.
+// Follows a VMem, under a cache of a few pages, of some 256, where transfers are gathered, or of all pages, with a slow
+// and simple model of it: after every step the bytes, the sizes, the free lists and the cached pages in their order are
+// equal. VFILE_SEED and VFILE_STEPS repeat a run.
 #include "support/vmem_support.h"
 
 #include <algorithm>
@@ -24,6 +25,7 @@ struct Block {
 struct Page {
     int adr;
     bool dirty, spare;
+    long stamp;
 };
 
 // The free blocks of one length, the next one to be taken first.
@@ -35,6 +37,7 @@ struct List {
 struct Model {
     std::string bytes = std::string(BytesMax, '\0');
     int top = 0, fileSize = 0, maxPages = 0;
+    long moves = 0;
     bool spare = true;
     std::deque<Page> pages; // from head to tail
     std::map<int, int> slots;
@@ -48,6 +51,20 @@ struct Model {
         if (p.dirty) fileSize = std::max(fileSize, p.adr + 1024);
         p.dirty = false;
     }
+    std::deque<Page>::iterator Find(int adr) {
+        return std::find_if(pages.begin(), pages.end(), [=](const Page& q) { return q.adr == adr; });
+    }
+    // A victim takes the dirty pages around it along that are among the next 64 to go, if the file reaches up to them.
+    void FlushAround(const Page& victim) {
+        const auto soon = [&](int adr) {
+            const auto p = Find(adr);
+            return p != pages.end() && p->dirty && p->stamp - victim.stamp < 64;
+        };
+        int first = victim.adr, n = 1;
+        for (; n < 64 && soon(first - 1024); ++n) first -= 1024;
+        if (!victim.dirty || maxPages < 256 || fileSize == 0 || fileSize < first) return;
+        for (n = 0; n < 64 && soon(first + n * 1024); ++n) Flush(*Find(first + n * 1024));
+    }
     Page Drop(std::deque<Page>::iterator p) {
         Flush(*p);
         if (HasSlot(p->adr)) slots.erase(SlotOf(p->adr));
@@ -59,15 +76,18 @@ struct Model {
         while (static_cast<int>(pages.size()) > count) Drop(pages.begin());
     }
     void Touch(int adr, bool write) {
-        auto p = std::find_if(pages.begin(), pages.end(), [=](const Page& q) { return q.adr == adr; });
+        auto p = Find(adr);
         if (!HasSlot(adr)) {
-            Page page{adr, false, pages.empty() && spare};
+            Page page{adr, false, pages.empty() && spare, 0};
+            const bool atHead = p != pages.end() && p == pages.begin();
             if (p != pages.end()) {
                 page = *p;
                 pages.erase(p);
             } else if (!pages.empty() && static_cast<int>(pages.size()) >= maxPages) {
+                FlushAround(pages.back());
                 page.spare = Drop(pages.end() - 1).spare;
             }
+            if (!atHead) page.stamp = ++moves;
             pages.push_front(page);
             p = pages.begin();
             slots[SlotOf(adr)] = adr;
@@ -192,7 +212,8 @@ void Walk(unsigned seed, long steps) {
     std::vector<Block> used;
     const auto below = [&](int n) { return static_cast<int>(rng() % static_cast<unsigned>(n)); };
     const auto limit = [&] {
-        const int kb = below(17);
+        const int some = below(60);
+        const int kb = some == 0 ? 32767 : some < 40 ? below(17) : 220 + some * 2;
         vm.SetMaxCacheSize(static_cast<std::int16_t>(kb));
         model.maxPages = kb * 1024 / 1036;
         model.Shrink(model.maxPages);
@@ -236,6 +257,18 @@ void Walk(unsigned seed, long steps) {
         }
     };
 
+    const auto sweep = [&] { // reads upward, free blocks too, and may write the same back
+        const bool write = below(2) == 0;
+        int at = below(model.top);
+        for (int n = below(200); n > 0 && at + 1024 <= model.top; --n, at += 1024) {
+            char buf[1024];
+            vm.Get(at, buf, 1024);
+            model.Use(at, 1024, false);
+            EXPECT_EQ(0, model.bytes.compare(static_cast<std::size_t>(at), 1024, buf, 1024)) << "bytes from " << at;
+            if (write) vm.Set(at, buf, 1024), model.Put(at, buf, 1024);
+        }
+    };
+
     limit();
     for (int i = below(2) * BallastBlocks; i > 0; --i) take(32767);
     for (long step = 1; step <= steps; ++step) {
@@ -258,9 +291,12 @@ void Walk(unsigned seed, long steps) {
             take(lengths[rng() % std::size(lengths)] + below(2) * below(30));
         } else if (what < 400) {
             give();
+        } else if (what < 410) {
+            sweep();
         } else {
             transfer();
         }
+        if (step % 64 != 0 && rng() % (1 + model.pages.size() / 64) != 0) continue; // large ones take their time
         EXPECT_EQ(model.State(), StateOf(vm));
         EXPECT_TRUE(CheckVMem(vm, step % 64 == 0, stderr));
         ASSERT_FALSE(testing::Test::HasFailure()) << "VFILE_SEED=" << seed << " VFILE_STEPS=" << step;

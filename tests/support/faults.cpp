@@ -29,7 +29,6 @@ struct Order {
 
 constexpr Order None{Faults::Heap, 0, 0, -1, false};
 thread_local Order order = None;
-thread_local int calls[Faults::System + 1];
 thread_local bool ours = false; // the driver's own calls neither count nor fail
 
 bool firedHere = false;
@@ -45,8 +44,6 @@ struct Ours {
 
 bool Fails(Faults::Kind kind) {
     if (ours) return false;
-    ++calls[kind];
-    if (kind != Faults::Heap) ++calls[Faults::System];
     const bool meant = order.kind == kind || (order.kind == Faults::System && kind != Faults::Heap);
     if (!meant || order.left == 0 || --order.left > 0) return false;
     if (order.lasting) order.left = 1;
@@ -191,7 +188,6 @@ namespace Faults {
 static void Take(const Order& newOrder) {
     order = newOrder;
     *fired = false;
-    std::fill_n(calls, System + 1, 0);
 }
 
 void FailNth(Kind kind, int n, int error, bool lasting) {
@@ -204,10 +200,6 @@ void DiskFullAfter(int count) {
 
 void Disarm() {
     order = None;
-}
-
-int Calls(Kind kind) {
-    return calls[kind];
 }
 
 bool Fired() {

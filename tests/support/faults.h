@@ -36,8 +36,7 @@ void DiskFullAfter(int count);
 extern bool plainCopies; // the system does not copy by itself, so that a copy reads and writes
 
 void Disarm();
-int Calls(Kind kind); // since FailNth or DiskFullAfter
-bool Fired();
+bool Fired(); // since FailNth or DiskFullAfter
 
 } // namespace Faults
 

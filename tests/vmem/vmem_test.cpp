@@ -143,6 +143,36 @@ TEST(VMemHalts, PageThatCouldNotBeWrittenIsStillCached) {
     EXPECT_TRUE(CheckVMem(m, false, stderr));
 }
 
+// What is written with the victim, or read ahead, shows in nothing but time: neither in when a disk is full, nor later
+// in what is read.
+TEST(VMemHalts, PagesThatGoTogetherFailAsAlone) {
+    VMem m;
+    AllocPages(m, 400);
+    m.SetMaxCacheSize(260); // 256 pages
+    for (int i = 0; i < 256; ++i) m.Set(i * 1024, i);
+    halts = 0;
+    InstallHaltProc([](const char*) { ++halts; });
+    LimitFiles(40 * 1024 + 100);
+    for (int i = 256; i < 400; ++i) ByteAt(m, i * 1024);
+    LimitFiles(RLIM_INFINITY);
+    DeinstallHaltProc();
+    EXPECT_EQ(400 - 256 - 40, halts);
+    EXPECT_NE(std::string::npos, StateOf(m).find(" fileSize 40960 "));
+    EXPECT_TRUE(CheckVMem(m, true, stderr));
+    for (int i = 0; i < 256; ++i) EXPECT_EQ(i, ByteAt(m, i * 1024));
+}
+
+TEST(VMem, PageThatIsWrittenAfterItWasReadAheadIsNew) {
+    VMem m;
+    AllocPages(m, 1000);
+    m.SetMaxCacheSize(260);
+    for (int i = 0; i < 1000; ++i) m.Set(i * 1024, 'a');
+    m.ReleaseCache();
+    for (int i = 140; i >= 120; --i) m.Set(i * 1024, 'b');
+    for (int i = 999; i >= 789; --i) ByteAt(m, i * 1024);
+    for (int i = 80; i < 141; ++i) EXPECT_EQ(i < 120 ? 'a' : 'b', ByteAt(m, i * 1024)) << i; // 103 fills the cache
+}
+
 // Stores across a page boundary, so that neither alignment nor width is taken for granted.
 template <typename T>
 void RoundTrip(T value, int width) {
@@ -188,6 +218,7 @@ TEST(VMem, SettingsAreKept) {
         for (std::int32_t i = 0; i < 32400; ++i) ByteAt(m, i * 1024);
         EXPECT_EQ(row.kept, m.GetMaxCacheSize());
         EXPECT_EQ(row.full, m.GetCacheSize()) << row.kb;
+        EXPECT_TRUE(CheckVMem(m, false, stderr));
     }
     EXPECT_TRUE(SwapFiles().empty()) << "made for clean pages";
     EXPECT_EQ(nullptr, m.GetTempDir());
