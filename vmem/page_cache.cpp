@@ -125,10 +125,11 @@ void VMem::ShrinkTo(int count) {
     }
 }
 
-// As many chains as pages may be cached: the own ones, or above their number a table from the heap, if that has room.
+// Twice as many chains as pages may be cached, so that few looks meet a page that is not meant. The own ones, or a
+// table from the heap, if that has room.
 void VMem::FitChains() {
     std::uint32_t count = OwnChains;
-    while (count < static_cast<std::uint32_t>(maxCacheCount)) count *= 2;
+    while (count < 2 * static_cast<std::uint32_t>(maxCacheCount)) count *= 2;
     if (count == chainCount) return;
     auto* table = count == OwnChains ? ownChains : static_cast<CacheDesc**>(std::calloc(count, sizeof(CacheDesc*)));
     if (table) UseChains(table, count);

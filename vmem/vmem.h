@@ -18,7 +18,7 @@ class VMemCheck;
 ///
 ///     cacheHead <-> {4096 dirty} <-> {0} <-> {9216 dirty} <-> cacheTail     the tail is the next page to go
 ///     hashTable[adr / 1024 % 4016] -> {4096}                                the page that holds the slot, or NIL
-///     chains[adr / 1024 % 4096] -> {4198400} -> {4096} -> NIL               all cached pages of this remainder
+///     chains[adr / 1024 % 8192] -> {8392704} -> {4096} -> NIL               all cached pages of this remainder
 ///     swap file, at offset adr: the bytes of address adr, as far as they have been written
 ///
 ///     |  block | free 100 |   block   | free page |    page   |...
@@ -67,13 +67,13 @@ class VMemCheck;
 /// never shrinks.
 ///
 /// **Cost.** A page that holds its slot costs a few nanoseconds and the copy. One that does not costs a walk of its
-/// chain, one page on average. A miss adds one read of 1024 bytes, and one write if a dirty page goes. A cache of 256
-/// pages or more shares these calls: where misses run upward it reads up to 32 KiB ahead, and a dirty page that goes
-/// takes up to 63 neighbours along that are dirty and among the next 64 to go; they stay cached, clean.
+/// chain, which seldom has a second page. A miss adds one read of 1024 bytes, and one write if a dirty page goes. A
+/// cache of 256 pages or more shares these calls: where misses run upward it reads up to 32 KiB ahead, and a dirty page
+/// that goes takes up to 63 neighbours along that are dirty and among the next 64 to go; they stay cached, clean.
 ///
-/// **Memory.** The object itself takes more than 64 KB: a host should not put it on a small stack. From the heap come
-/// some 1070 bytes for a cached page, the two texts, at most 128 KiB of buffers for these calls, and above 4096
-/// pages 8 bytes per page for longer chains' sake. Buffers and chains are done without if the heap has no room.
+/// **Memory.** The object itself takes nearly 100 KB: a host should not put it on a small stack. From the heap come
+/// some 1070 bytes for a cached page, the two texts, at most 128 KiB of buffers for these calls, and for a limit above
+/// 4096 pages a longer table of chains, 512 KiB at most. Buffers and table are done without if the heap has no room.
 ///
 /// **Units.** Addresses and lengths count bytes, and cache sizes kilobytes, in which a page counts 1036 bytes. Address
 /// 0 is an ordinary one; -1 means none. The space ends below address 2147483647.
@@ -216,7 +216,7 @@ class VFILE_API VMem {
     friend class VFile; // reads blocks where they lie
 
     static constexpr int SlotCount = 4016;       // slots of hashTable
-    static constexpr int OwnChains = 4096;       // chains that need no heap
+    static constexpr int OwnChains = 8192;       // chains that need no heap
     static constexpr int MaxClasses = 16;        // exact-size classes at most
     static constexpr unsigned char FillByte = 0; // of the gaps in the swap file
 
@@ -239,7 +239,7 @@ class VFILE_API VMem {
     CacheDesc* hashTable[SlotCount]; // the page that holds the slot, NIL if there is none
     CacheDesc** chains;              // all cached pages by their number modulo chainCount; ownChains or from the heap
     std::uint32_t chainCount;        // a power of two
-    CacheDesc* ownChains[OwnChains]; // serves up to a limit of as many pages, and where the heap has no room
+    CacheDesc* ownChains[OwnChains]; // up to a limit of half as many pages, and where the heap has no room
     std::uint32_t moves;             // pages moved to the head so far: the last stamp
     std::int16_t cacheCount;         // cached pages
     std::int16_t maxCacheCount;      // their limit; one page is always allowed
