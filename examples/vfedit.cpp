@@ -2,7 +2,7 @@
 // headers and the shared library only:
 //   vfedit.cpp           the road of a run: load, edit, save, sum up
 //   vfedit_args.cpp      the command line
-//   vfedit_edits.cpp     the edits, on a class derived from VFile
+//   vfedit_edits.cpp     the edits, each a few operations of VFile
 //   vfedit_output.cpp    the result takes its place when it is complete; signals and halts
 //   vfedit_terminal.cpp  messages and the progress line
 #include "vfedit_args.h"

@@ -8,7 +8,7 @@
 
 namespace {
 
-constexpr int PieceBytes = 256 * 1024; // of one transfer
+constexpr int PieceBytes = 64 * 1024; // of one transfer
 unsigned char piece[PieceBytes];
 
 // Replacing by something longer splits full blocks, in the worst case each into a full one and a nearly empty one,

@@ -1,4 +1,5 @@
-// The edits of vfedit, each done on a content that is in a VFile.
+// The edits of vfedit, each done on a content that is in a VFile. That is one of the class itself, with no operation
+// overridden: then searches, lines and saves go over whole blocks instead of byte by byte.
 #pragma once
 
 #include "hostfile/hfile.h"

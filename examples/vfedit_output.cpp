@@ -37,7 +37,8 @@ extern "C" void OnEndingSignal(int signal) {
     RemoveTemporary();
     WipeProgressLine();
     if (signal == SIGINT) Say("vfedit: interrupted\n");
-    raise(signal); // its handling is the default one again
+    std::signal(signal, SIG_DFL);
+    raise(signal); // waits until the handler is left
 }
 
 // The library is in no state to go on, so nothing but the process ends here.
@@ -105,8 +106,7 @@ void GuardOutput() {
         if (sigaction(signal, nullptr, &old) == 0 && old.sa_handler == SIG_IGN) continue; // as with nohup
         struct sigaction ours;
         std::memset(&ours, 0, sizeof ours);
-        ours.sa_handler = OnEndingSignal;
-        ours.sa_flags = static_cast<int>(SA_RESETHAND);
+        ours.sa_handler = OnEndingSignal; // and no SA_RESETHAND: a second signal would end us before the handler runs
         sigaction(signal, &ours, nullptr);
     }
 }

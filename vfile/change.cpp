@@ -68,7 +68,11 @@ void VFile::ChangeInPlace(std::int32_t oldLen, const void* src, std::int32_t n) 
     unsigned char* at = buf + cur.ix;
     const std::int32_t rest = cur.ptr->len - cur.ix - oldLen;
     if (rest > 0 && oldLen != n) std::memmove(at + n, at + oldLen, static_cast<std::size_t>(rest));
-    if (n > 0) std::memcpy(at, src, static_cast<std::size_t>(n));
+    if (n == 1) { // typing
+        *at = *static_cast<const unsigned char*>(src);
+    } else if (n > 0) {
+        std::memcpy(at, src, static_cast<std::size_t>(n));
+    }
     SetCurLen(cur.ptr->len - oldLen + n);
     CheckCurLen();
 }
@@ -193,27 +197,32 @@ void VFile::ReplaceBuf(std::int32_t at, std::int32_t oldLen, const void* src, in
             if (res != resDone) return;
             ChangeInPlace(oldLen, src, n);
         } else {
-            // The source is read completely before the hook runs: the hook may well be its owner.
-            unsigned char head[BlkSize];
-            const int headLen = std::min<std::int32_t>(BlkSize - cur.ix, n);
-            if (headLen > 0) std::memcpy(head, src, static_cast<std::size_t>(headLen));
-            BlkDesc* p1 = nullptr;
-            BlkDesc* p2 = nullptr;
-            const auto* from = static_cast<const unsigned char*>(src);
-            for (int done = headLen, k; done < n; done += k) {
-                k = std::min<std::int32_t>(n - done, BlkSize);
-                AddPrivate(p1, p2, from + done, static_cast<std::int16_t>(k));
-            }
-            res = AskHook(at, oldLen, n);
-            if (res != resDone) {
-                DisposeBlkPtrList(p1);
-                return;
-            }
-            DoChange(oldLen, head, headLen, p1, p2);
+            ChangeByChain(at, oldLen, static_cast<const unsigned char*>(src), n);
+            if (res != resDone) return;
         }
         EndChange(at, oldLen, n);
     }
     GoBehind(at + n);
+}
+
+// The change where it does not fit in place, the hook asked. The source is read completely before the hook runs: the
+// hook may well be its owner.
+void VFile::ChangeByChain(std::int32_t at, std::int32_t oldLen, const unsigned char* src, int n) {
+    unsigned char head[BlkSize];
+    const int headLen = std::min<std::int32_t>(BlkSize - cur.ix, n);
+    if (headLen > 0) std::memcpy(head, src, static_cast<std::size_t>(headLen));
+    BlkDesc* p1 = nullptr;
+    BlkDesc* p2 = nullptr;
+    for (int done = headLen, k; done < n; done += k) {
+        k = std::min<std::int32_t>(n - done, BlkSize);
+        AddPrivate(p1, p2, src + done, static_cast<std::int16_t>(k));
+    }
+    res = AskHook(at, oldLen, n);
+    if (res == resDone) {
+        DoChange(oldLen, head, headLen, p1, p2);
+    } else {
+        DisposeBlkPtrList(p1);
+    }
 }
 
 // What PreChange says, which a VFile that is no more never refuses.

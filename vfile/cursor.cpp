@@ -36,13 +36,8 @@ void VFile::SetPos(std::int32_t p) {
     eof = false;
 }
 
-// Moves the cursor, and nothing else. Within the current block, where most moves end, there is nothing to leave.
-void VFile::PlaceAt(std::int32_t p) {
-    if (p >= cur.start && p - cur.start < cur.ptr->len) {
-        cur.ix = static_cast<std::int16_t>(p - cur.start);
-        pos = p;
-        return;
-    }
+// PlaceAt for a place outside the current block, or at its end.
+void VFile::PlaceFar(std::int32_t p) {
     const BlkRdr left = cur;
     FindBlk(cur, p, false);
     if (cur.ptr != left.ptr) LeaveBlk(left);

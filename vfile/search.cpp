@@ -15,6 +15,7 @@
 
 #include <algorithm>
 #include <cctype>
+#include <cstring>
 
 namespace vfile_internal {
 
@@ -42,12 +43,23 @@ class Folding {
 // look.
 static int (*const volatile upperCase)(int) = std::toupper;
 
+struct ByteTable {
+    unsigned char of[256];
+};
+
+// Copied for each search: that is far less work than making it anew, where matches lie close together.
+static constexpr ByteTable EachItself = [] {
+    ByteTable t{};
+    for (int c = 0; c < 256; ++c) t.of[c] = static_cast<unsigned char>(c);
+    return t;
+}();
+
 Folding::Folding(bool ignoreCase) : folds(ignoreCase), plainAscii(true) {
-    for (int c = 0; c < 256; ++c) {
-        const int upper = ignoreCase && c <= 0x7F ? upperCase(c) : c;
-        const int ascii = ignoreCase && c >= 'a' && c <= 'z' ? c - 'a' + 'A' : c;
-        folded[c] = static_cast<unsigned char>(upper >= 0 && upper <= 0x7F ? upper : c);
-        plainAscii = plainAscii && folded[c] == ascii;
+    std::memcpy(folded, EachItself.of, sizeof folded);
+    for (int c = 0; ignoreCase && c <= 0x7F; ++c) {
+        const int upper = upperCase(c);
+        if (upper >= 0 && upper <= 0x7F) folded[c] = static_cast<unsigned char>(upper);
+        plainAscii = plainAscii && folded[c] == (c >= 'a' && c <= 'z' ? c - 'a' + 'A' : c);
     }
 }
 

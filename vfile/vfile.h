@@ -826,6 +826,7 @@ class VFILE_API VFile {
     const unsigned char* BytesOfCur() const;
     void Advance(int k);
     void PlaceAt(std::int32_t p);
+    void PlaceFar(std::int32_t p);
     bool EnterBlkAhead();
     bool EnterBlkBefore();
     bool HaveBuf();
@@ -844,6 +845,7 @@ class VFILE_API VFile {
     bool FitsInPlace(std::int32_t oldLen, std::int32_t newLen) const;
     void ChangeInPlace(std::int32_t oldLen, const void* src, std::int32_t n);
     void SetCurLen(std::int32_t n);
+    void ChangeByChain(std::int32_t at, std::int32_t oldLen, const unsigned char* src, int n);
     void CheckCurLen();
     void AddPrivate(BlkDesc*& p1, BlkDesc*& p2, const void* bytes, std::int16_t n);
     void DoChange(std::int32_t oldLen, const unsigned char* head, int headLen, BlkDesc* p1, BlkDesc* p2);

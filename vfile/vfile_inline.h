@@ -24,3 +24,11 @@ inline void VFile::Advance(int k) {
     cur.ix = static_cast<std::int16_t>(cur.ix + k);
     pos += k;
 }
+
+// Moves the cursor, and nothing else. Within the current block, where most moves end, there is nothing to leave.
+inline void VFile::PlaceAt(std::int32_t p) {
+    const std::int32_t ix = p - cur.start;
+    if (ix < 0 || ix >= cur.ptr->len) return PlaceFar(p);
+    cur.ix = static_cast<std::int16_t>(ix);
+    pos = p;
+}

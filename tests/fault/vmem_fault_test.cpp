@@ -2,7 +2,7 @@
 #include "support/faults.h"
 #include "support/halt_trap.h"
 #include "support/temp_dir.h"
-#include "vmem/vmem.h"
+#include "support/vmem_support.h"
 
 #include <cerrno>
 #include <gtest/gtest.h>
@@ -14,34 +14,36 @@ using Outcomes = std::set<std::string>;
 const std::string swapNotMade = "VMem, FlushCachePtr():\nswap file creation failed";
 const std::string diskFull = "VMem, FlushCachePtr():\nwriting on swap file failed (disk full?)";
 const std::string diskFullInGap = "VMem, ExtendFile():\nwriting on swap file failed (disk full?)";
+const std::string unread = "VMem, FindPage():\nreading from swap file failed";
 
 class VMemFaults : public testing::Test {
   protected:
+    // Of the first `n` pages, those that do not hold their number at `offset`.
+    static int WrongPages(VMem& vm, int n, int offset) {
+        int wrong = 0;
+        for (int i = 0, value = -1; i < n; ++i) vm.Get(i * 1024 + offset, value), wrong += value != i;
+        return wrong;
+    }
     // Fills eight pages, the last one first so that the swap file starts with a gap, and reads them back.
     bool SpillAndReadBack() const {
         VMem vm;
         vm.SetTempDir(dir.Path().c_str());
         vm.SetMaxCacheSize(3);
-        std::int32_t adr[8];
-        for (auto& a : adr) vm.AllocPage(a);
-        for (int i = 7; i >= 0; --i) vm.Set(adr[i] + 1000, "abcdefgh"[i]);
-        std::string back;
-        char c = 0;
-        for (const auto a : adr) vm.Get(a + 1000, c), back += c;
-        return back == "abcdefgh";
+        AllocPages(vm, 8);
+        for (int i = 7; i >= 0; --i) vm.Set(i * 1024 + 1000, i);
+        return WrongPages(vm, 8, 1000) == 0;
     }
     // The same where pages are read and written together. What fails then is done again page by page.
     std::string SpillTogether(const Arm& arm) const {
         VMem vm;
         vm.SetTempDir(dir.Path().c_str());
         vm.SetMaxCacheSize(260); // 256 pages
-        std::int32_t adr = 0;
-        for (int i = 0; i < 400; ++i) vm.AllocPage(adr);
+        AllocPages(vm, 400);
         for (int i = 0; i < 256; ++i) vm.Set(i * 1024, i);
         int wrong = 0;
         arm([&] {
             for (int i = 256; i < 400; ++i) vm.Set(i * 1024, i);
-            for (int i = 0, value = -1; i < 400; ++i) vm.Get(i * 1024, value), wrong += value != i;
+            wrong = WrongPages(vm, 400, 0);
             vm.SetMaxCacheSize(32767);
         });
         return wrong == 0 ? "done" : "wrong";
@@ -65,19 +67,17 @@ TEST_F(VMemFaults, EachFailureHasItsHaltOrNone) {
     EXPECT_EQ((Outcomes{"VMem, FlushCachePtr():\nseeking in swap file failed",
                         "VMem, ExtendFile():\nseeking in swap file failed"}),
               Sweep(Faults::Write, EINVAL));
-    EXPECT_EQ(Outcomes{"VMem, FindPage():\nreading from swap file failed"}, Sweep(Faults::Read, EIO));
+    EXPECT_EQ(Outcomes{unread}, Sweep(Faults::Read, EIO));
     EXPECT_EQ(Outcomes{"VMem, FindPage():\nseeking in swap file failed"}, Sweep(Faults::Read, EINVAL));
     EXPECT_EQ(Outcomes{"done"}, Sweep(Faults::Lock, ENOLCK)); // a file system without locks
     EXPECT_EQ(Outcomes{swapNotMade}, Sweep(Faults::Lock, EWOULDBLOCK, true));
     EXPECT_EQ(Outcomes{"done"}, Sweep(Faults::Other, EIO));
-    for (const auto kind : {Faults::Open, Faults::Read, Faults::Write, Faults::Lock}) {
+    for (const auto kind : {Faults::Open, Faults::Read, Faults::Write, Faults::Lock})
         EXPECT_EQ(Outcomes{"done"}, Sweep(kind, EINTR));
-    }
 }
 
 TEST_F(VMemFaults, PagesTogetherFailAsAlone) {
     const auto run = [this](const Arm& arm) { return SpillTogether(arm); };
-    const std::string unread = "VMem, FindPage():\nreading from swap file failed";
     EXPECT_EQ(Outcomes{"done"}, ForEachFault(Faults::Heap, 0, run));
     EXPECT_EQ((Outcomes{diskFull, "done"}), ForEachFault(Faults::Write, ENOSPC, run));
     EXPECT_EQ(Outcomes{diskFull}, ForEachFault(Faults::Write, ENOSPC, run, true));
@@ -86,9 +86,8 @@ TEST_F(VMemFaults, PagesTogetherFailAsAlone) {
 }
 
 TEST_F(VMemFaults, PageThatGoesOutInPartIsAFullDisk) {
-    for (const int room : {0, 1, 1023, 1024, 7 * 1024, 8 * 1024 - 1}) {
+    for (const int room : {0, 1, 1023, 1024, 7 * 1024, 8 * 1024 - 1})
         EXPECT_HALT(room < 7 * 1024 ? diskFullInGap : diskFull, Faults::DiskFullAfter(room); SpillAndReadBack());
-    }
 }
 
 } // namespace

@@ -1,11 +1,12 @@
-// A forked child: the parent's objects are out of reach, its own work, and neither disturbs the other.
+// A forked child: the parent's objects are out of reach, its own work, and neither disturbs the other. The end of a
+// thread.
 #include "support/halt_trap.h"
 #include "support/temp_dir.h"
 #include "support/vfile_support.h"
 #include "vmem/vmem.h"
 
-#include <cstdio>
 #include <gtest/gtest.h>
+#include <pthread.h>
 #include <thread>
 
 // The leak checker's question at exit: what a child can't destroy is no leak of its own.
@@ -16,8 +17,6 @@ extern "C" int __lsan_is_turned_off() {
 }
 
 namespace {
-
-const std::string much = Pattern(200000);
 
 TEST(Fork, ChildThatTouchesAnObjectOfTheParentHalts) {
     VFile f("abc");
@@ -33,20 +32,17 @@ TEST(Fork, ChildThatTouchesAnObjectOfTheParentHalts) {
 // Parent and child change their objects by turns, with next to no cache, and the child leaves through exit().
 void LiveSideBySide() {
     const TempDir dir;
-    VFile::SetTempDir(dir.Path().c_str());
-    VFile::SetMaxCacheSize(4);
-    VFile onStack(much.c_str());
-    auto* const onHeap = new VFile("heap");
-    std::fflush(stdout);
-    int turn[2];
+    const auto setUp = [&] { VFile::SetTempDir(dir.Path().c_str()), VFile::SetMaxCacheSize(4); };
+    setUp();
+    VFile ofParent(Pattern(200000).c_str());
+    int turn[2], status = 0;
     ASSERT_EQ(0, pipe(turn));
     const pid_t child = fork();
     if (child == 0) {
         inChild = true;
         char b;
         if (!VFile_IsThreadInitialized() || VFile::GetMaxCacheSize() != 4000 || VFile::GetTempDir()) _exit(2);
-        VFile::SetTempDir(dir.Path().c_str());
-        VFile::SetMaxCacheSize(4);
+        setUp();
         {
             VFile own;
             Put(own, 0, 0, Pattern(150000, 5));
@@ -56,23 +52,33 @@ void LiveSideBySide() {
         }
         std::exit(7);
     }
-    Put(onStack, 100000, 4, "parent");
+    Put(ofParent, 100000, 4, "parent");
     EXPECT_EQ(1, write(turn[1], "t", 1));
-    int status = 0;
     waitpid(child, &status, 0);
     EXPECT_TRUE(WIFEXITED(status) && WEXITSTATUS(status) == 7) << status;
-    EXPECT_EQ(std::string(much).replace(100000, 4, "parent"), ContentOf(onStack));
-    EXPECT_EQ("heap", ContentOf(*onHeap));
+    EXPECT_EQ(Pattern(200000).replace(100000, 4, "parent"), ContentOf(ofParent));
     EXPECT_EQ(0U, dir.Count());
-    delete onHeap;
-    close(turn[0]);
-    close(turn[1]);
+    for (const int end : turn) close(end);
 }
 
 TEST(Fork, ParentAndChildLiveSideBySideOnTheFirstThreadAndOnAnother) {
     LiveSideBySide();
     VFile ofMain;
     std::thread(LiveSideBySide).join();
+}
+
+TEST(ThreadEnd, ComesAfterTheHostsKeysAndHaltsIfAnObjectIsLeft) {
+    EXPECT_ASSERT_HALT("VFile", std::thread([] { new VFile; }).join());
+    static int gone;
+    pthread_key_t key;
+    ASSERT_EQ(0, pthread_key_create(&key, [](void* f) {
+                  Put(*static_cast<VFile*>(f), 0, 0, "last words");
+                  delete static_cast<VFile*>(f);
+                  ++gone;
+              }));
+    std::thread([&] { pthread_setspecific(key, new VFile); }).join();
+    EXPECT_EQ(1, gone);
+    pthread_key_delete(key);
 }
 
 } // namespace

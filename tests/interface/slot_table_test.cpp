@@ -5,64 +5,47 @@
 #include "support/vfile_support.h"
 
 #include <gtest/gtest.h>
-#include <sstream>
 #include <thread>
 
 namespace {
 
-// What `act` writes in a child.
-std::string Told(const std::function<void(std::ostream&)>& act) {
-    return halt_trap::TextOf([&] {
-        std::ostringstream out;
-        act(out);
-        halt_trap::SendHome(out.str().c_str());
-    });
-}
-
-// The next `n` numbers, "-" for none.
-std::string Taken(int n) {
+// The next `n` numbers, "-" for none, after `freed` have been given back.
+std::string Taken(int n, std::initializer_list<std::uint32_t> freed = {}) {
+    for (const std::uint32_t slot : freed) TlsSlotFree(slot);
     std::string numbers;
     for (; n > 0; --n) {
         const std::uint32_t slot = TlsSlotAlloc();
         numbers += slot == NoSlot ? "- " : std::to_string(slot) + " ";
     }
-    return numbers;
-}
-
-void Free(std::initializer_list<std::uint32_t> slots) {
-    for (const std::uint32_t slot : slots) TlsSlotFree(slot);
+    return numbers + "|";
 }
 
 TEST(SlotTable, FreedNumbersComeBackOnlyWhenAllHaveBeenOut) {
     std::string rest;
     for (int i = 8; i < 64; ++i) rest += std::to_string(i) + " ";
-    EXPECT_EQ("4 5 6 |7 |7 |7 |" + rest + "5 6 - |30 - ", Told([](std::ostream& out) {
-                  out << Taken(3) << '|'; // 0 to 3 are VFile's
-                  Free({5});
-                  out << Taken(1) << '|';
-                  Free({7});
-                  out << Taken(1) << '|';
-                  Free({6, 7}); // lowers the mark by one, over 7 but not over 6
-                  out << Taken(1) << '|' << Taken(56 + 3) << '|';
-                  Free({30});
-                  out << Taken(2);
+    EXPECT_EQ("4 5 6 |7 |7 |7 |" + rest + "5 6 - |30 - |", halt_trap::TextOf([] { // 0 to 3 are VFile's
+                  std::string told;
+                  for (const auto& taken : {Taken(3), Taken(1, {5}), Taken(1, {7}),
+                                            Taken(1, {6, 7}), // lowers the mark by one, over 7 but not over 6
+                                            Taken(56 + 3), Taken(2, {30})}) {
+                      told += taken;
+                  }
+                  halt_trap::SendHome(told.c_str());
               }));
 }
 
 TEST(SlotTable, EndOfTheProcessPartTakesAllAndAFreshStartCountsFromZero) {
-    EXPECT_EQ("1 0 - 000 |10 0 1 2 |2 |0 |1 |11 works", Told([](std::ostream& out) {
-                  out << DllMain(nullptr, 0, nullptr) << ' ' << TlsProcessLive() << ' ' << Taken(1) << TlsSlotFree(0)
-                      << TlsSlotSet(0, 1) << TlsThreadReady() << " |";
-                  out << TlsProcessInit() << TlsProcessInit() << ' ' << Taken(3) << '|';
-                  Free({2});
-                  out << Taken(1) << '|';
-                  Free({1, 0, 2}); // the last that was in use
-                  out << Taken(1) << '|';
-                  out << TlsProcessDone() << " |";
-                  out << DllMain(nullptr, 1, nullptr) << DllMain(nullptr, 4, nullptr);
+    EXPECT_EQ("0 1 2 |2 |0 |works", halt_trap::TextOf([] {
+                  if (!DllMain(nullptr, 0, nullptr) || TlsProcessLive() || Taken(1) != "- |") _exit(1);
+                  if (TlsSlotFree(0) || TlsSlotSet(0, 1) || TlsThreadReady()) _exit(2);
+                  if (!TlsProcessInit() || TlsProcessInit()) _exit(3);
+                  std::string told = Taken(3);
+                  told += Taken(1, {2});
+                  told += Taken(1, {1, 0, 2}); // the last that was in use
+                  if (!TlsProcessDone() || !DllMain(nullptr, 1, nullptr) || !DllMain(nullptr, 4, nullptr)) _exit(4);
                   VFile f;
-                  Put(f, 0, 0, " works");
-                  out << ContentOf(f);
+                  Put(f, 0, 0, "works");
+                  halt_trap::SendHome((told + ContentOf(f)).c_str());
               }));
 }
 
@@ -86,10 +69,8 @@ TEST(SlotTable, WordsAreTheThreadsOwn) {
         EXPECT_TRUE(TlsSlotSet(slot, 5));
     }).join();
     EXPECT_EQ(~TlsWord{0}, TlsSlotGet(slot));
-    for (const std::uint32_t none : {SlotCount, NoSlot}) {
-        EXPECT_FALSE(TlsSlotSet(none, 1));
-        EXPECT_EQ(0U, TlsSlotGet(none));
-        EXPECT_FALSE(TlsSlotFree(none));
+    for (const auto none : {SlotCount, NoSlot}) {
+        EXPECT_FALSE(TlsSlotSet(none, 1) || TlsSlotGet(none) != 0 || TlsSlotFree(none));
     }
     EXPECT_TRUE(TlsSlotFree(slot));
 }

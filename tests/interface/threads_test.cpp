@@ -4,6 +4,7 @@
 #include "support/vfile_support.h"
 #include "support/vmem_support.h"
 
+#include <algorithm>
 #include <atomic>
 #include <gtest/gtest.h>
 #include <random>
@@ -26,13 +27,12 @@ void Edit(unsigned seed, std::int16_t cacheKb, const std::string& dir) {
         const std::string bytes = Pattern(static_cast<int>(random() % 1500), step);
         Put(f, static_cast<std::int32_t>(at), static_cast<std::int32_t>(cut), bytes);
         model.replace(at, cut, bytes);
-        ASSERT_EQ(resDone, f.res);
-        ASSERT_EQ(static_cast<std::int32_t>(model.size()), f.Length());
+        ASSERT_TRUE(f.res == resDone && f.Length() == static_cast<std::int32_t>(model.size()));
     }
     ASSERT_TRUE(ContentOf(f) == model) << "seed " << seed;
-    int here = 0;
-    for (const auto& swapFile : SwapFiles()) here += swapFile.second.find(dir + "/~vmem") == 0;
-    EXPECT_EQ(1, here);
+    const auto swapFiles = SwapFiles();
+    const auto isHere = [&](const auto& file) { return file.second.find(dir + "/~vmem") == 0; };
+    EXPECT_EQ(1, std::count_if(swapFiles.begin(), swapFiles.end(), isHere));
     EXPECT_EQ(cacheKb, VFile::GetMaxCacheSize());
     EXPECT_EQ(dir, VFile::GetTempDir());
 }
@@ -41,8 +41,7 @@ TEST(Threads, WorkSideBySideWithSettingsOfTheirOwn) {
     const TempDir dirs[ThreadCount];
     std::vector<std::thread> threads;
     for (int i = 0; i < ThreadCount; ++i) {
-        threads.emplace_back(Edit, 100U + static_cast<unsigned>(i), static_cast<std::int16_t>(4 + 4 * i),
-                             dirs[i].Path());
+        threads.emplace_back(Edit, 100U + static_cast<unsigned>(i), std::int16_t(4 + 4 * i), dirs[i].Path());
     }
     for (auto& thread : threads) thread.join();
     EXPECT_EQ(4000, VFile::GetMaxCacheSize());
@@ -53,24 +52,22 @@ TEST(Threads, WorkSideBySideWithSettingsOfTheirOwn) {
 std::atomic<int> halts{0};
 thread_local int haltsHere = 0;
 
-// Threads that come and go and halt, while the halt procedure is exchanged.
-TEST(Threads, ComeAndGoAndHaltAtOnce) {
-    InstallHaltProc([](const char*) { ++halts, ++haltsHere; });
-    std::vector<std::thread> threads;
-    for (int i = 0; i < ThreadCount; ++i) {
-        threads.emplace_back([] {
-            for (int round = 0; round < 25; ++round) {
-                std::thread([] {
-                    VFile f;
-                    Put(f, 0, 0, "x");
-                    Fatal("Host", 1);
-                    InstallHaltProc([](const char*) { ++haltsHere, ++halts; });
-                    EXPECT_EQ(1, haltsHere);
-                }).join();
-            }
-        });
+TEST(Threads, ComeAndGoAndHaltWhileTheProcedureIsExchanged) {
+    static const HaltProc count = [](const char*) { ++halts, ++haltsHere; };
+    InstallHaltProc(count);
+    for (int round = 0; round < 25; ++round) {
+        std::vector<std::thread> threads;
+        for (int i = 0; i < ThreadCount; ++i) {
+            threads.emplace_back([] {
+                VFile f;
+                Put(f, 0, 0, "x");
+                Fatal("Host", 1);
+                InstallHaltProc(count);
+                EXPECT_EQ(1, haltsHere);
+            });
+        }
+        for (auto& thread : threads) thread.join();
     }
-    for (auto& thread : threads) thread.join();
     EXPECT_EQ(25 * ThreadCount, halts);
     DeinstallHaltProc();
 }

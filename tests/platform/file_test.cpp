@@ -1,10 +1,13 @@
-// Open files: opening, transfers that go on, names.
+// Open files: opening, transfers that go on, nobody at the far end. And the numbers of threads.
+#include "platform/thread.h"
 #include "tests/platform/platform_test.h"
 
 #include <atomic>
 #include <csignal>
 #include <pthread.h>
+#include <set>
 #include <sys/resource.h>
+#include <sys/socket.h>
 #include <thread>
 
 namespace {
@@ -25,20 +28,9 @@ TEST(Files, OpeningMakesKeepsAndEmptiesAsAsked) {
         dir.Write("f", "old");
     }
     umask(mask);
-}
-
-TEST(Files, DevicesAndPipesAreTakenAsTheyAre) {
-    const TempDir dir;
     const FileHandle null = OpenAs("/dev/null", Disposition::CreateAlways);
-    const FileHandle again = OpenAs("/dev/null", Disposition::CreateAlways);
-    EXPECT_NE(InvalidHandle, again);
-    EXPECT_EQ(3, WriteFile(null, "abc", 3));
-    ASSERT_EQ(0, mkfifo(dir.File("fifo").c_str(), 0600));
-    const FileHandle fifo = OpenAs(dir.File("fifo"), Disposition::CreateAlways);
-    EXPECT_EQ(3, WriteFile(fifo, "abc", 3));
-    char buf[8];
-    EXPECT_EQ(3, ReadFile(fifo, buf, sizeof buf)); // one read: what is there
-    for (const FileHandle h : {null, again, fifo}) EXPECT_TRUE(CloseFile(h));
+    const FileHandle again = OpenAs("/dev/null", Disposition::CreateAlways); // a device is not locked
+    EXPECT_TRUE(WriteFile(null, "abc", 3) == 3 && CloseFile(null) && CloseFile(again));
 }
 
 // What `act` returns while its blocked transfer is interrupted again and again; from the fifth time on `other` works
@@ -69,15 +61,14 @@ TEST(Files, TransfersGoOnAfterSignalsAndOnDescriptorsThatDontWait) {
         int ends[2];
         ASSERT_EQ(0, pipe2(ends, flags));
         char buf[8] = "";
-        EXPECT_EQ(3, Interrupted([&] { return ReadFile(HandleOf(ends[0]), buf, sizeof buf); },
-                                 [&] { EXPECT_EQ(3, write(ends[1], "abc", 3)); }));
+        EXPECT_EQ(3,
+                  Interrupted([&] { return ReadFile(HandleOf(ends[0]), buf, sizeof buf); }, // one read: what is there
+                              [&] { EXPECT_EQ(3, write(ends[1], "abc", 3)); }));
         EXPECT_STREQ("abc", buf);
-
         const std::string much(1000000, 'm');
         std::string arrived;
         const auto drain = [&] {
-            char piece[4096];
-            while (arrived.size() < much.size()) {
+            for (char piece[4096]; arrived.size() < much.size();) {
                 const ssize_t n = read(ends[0], piece, sizeof piece);
                 if (n > 0) arrived.append(piece, static_cast<std::size_t>(n));
             }
@@ -100,6 +91,48 @@ TEST(Files, WriteThatRunsOutOfRoomTellsWhatWentOut) {
                   told += " " + std::to_string(WriteFile(h, "b", 1)) + " " + std::to_string(GetLastError());
                   return told + " " + std::to_string(FileSize(h));
               }));
+}
+
+volatile std::sig_atomic_t signals = 0;
+
+TEST(Files, WriteWhereNobodyReadsFailsWithoutASignal) {
+    const auto writeInVain = [](bool toSocket) {
+        int ends[2];
+        ASSERT_EQ(0, toSocket ? socketpair(AF_UNIX, SOCK_STREAM, 0, ends) : pipe(ends));
+        close(ends[0]);
+        EXPECT_EQ(109U, ErrorOf([&] { EXPECT_EQ(-1, WriteFile(HandleOf(ends[1]), "x", 1)); }));
+        close(ends[1]);
+    };
+    sigset_t pipeOnly, mask;
+    for (const auto handler : {SIG_DFL, SIG_IGN, sighandler_t([](int) { signals = signals + 1; })}) {
+        const sighandler_t before = signal(SIGPIPE, handler);
+        for (const bool toSocket : {false, true}) writeInVain(toSocket);
+        EXPECT_EQ(handler, signal(SIGPIPE, before));
+        pthread_sigmask(SIG_BLOCK, nullptr, &mask);
+        EXPECT_EQ(0, sigismember(&mask, SIGPIPE));
+    }
+    EXPECT_EQ(0, signals);
+    sigemptyset(&pipeOnly);
+    sigaddset(&pipeOnly, SIGPIPE);
+    pthread_sigmask(SIG_BLOCK, &pipeOnly, &mask);
+    const timespec noWait{0, 0};
+    for (const bool waiting : {true, false}) { // one that waits for the host still does
+        if (waiting) pthread_kill(pthread_self(), SIGPIPE);
+        writeInVain(false);
+        EXPECT_EQ(waiting ? SIGPIPE : -1, sigtimedwait(&pipeOnly, nullptr, &noWait));
+    }
+    pthread_sigmask(SIG_SETMASK, &mask, nullptr);
+}
+
+TEST(ThreadIds, DifferForLiveAndPastThreadsAndInAForkedChild) {
+    std::set<std::uint32_t> ids = {0, CurrentThreadId()};
+    for (int round = 0; round < 20; ++round) {
+        std::uint32_t a = 0, b = 0;
+        std::thread([&] { std::thread([&] { b = CurrentThreadId(); }).join(), a = CurrentThreadId(); }).join();
+        ids.insert({a, b});
+    }
+    ids.insert(static_cast<std::uint32_t>(std::stoul(InChild([] { return std::to_string(CurrentThreadId()); }))));
+    EXPECT_EQ(43U, ids.size());
 }
 
 } // namespace

@@ -99,15 +99,14 @@ struct Model {
     }
     void Put(int adr, const void* from, int n) {
         Use(adr, n, true);
-        std::memcpy(&bytes[static_cast<std::size_t>(adr)], from, static_cast<std::size_t>(n));
+        std::memmove(bytes.data() + adr, from, static_cast<std::size_t>(n));
     }
     void Copy(int dst, int src, int n) {
         for (int done = 0, piece = 0; dst != src && done < n; done += piece) {
             piece = std::min(1024, n - done);
             const int off = dst > src ? n - done - piece : done;
             Use(src + off, piece, false);
-            Put(dst + off, bytes.substr(static_cast<std::size_t>(src + off), static_cast<std::size_t>(piece)).data(),
-                piece);
+            Put(dst + off, bytes.data() + src + off, piece);
         }
     }
 
@@ -117,8 +116,9 @@ struct Model {
         list.blocks.pop_front();
         return adr;
     }
+    static int First(const List& list) { return list.blocks.empty() ? -1 : list.blocks.front(); }
     void Push(List& list, int adr) {
-        const int next = list.blocks.empty() ? -1 : list.blocks.front();
+        const int next = First(list);
         Put(adr, &next, 4);
         list.blocks.push_front(adr);
     }
@@ -184,9 +184,7 @@ struct Model {
 
     std::string State() const {
         std::ostringstream s;
-        const auto list = [&](const List& l) {
-            s << l.blocks.size() << '@' << (l.blocks.empty() ? -1 : l.blocks.front());
-        };
+        const auto list = [&](const List& l) { s << l.blocks.size() << '@' << First(l); };
         s << "  topAdr " << top << " fileSize " << fileSize << " cache " << pages.size() << " of " << maxPages
           << " spare " << (spare ? "yes" : "no") << "\n  free: page ";
         list(freePages);
@@ -195,10 +193,9 @@ struct Model {
             s << ' ' << c.len << ' ';
             list(c);
         }
-        for (const Page& p : pages) {
-            s << "\n  page " << p.adr << (p.dirty ? " dirty" : "");
-            s << (HasSlot(p.adr) ? "" : " no slot") << (p.spare ? " spare" : "");
-        }
+        for (const Page& p : pages)
+            s << "\n  page " << p.adr << (p.dirty ? " dirty" : "") << (HasSlot(p.adr) ? "" : " no slot")
+              << (p.spare ? " spare" : "");
         return s.str() + '\n';
     }
 };
@@ -235,37 +232,39 @@ void Walk(unsigned seed, long steps) {
         used.pop_back();
         EXPECT_EQ(-1, adr);
     };
+    char buf[32768];
+    const auto read = [&](int from, int n) {
+        vm.Get(from, buf, static_cast<std::int16_t>(n));
+        model.Use(from, n, false);
+        EXPECT_EQ(0, std::memcmp(model.bytes.data() + from, buf, static_cast<std::size_t>(n))) << "bytes from " << from;
+    };
+    const auto write = [&](int to, int n) {
+        vm.Set(to, buf, static_cast<std::int16_t>(n));
+        model.Put(to, buf, n);
+    };
     const auto transfer = [&] { // reads anywhere, links of free blocks too; writes and copies inside blocks
         const Block b = used[rng() % used.size()];
         const int to = b.adr + below(b.len);
         const int n = below(b.adr + b.len - to + 1);
-        const int mates[] = {to, to - SlotMate, to + SlotMate,
-                             below(model.top - n + 1)}; // over itself, in the same slots
+        // over itself, in the same slots
+        const int mates[] = {to, to - SlotMate, to + SlotMate, below(model.top - n + 1)};
         const int from = std::clamp(mates[below(4)] - 5 + below(11), 0, model.top - n);
-        std::string buf(static_cast<std::size_t>(n), static_cast<char>(rng()));
         if (const int what = below(4); what == 0) {
             vm.CopyBytes(to, from, static_cast<std::int16_t>(n));
             model.Copy(to, from, n);
         } else if (what == 1) {
-            for (char& c : buf) c = static_cast<char>(rng());
-            vm.Set(to, buf.data(), static_cast<std::int16_t>(n));
-            model.Put(to, buf.data(), n);
+            std::generate(buf, buf + n, [&] { return static_cast<char>(rng()); });
+            write(to, n);
         } else {
-            vm.Get(from, buf.data(), static_cast<std::int16_t>(n));
-            model.Use(from, n, false);
-            EXPECT_EQ(0, model.bytes.compare(static_cast<std::size_t>(from), buf.size(), buf)) << "bytes from " << from;
+            read(from, n);
         }
     };
-
     const auto sweep = [&] { // reads upward, free blocks too, and may write the same back
-        const bool write = below(2) == 0;
+        const bool back = below(2) == 0;
         int at = below(model.top);
         for (int n = below(200); n > 0 && at + 1024 <= model.top; --n, at += 1024) {
-            char buf[1024];
-            vm.Get(at, buf, 1024);
-            model.Use(at, 1024, false);
-            EXPECT_EQ(0, model.bytes.compare(static_cast<std::size_t>(at), 1024, buf, 1024)) << "bytes from " << at;
-            if (write) vm.Set(at, buf, 1024), model.Put(at, buf, 1024);
+            read(at, 1024);
+            if (back) write(at, 1024);
         }
     };
 

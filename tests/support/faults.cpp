@@ -6,44 +6,38 @@
 #include <algorithm>
 #include <cerrno>
 #include <cstdarg>
-#include <cstdio>
 #include <dirent.h>
 #include <fcntl.h>
+#include <filesystem>
 #include <gtest/gtest.h>
+#include <iterator>
 #include <new>
 #include <sys/file.h>
 #include <sys/mman.h>
 #include <sys/stat.h>
 #include <unistd.h>
 #include <unordered_set>
+#include <utility>
 
 namespace {
 
 struct Order {
-    Faults::Kind kind;
-    int left; // calls until the failure, 0 when none is ordered
-    int error;
-    int room; // bytes until the disk is full, -1 without limit
-    bool lasting;
+    Faults::Kind kind = Faults::Heap;
+    int left = 0; // calls until the failure, 0 when none is ordered
+    int error = 0;
+    int room = -1; // bytes until the disk is full, -1 without limit
+    bool lasting = false;
 };
 
-constexpr Order None{Faults::Heap, 0, 0, -1, false};
-thread_local Order order = None;
-thread_local bool ours = false; // the driver's own calls neither count nor fail
+thread_local Order order;
 
-bool firedHere = false;
-bool* fired = &firedHere; // shared with the child while ForEachFault runs one
+// Whether the failure came up; a child says so to its parent.
+bool* const fired =
+    static_cast<bool*>(mmap(nullptr, sizeof(bool), PROT_READ | PROT_WRITE, MAP_SHARED | MAP_ANONYMOUS, -1, 0));
 
 std::unordered_set<void*>* live = nullptr; // what the library has on the heap, while somebody wants to know
 
-struct Ours {
-    Ours() : before(ours) { ours = true; }
-    ~Ours() { ours = before; }
-    bool before;
-};
-
 bool Fails(Faults::Kind kind) {
-    if (ours) return false;
     const bool meant = order.kind == kind || (order.kind == Faults::System && kind != Faults::Heap);
     if (!meant || order.left == 0 || --order.left > 0) return false;
     if (order.lasting) order.left = 1;
@@ -52,24 +46,20 @@ bool Fails(Faults::Kind kind) {
     return true;
 }
 
-void* Note(void* p) {
-    if (!live || ours || !p) return p;
-    const Ours guard;
-    live->insert(p);
+// Follows a block that comes from the heap or goes back there; what the set itself does there does not count.
+void* Track(void* p, bool comes) {
+    const auto all = std::exchange(live, nullptr);
+    if (all && p && comes) all->insert(p);
+    if (all && p && !comes) all->erase(p);
+    live = all;
     return p;
 }
 
-void* Forget(void* p) {
-    if (!live || ours || !p) return p;
-    const Ours guard;
-    live->erase(p);
-    return p;
-}
-
-// What of `count` bytes still has room; -1 with errno set if none has.
-ssize_t Room(std::size_t count) {
+// What of `count` bytes still has room; -1 with errno set if none has. A halt's way home is open, whatever fails.
+ssize_t Room(int fd, std::size_t count) {
+    if (fd == halt_trap::pipeEnd) return static_cast<ssize_t>(count);
     if (Fails(Faults::Write)) return -1;
-    if (ours || order.room < 0 || count == 0) return static_cast<ssize_t>(count);
+    if (order.room < 0 || count == 0) return static_cast<ssize_t>(count);
     if (order.room < static_cast<int>(count)) *fired = true;
     const int part = std::min(order.room, static_cast<int>(count));
     order.room -= part;
@@ -88,61 +78,44 @@ ssize_t Room(std::size_t count) {
     WRAPPED(type, name, parameters) {                                                                                  \
         return Fails(Faults::kind) ? failure : __real_##name arguments;                                                \
     }
+#define ALLOCATING(name, parameters, arguments)                                                                        \
+    WRAPPED(void*, name, parameters) {                                                                                 \
+        return Fails(Faults::Heap) ? nullptr : Track(__real_##name arguments, true);                                   \
+    }
 #define FREEING(name, parameters, arguments)                                                                           \
     WRAPPED(void, name, parameters) {                                                                                  \
         __real_##name arguments;                                                                                       \
     }
 
-WRAPPED(void*, malloc, (std::size_t n)) {
-    return Fails(Faults::Heap) ? nullptr : Note(__real_malloc(n));
-}
-WRAPPED(void*, calloc, (std::size_t n, std::size_t m)) {
-    return Fails(Faults::Heap) ? nullptr : Note(__real_calloc(n, m));
-}
-WRAPPED(void*, realloc, (void* p, std::size_t n)) {
-    if (Fails(Faults::Heap)) return nullptr;
-    Forget(p);
-    return Note(__real_realloc(p, n));
-}
-WRAPPED(void*, _ZnwmRKSt9nothrow_t, (std::size_t n, const std::nothrow_t& tag)) {
-    return Fails(Faults::Heap) ? nullptr : Note(__real__ZnwmRKSt9nothrow_t(n, tag));
-}
-FREEING(free, (void* p), (Forget(p)))
-FREEING(_ZdlPv, (void* p), (Forget(p)))
-FREEING(_ZdlPvRKSt9nothrow_t, (void* p, const std::nothrow_t& tag), (Forget(p), tag))
-FREEING(_ZdlPvm, (void* p, std::size_t n), (Forget(p), n))
+ALLOCATING(malloc, (std::size_t n), (n))
+ALLOCATING(calloc, (std::size_t n, std::size_t m), (n, m))
+ALLOCATING(realloc, (void* p, std::size_t n), (Track(p, false), n))
+ALLOCATING(_ZnwmRKSt9nothrow_t, (std::size_t n, const std::nothrow_t& tag), (n, tag))
+FREEING(free, (void* p), (Track(p, false)))
+FREEING(_ZdlPv, (void* p), (Track(p, false)))
+FREEING(_ZdlPvRKSt9nothrow_t, (void* p, const std::nothrow_t& tag), (Track(p, false), tag))
+FREEING(_ZdlPvm, (void* p, std::size_t n), (Track(p, false), n))
 
 // The mode of open is there only with O_CREAT; passing it on is harmless.
-extern "C" int __real_open(const char* name, int flags, ...);
-extern "C" int __wrap_open(const char* name, int flags, ...);
-int __wrap_open(const char* name, int flags, ...) {
+WRAPPED(int, open, (const char* name, int flags, ...)) {
     va_list rest;
     va_start(rest, flags);
     const unsigned mode = flags & O_CREAT ? va_arg(rest, unsigned) : 0;
     va_end(rest);
     return Fails(Faults::Open) ? -1 : __real_open(name, flags, mode);
 }
-
-// A failing close has closed the descriptor all the same.
-WRAPPED(int, close, (int fd)) {
-    const bool fails = Fails(Faults::Other);
-    const int error = errno;
+WRAPPED(int, close, (int fd)) { // one that fails has closed the descriptor all the same
     const int result = __real_close(fd);
-    if (!fails) return result;
-    errno = error;
-    return -1;
+    return Fails(Faults::Other) ? -1 : result;
 }
-
 WRAPPED(ssize_t, write, (int fd, const void* buf, std::size_t n)) {
-    const bool halt = fd == halt_trap::pipeEnd; // a halt's way home is open, whatever fails
-    const ssize_t room = halt ? static_cast<ssize_t>(n) : Room(n);
+    const ssize_t room = Room(fd, n);
     return room < 0 ? -1 : __real_write(fd, buf, static_cast<std::size_t>(room));
 }
 WRAPPED(ssize_t, pwrite, (int fd, const void* buf, std::size_t n, off_t at)) {
-    const ssize_t room = Room(n);
+    const ssize_t room = Room(fd, n);
     return room < 0 ? -1 : __real_pwrite(fd, buf, static_cast<std::size_t>(room), at);
 }
-
 FAILING(Read, ssize_t, -1, read, (int fd, void* buf, std::size_t n), (fd, buf, n))
 FAILING(Read, ssize_t, -1, pread, (int fd, void* buf, std::size_t n, off_t at), (fd, buf, n, at))
 WRAPPED(int, flock, (int fd, int operation)) { // giving back can't fail
@@ -183,49 +156,34 @@ WRAPPED(ssize_t, copy_file_range, (int in, off64_t* inAt, int out, off64_t* outA
 
 bool Faults::plainCopies = false;
 
-namespace Faults {
-
-static void Take(const Order& newOrder) {
-    order = newOrder;
+void Faults::FailNth(Kind kind, int n, int error, bool lasting) {
+    order = {kind, n, error, -1, lasting};
     *fired = false;
 }
 
-void FailNth(Kind kind, int n, int error, bool lasting) {
-    Take({kind, n, error, -1, lasting});
+void Faults::DiskFullAfter(int count) {
+    order = {Heap, 0, 0, count, false};
+    *fired = false;
 }
 
-void DiskFullAfter(int count) {
-    Take({Heap, 0, 0, count, false});
+void Faults::Disarm() {
+    order = {};
 }
 
-void Disarm() {
-    order = None;
-}
-
-bool Fired() {
+bool Faults::Fired() {
     return *fired;
 }
 
-} // namespace Faults
-
 namespace {
 
-int DescriptorCount() {
-    const Ours guard;
-    DIR* dir = opendir("/proc/self/fd");
-    int count = 0;
-    while (readdir(dir)) ++count;
-    closedir(dir);
-    return count;
+auto DescriptorCount() {
+    return std::distance(std::filesystem::directory_iterator("/proc/self/fd"), {});
 }
 
 // One run, in the child: sends its outcome home like a halt.
 void RunOnce(Faults::Kind kind, int n, int error, bool lasting, const std::function<std::string(const Arm&)>& run) {
-    const int descriptors = DescriptorCount();
-    {
-        const Ours guard;
-        live = new std::unordered_set<void*>;
-    }
+    const auto descriptors = DescriptorCount();
+    live = new std::unordered_set<void*>;
     VFile_InitializeThread();
     std::string outcome = run([&](const std::function<void()>& act) {
         Faults::FailNth(kind, n, error, lasting);
@@ -243,22 +201,15 @@ void RunOnce(Faults::Kind kind, int n, int error, bool lasting, const std::funct
 std::set<std::string> ForEachFault(Faults::Kind kind, int error, const std::function<std::string(const Arm&)>& run,
                                    bool lasting) {
     std::set<std::string> outcomes;
-    void* shared = mmap(nullptr, sizeof(bool), PROT_READ | PROT_WRITE, MAP_SHARED | MAP_ANONYMOUS, -1, 0);
-    fired = static_cast<bool*>(shared);
-    for (int n = 1;; ++n) {
+    for (int n = 1; n <= 5000; ++n) {
         *fired = false;
         const std::string outcome = halt_trap::TextOf([&] { RunOnce(kind, n, error, lasting, run); });
         if (!*fired) {
             EXPECT_EQ("done", outcome) << "with nothing failing";
-            break;
+            return outcomes;
         }
         outcomes.insert(outcome);
-        if (n == 5000) {
-            ADD_FAILURE() << "each run meets its failure: does something try again without end?";
-            break;
-        }
     }
-    fired = &firedHere;
-    munmap(shared, sizeof(bool));
+    ADD_FAILURE() << "each run meets its failure: does something try again without end?";
     return outcomes;
 }

@@ -55,22 +55,21 @@ TEST(Cursor, OnlyTheOwnThreadMovesAndChanges) {
         Put(f, 0, 0, Pattern(3000));
         std::thread(act, std::ref(f)).join();
     };
-    EXPECT_ASSERT_HALT("VFile", elsewhere([](VFile& f) { f.SetPos(1); }));
-    EXPECT_ASSERT_HALT("VFile", elsewhere([](VFile& f) { f.Reset(); }));
-    EXPECT_ASSERT_HALT("VFile", elsewhere([](VFile& f) { f.Flush(); }));
-    EXPECT_ASSERT_HALT("VFile", elsewhere([](VFile& f) { f.InclFlag(1); }));
-    EXPECT_ASSERT_HALT("VFile", elsewhere([](VFile& f) { f.ReplaceBuf(0, 0, "x", 1); }));
-    EXPECT_ASSERT_HALT("VFile", elsewhere([](VFile& f) { f.ReplaceCh(0, 0, 'x', 2); }));
-    EXPECT_ASSERT_HALT("VFile", elsewhere([](VFile& f) { f.ReplaceTxt(0, 0, f, 0, 1); }));
-    EXPECT_ASSERT_HALT("VFile", elsewhere([](VFile& f) { f.ReplaceFile(0, 0, InvalidHandle, 1); }));
-    EXPECT_ASSERT_HALT("VFile", elsewhere([](VFile& f) { f.WriteToFile(InvalidHandle, 1); }));
-    EXPECT_ASSERT_HALT("VFile", elsewhere([](VFile& f) { f.Load("/nowhere/at/all", 0); }));
-    EXPECT_ASSERT_HALT("VFile", elsewhere([](VFile& f) { f.WriteFile("/nowhere/at/all", true); }));
-    EXPECT_ASSERT_HALT("VFile", elsewhere([](VFile& f) { f.~VFile(); }));
-    EXPECT_ASSERT_HALT("VFile", elsewhere([](VFile& f) {
-                           VFile mine;
-                           mine.ReplaceTxt(0, 0, f, 0, 1);
-                       }));
+    void (*const acts[])(VFile&) = {
+        [](VFile& f) { f.SetPos(1); },
+        [](VFile& f) { f.Flush(); },
+        [](VFile& f) { f.InclFlag(1); },
+        [](VFile& f) { f.ReplaceBuf(0, 0, "x", 1); },
+        [](VFile& f) { f.ReplaceCh(0, 0, 'x', 2); },
+        [](VFile& f) { f.ReplaceTxt(0, 0, f, 0, 1); },
+        [](VFile& f) { f.ReplaceFile(0, 0, InvalidHandle, 1); },
+        [](VFile& f) { f.WriteToFile(InvalidHandle, 1); },
+        [](VFile& f) { f.ReadFile("/nowhere/at/all", 0); },
+        [](VFile& f) { f.WriteFile("/nowhere/at/all", true); },
+        [](VFile& f) { f.~VFile(); },
+        [](VFile& f) { VFile().ReplaceTxt(0, 0, f, 0, 1); },
+    };
+    for (const auto act : acts) EXPECT_ASSERT_HALT("VFile", elsewhere(act));
     EXPECT_ASSERT_HALT("VMem", elsewhere([](VFile& f) { // a plain read reaches VMem when it leaves the buffer
                            char b[3000];
                            f.ReadBytes(b, 3000);

@@ -11,51 +11,50 @@
 
 namespace {
 
+struct Case {
+    std::string text; // of the halt
+    std::function<void(VMem&)> act;
+};
+
 // Acts in a child, on an object with two pages and a block of 100 bytes, of which the first one is cached.
-void ExpectHalt(const std::string& text, const std::function<void(VMem&)>& act) {
-    EXPECT_HALT(text, VMem m; AllocPages(m, 2); std::int32_t adr; m.Alloc(adr, 100); ByteAt(m, adr); act(m));
+void ExpectHalts(const std::vector<Case>& cases) {
+    for (const Case& c : cases) {
+        SCOPED_TRACE(&c - cases.data());
+        EXPECT_HALT(c.text, VMem m; AllocPages(m, 2); std::int32_t adr; m.Alloc(adr, 100); ByteAt(m, adr); c.act(m));
+    }
 }
 
 TEST(VMemHalts, ArgumentsAreTestedInOrder) {
-    const char* noLength = "VMem, CheckAdr():\nlength of specified virt.memory must be >0";
-    const char* below = "VMem, CheckAdr():\nillegal address (<0)";
-    const char* above = "VMem, CheckAdr():\nillegal address (>max.address)";
-    const char* noPage = "VMem, DeallocPage():\naddress is not a page address";
-    const struct {
-        std::int32_t adr;
-        std::int16_t len;
-        const char* get;
-        const char* set;
-    } transfers[] = {
-        {-7, 0, "no halt", "no halt"},
-        {-7, -1, noLength, noLength},
-        {-1, 4, below, below},
-        {INT32_MIN, 32767, below, below},
-        {101, 2048, above, above},
-        {INT32_MAX, 32767, above, above},
-        {2147, 1, "VMem, Get():\nbuffer address must not be 0", "VMem, Set():\nbuffer address must not be 0"},
-    };
-    for (const auto& row : transfers) {
-        SCOPED_TRACE(std::to_string(row.adr) + ", " + std::to_string(row.len));
-        ExpectHalt(row.get, [&](VMem& m) { m.Get(row.adr, nullptr, row.len); });
-        ExpectHalt(row.set, [&](VMem& m) { m.Set(row.adr, nullptr, row.len); });
+    const std::string noLength = "VMem, CheckAdr():\nlength of specified virt.memory must be >0";
+    const std::string below = "VMem, CheckAdr():\nillegal address (<0)";
+    const std::string above = "VMem, CheckAdr():\nillegal address (>max.address)";
+    for (const bool set : {false, true}) {
+        const auto move = [=](std::int32_t adr, std::int16_t len) {
+            return [=](VMem& m) { set ? m.Set(adr, nullptr, len) : m.Get(adr, nullptr, len); };
+        };
+        ExpectHalts({{"no halt", move(-7, 0)},
+                     {noLength, move(-7, -1)},
+                     {below, move(-1, 4)},
+                     {below, move(INT32_MIN, 32767)},
+                     {above, move(2100, 49)},
+                     {above, move(101, 2048)},
+                     {above, move(INT32_MAX, 32767)},
+                     {set ? "VMem, Set():\nbuffer address must not be 0" : "VMem, Get():\nbuffer address must not be 0",
+                      move(2100, 48)}});
     }
-    char buf[49];
-    ExpectHalt("no halt", [&](VMem& m) { m.Get(2100, buf, 48); });
-    ExpectHalt(above, [&](VMem& m) { m.Get(2100, buf, 49); });
-    ExpectHalt("VMem, CopyBytes():\nlen must be >=0", [](VMem& m) { m.CopyBytes(5, 5, -1); });
-    ExpectHalt("no halt", [](VMem& m) { m.CopyBytes(-5, -9, 0), m.CopyBytes(-5, -5, 9); });
-    ExpectHalt(below, [](VMem& m) { m.CopyBytes(0, -1, 10); });
-    ExpectHalt(above, [](VMem& m) { m.CopyBytes(INT32_MAX - 5, 0, 2000); });
-
     std::int32_t adr = 0;
-    ExpectHalt("VMem, Alloc():\nlen must be >0", [&](VMem& m) { m.Alloc(adr, 0); });
-    ExpectHalt("VMem, Dealloc0():\nlen must be >0", [&](VMem& m) { m.Dealloc(adr, -1); });
-    ExpectHalt(below, [&](VMem& m) { m.DeallocPage(adr), m.Dealloc(adr, 1024); });
-    ExpectHalt(noPage, [&](VMem& m) { m.DeallocPage(adr), m.DeallocPage(adr); });
-    ExpectHalt(above, [&](VMem& m) { m.Dealloc(adr = 2145, 1); });
-    ExpectHalt(above, [&](VMem& m) { m.DeallocPage(adr = 2048); });
-    ExpectHalt(below, [&](VMem& m) { m.DeallocPage(adr = -1024); });
+    ExpectHalts({{"VMem, CopyBytes():\nlen must be >=0", [](VMem& m) { m.CopyBytes(5, 5, -1); }},
+                 {"no halt", [](VMem& m) { m.CopyBytes(-5, -9, 0), m.CopyBytes(-5, -5, 9); }},
+                 {below, [](VMem& m) { m.CopyBytes(0, -1, 10); }},
+                 {above, [](VMem& m) { m.CopyBytes(INT32_MAX - 5, 0, 2000); }},
+                 {"VMem, Alloc():\nlen must be >0", [&](VMem& m) { m.Alloc(adr, 0); }},
+                 {"VMem, Dealloc0():\nlen must be >0", [&](VMem& m) { m.Dealloc(adr, -1); }},
+                 {below, [&](VMem& m) { m.DeallocPage(adr), m.Dealloc(adr, 1024); }},
+                 {"VMem, DeallocPage():\naddress is not a page address",
+                  [&](VMem& m) { m.DeallocPage(adr), m.DeallocPage(adr); }},
+                 {above, [&](VMem& m) { m.Dealloc(adr = 2145, 1); }},
+                 {above, [&](VMem& m) { m.DeallocPage(adr = 2048); }},
+                 {below, [&](VMem& m) { m.DeallocPage(adr = -1024); }}});
 }
 
 TEST(VMemHalts, SpaceEndsBelowTheGreatestAddress) {
@@ -109,73 +108,47 @@ TEST(VMemHalts, SwapFileFailures) {
             if (truncate(SwapFiles().at(0).first.c_str(), size) == 0) ByteAt(m, 0);
         };
     };
-    ExpectHalt("no halt", write(2048));
-    ExpectHalt("VMem, FlushCachePtr():\nwriting on swap file failed (disk full?)", write(2047));
-    ExpectHalt("VMem, FlushCachePtr():\nwriting on swap file failed (disk full?)", write(1024));
-    ExpectHalt("VMem, ExtendFile():\nwriting on swap file failed (disk full?)", write(1023));
-    ExpectHalt("no halt", readBack(1024));
-    ExpectHalt("VMem, FindPage():\nreading from swap file failed", readBack(1023));
-}
-
-int halts;
-
-// A halt procedure that comes back is promised little, but no byte need be lost.
-TEST(VMemHalts, PageThatCouldNotBeWrittenIsStillCached) {
-    VMem m;
-    AllocPages(m, 3);
-    m.SetMaxCacheSize(2);
-    m.Set(2048, 'x');
-    InstallHaltProc([](const char*) { ++halts; });
-    LimitFiles(2048);
-    ByteAt(m, 0);
-    m.ReleaseCache();
-    LimitFiles(RLIM_INFINITY);
-    EXPECT_EQ(2, halts);
-    EXPECT_NE(std::string::npos, StateOf(m).find("\n  page 2048 dirty spare\n"));
-    m.ReleaseCache();
-    EXPECT_EQ('x', ByteAt(m, 2048));
-    m.ReleaseCache();
-    EXPECT_EQ(0, truncate(SwapFiles().at(0).first.c_str(), 0));
-    ByteAt(m, 2048);
-    DeinstallHaltProc();
-    EXPECT_EQ(3, halts);
-    EXPECT_EQ(0, m.GetCacheSize()) << "a page that could not be read is cached";
-    EXPECT_TRUE(CheckVMem(m, false, stderr));
+    ExpectHalts({{"no halt", write(2048)},
+                 {"VMem, FlushCachePtr():\nwriting on swap file failed (disk full?)", write(2047)},
+                 {"VMem, FlushCachePtr():\nwriting on swap file failed (disk full?)", write(1024)},
+                 {"VMem, ExtendFile():\nwriting on swap file failed (disk full?)", write(1023)},
+                 {"no halt", readBack(1024)},
+                 {"VMem, FindPage():\nreading from swap file failed", readBack(1023)}});
 }
 
 // What is written with the victim, or read ahead, shows in nothing but time: neither in when a disk is full, nor later
-// in what is read.
-TEST(VMemHalts, PagesThatGoTogetherFailAsAlone) {
-    VMem m;
-    AllocPages(m, 400);
-    m.SetMaxCacheSize(260); // 256 pages
-    for (int i = 0; i < 256; ++i) m.Set(i * 1024, i);
-    halts = 0;
-    InstallHaltProc([](const char*) { ++halts; });
-    LimitFiles(40 * 1024 + 100);
-    for (int i = 256; i < 400; ++i) ByteAt(m, i * 1024);
-    LimitFiles(RLIM_INFINITY);
-    DeinstallHaltProc();
-    EXPECT_EQ(400 - 256 - 40, halts);
-    EXPECT_NE(std::string::npos, StateOf(m).find(" fileSize 40960 "));
-    EXPECT_TRUE(CheckVMem(m, true, stderr));
-    for (int i = 0; i < 256; ++i) EXPECT_EQ(i, ByteAt(m, i * 1024));
-}
-
-TEST(VMem, PageThatIsWrittenAfterItWasReadAheadIsNew) {
-    VMem m;
-    AllocPages(m, 1000);
-    m.SetMaxCacheSize(260);
-    for (int i = 0; i < 1000; ++i) m.Set(i * 1024, 'a');
-    m.ReleaseCache();
-    for (int i = 140; i >= 120; --i) m.Set(i * 1024, 'b');
-    for (int i = 999; i >= 789; --i) ByteAt(m, i * 1024);
-    for (int i = 80; i < 141; ++i) EXPECT_EQ(i < 120 ? 'a' : 'b', ByteAt(m, i * 1024)) << i; // 103 fills the cache
+// in what is read. A halt procedure that comes back is promised little, but no byte need be lost.
+TEST(VMemHalts, PagesThatCouldNotBeWrittenAreStillCached) {
+    static int halts;
+    const struct { int kb, pages, room; } rows[] = {{3, 2, 1}, {260, 256, 40}};
+    for (const auto& row : rows) {
+        VMem m;
+        AllocPages(m, 400);
+        m.SetMaxCacheSize(static_cast<std::int16_t>(row.kb));
+        for (int i = 0; i < row.pages; ++i) m.Set(i * 1024, i);
+        halts = 0;
+        InstallHaltProc([](const char*) { ++halts; });
+        LimitFiles(row.room * 1024 + 100);
+        for (int i = row.pages; i < 400; ++i) ByteAt(m, i * 1024);
+        LimitFiles(RLIM_INFINITY);
+        EXPECT_EQ(400 - row.pages - row.room, halts);
+        EXPECT_NE(std::string::npos, StateOf(m).find(" fileSize " + std::to_string(row.room * 1024) + " "));
+        EXPECT_TRUE(CheckVMem(m, true, stderr));
+        for (int i = 0; i < row.pages; ++i) EXPECT_EQ(i, ByteAt(m, i * 1024));
+        m.ReleaseCache();
+        EXPECT_EQ(0, truncate(SwapFiles().at(0).first.c_str(), 0));
+        halts = 0;
+        ByteAt(m, 1024);
+        DeinstallHaltProc();
+        EXPECT_EQ(1, halts);
+        EXPECT_EQ(0, m.GetCacheSize()) << "a page that could not be read is cached";
+        EXPECT_TRUE(CheckVMem(m, false, stderr));
+    }
 }
 
 // Stores across a page boundary, so that neither alignment nor width is taken for granted.
 template <typename T>
-void RoundTrip(T value, int width) {
+void RoundTrip(int width, T value) {
     VMem m;
     AllocPages(m, 2);
     const std::string ground(32, '\x5A');
@@ -188,22 +161,18 @@ void RoundTrip(T value, int width) {
     EXPECT_EQ(0x5A, ByteAt(m, 1023 + width)) << "wider than " << width;
 }
 
+template <typename... T>
+void RoundTrips(int width, T... values) {
+    (RoundTrip(width, values), ...);
+}
+
 TEST(VMem, TypedFormsMoveTheirWidth) {
-    RoundTrip<char>('\x81', 1);
-    RoundTrip<signed char>(-3, 1);
-    RoundTrip<unsigned char>(200, 1);
-    RoundTrip<short>(-30000, 2);
-    RoundTrip<unsigned short>(60000, 2);
-    RoundTrip<int>(-2000000000, 4);
-    RoundTrip<unsigned int>(4000000000U, 4);
-    RoundTrip<long>(-2000000000, sizeof(long));
-    RoundTrip<unsigned long>(~0UL - 5, sizeof(long));
-    RoundTrip<long long>(INT64_MIN + 7, 8);
-    RoundTrip<unsigned long long>(UINT64_MAX - 7, 8);
-    RoundTrip<float>(-1.5F, 4);
-    RoundTrip<double>(-1.1, 8);
-    RoundTrip<long double>(-1.25L, 8);
-    RoundTrip<void*>(reinterpret_cast<void*>(UINTPTR_MAX - 9), sizeof(void*));
+    RoundTrips<char, signed char, unsigned char>(1, '\x81', -3, 200);
+    RoundTrips<short, unsigned short>(2, -30000, 60000);
+    RoundTrips<int, unsigned int, float>(4, -2000000000, 4000000000U, -1.5F);
+    RoundTrips<long, unsigned long, void*>(sizeof(long), -2000000000, ~0UL - 5, reinterpret_cast<void*>(~9UL));
+    RoundTrips<long long, unsigned long long>(8, INT64_MIN + 7, UINT64_MAX - 7);
+    RoundTrips<double, long double>(8, -1.1, -1.25L);
 }
 
 TEST(VMem, SettingsAreKept) {
@@ -254,9 +223,7 @@ std::string OfLength(const TempDir& dir, std::size_t n) {
 }
 
 TEST(VMem, SwapFileLiesInTheFirstUsableDirectory) {
-    TempDir a;
-    TempDir b;
-    TempDir c;
+    const TempDir a, b, c;
     const std::string fits = OfLength(a, 254);
     std::string backslashes = a.Path() + "\\";
     std::replace(backslashes.begin(), backslashes.end(), '/', '\\');
