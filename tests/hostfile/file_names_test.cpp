@@ -1,13 +1,11 @@
-// HFile: file names.
+// HFile: file names, backup extensions, temporary files.
 #include "hostfile/hostfile_support.h"
 
 #include <cstring>
-#include <sstream>
 
 namespace {
 
-TEST(FileNames, SplitAndBuildAreInverses) {
-    const std::string d(300, 'd');
+TEST(FileNames, SplitAndBuildAreInversesAsFarAsNamesFit) {
     for (const std::string row : {"C:|\\a\\|b|.txt", "C:|\\a\\b\\||", "C:|\\a.b\\|c|", "|a/|b.c|.d", "C:||x|",
                                   "|||.profile", "||x|.", "||.|.", "|||"}) { // the parts; all together the name
         std::string path, part[4];
@@ -23,31 +21,20 @@ TEST(FileNames, SplitAndBuildAreInverses) {
         HFile::BuildName(own, own, name);
         EXPECT_EQ(path, own);
     }
-    const std::string path = "C:/" + d + "/" + d + "." + d;
-    std::vector<char> dir(256), fname(256), ext(256), built(260), dir3(261), name3(261); // watched by size
+    const std::string d(300, 'd'), path = "C:/" + d + "/" + d + "." + d;
+    std::vector<char> dir(256), fname(256), ext(256), built(260); // watched by size
     HFile::SplitName(nullptr, dir.data(), fname.data(), ext.data(), path.c_str());
     EXPECT_EQ("/" + d.substr(0, 254), dir.data());
     HFile::BuildName(built.data(), "C", dir.data(), fname.data(), ext.data());
     EXPECT_EQ(("C:/" + d.substr(0, 254) + "\\" + d).substr(0, 259), built.data());
-    HFile::SplitName(dir3.data(), name3.data(), path.c_str());
-    EXPECT_EQ("C:/" + d.substr(0, 257) + d.substr(0, 260), std::string(dir3.data()) + name3.data());
-    HFile::BuildName(built.data(), "C", "a/b", "x", "txt");
-    EXPECT_STREQ("C:a/b\\x.txt", built.data());
-    HFile::BuildName(built.data(), nullptr, "", "x", nullptr);
-    EXPECT_STREQ("x", built.data());
-}
-
-TEST(FileNames, SeparatorsAndEquality) {
-    const std::tuple<const char*, const char*, int> rows[] = {{"", "", 261},         {"C:", "C:\\", 261},
-                                                              {"a/b", "a/b\\", 261}, {"a/", "a/", 261},
-                                                              {"ab", "ab", 3},       {"ab", "ab\\", 4}};
-    for (const auto& [input, result, size] : rows) {
-        char dir[261];
-        std::strcpy(dir, input);
-        HFile::CondAppendDirSep(dir, size);
-        EXPECT_STREQ(result, dir);
+    HFile::BuildName(built.data(), nullptr, "a/b", "x", "txt");
+    EXPECT_STREQ("a/b\\x.txt", built.data());
+    for (const auto& [input, result, size] :
+         {std::tuple{"", "", 261}, {"C:", "C:\\", 261}, {"a/", "a/", 261}, {"ab", "ab", 3}, {"ab", "ab\\", 4}}) {
+        std::strcpy(dir.data(), input);
+        HFile::CondAppendDirSep(dir.data(), size);
+        EXPECT_STREQ(result, dir.data());
     }
-    EXPECT_TRUE(HFile::IsDirSep('\\') && HFile::IsDirSep('/') && !HFile::IsDirSep(':') && !HFile::IsDirSep('\0'));
     EXPECT_TRUE(HFile::EqualName("a\\B.TXT", "A\\b.txt") && !HFile::EqualName("a/b", "a\\b"));
 }
 
@@ -57,39 +44,82 @@ std::string Full(std::string name) {
     return name.c_str();
 }
 
-TEST(FileNames, FullNameOfAFileThatOpensAndOfNothingElse) {
-    const TempDir dir;
+TEST_F(OnFiles, FullNamesOfThoseThatOpenOnly) {
     const auto old = fs::current_path();
-    const std::string at = fs::canonical(dir.Path()).string();
+    const std::string at = fs::canonical(dir.Path()).string(), longest = "sub/" + std::string(255 - at.size(), 'n');
     fs::current_path(at);
-    fs::create_directories("back\\slash");
     fs::create_directory("sub");
-    fs::create_directory_symlink("sub", "way");
-    fs::create_symlink("../f", "sub/link");
-    fs::create_symlink("none", "dangling");
-    const std::string longest = "sub/" + std::string(260 - at.size() - 5, 'n');
-    for (const std::string& name : {std::string("f"), std::string("back\\slash/f"), longest, longest + "n"})
-        dir.Write(name, "");
+    for (const auto& [to, name] : {std::pair{"sub", "way"}, {"../f", "sub/link"}}) fs::create_symlink(to, name);
+    for (const std::string& name : {"f"s, longest, longest + "n"}) dir.Write(name, "");
     ASSERT_EQ(0, mkfifo("fifo", 0600)); // with nobody at its other end
-    const std::pair<std::string, std::string> rows[] = {
-        {"f", at + "/f"},
-        {".\\sub/../f", at + "/f"},
-        {"fifo", at + "/fifo"},
-        {"/dev/null", "/dev/null"},
-        {"way\\link", at + "/sub/link"}, // the directories resolved, the last component as given
-        {longest, at + "/" + longest}};
-    for (const auto& [name, full] : rows) EXPECT_EQ(full, Full(name));
-    for (const std::string& name :
-         {longest + "n", std::string(280, 'x'), std::string("sub\\.."), std::string("dangling"), std::string("f/")}) {
-        EXPECT_EQ(name, Full(name));
+    EXPECT_EQ("/dev/null", Full("/dev/null"));
+    // The directories are resolved, the last component stays as given.
+    for (const auto& [name, full] :
+         {std::pair{".\\sub/../f"s, "f"s}, {"fifo", "fifo"}, {"way\\link", "sub/link"}, {longest, longest}}) {
+        EXPECT_EQ(at + "/" + full, Full(name));
     }
-    fs::current_path("back\\slash");
-    EXPECT_EQ("f", Full("f")); // its path could not be given back
-    fs::current_path(at);
-    chmod(".", 0755);
-    chmod("f", 0);
-    EXPECT_TRUE(AsPlainUser([] { return Full("f") == "f" && HFile::Exists("f"); }));
+    for (const std::string& none : {longest + "n", std::string(280, 'x'), "sub\\.."s, "f/"s}) {
+        EXPECT_EQ(none, Full(none));
+    }
     fs::current_path(old);
+}
+
+TEST(FileNames, BackupExtensionsFormOneSeries) {
+    std::istringstream rows("=.~ .txt=.~xt txt=~xt .a=.~ .a1=.~ .ab1=.~ .abc=.~bc .~=.~1 ~=~1 .~9=.~10 .~19=.~20 "
+                            ".~98=.~99 .~99=- .~x=.~1 .~x1=.~1 .~xt=.~1t .~9t=.~10 .~9ab=.~10b .~123=.~133 .~993=- "
+                            "a=~ 1=~ .~\xB2=.~1");
+    for (std::string row; rows >> row;) {
+        const std::string input = row.substr(0, row.find('=')), next = row.substr(row.find('=') + 1);
+        std::vector<char> ext(std::max<std::size_t>(5, input.size() + 3), 'z'); // no byte more than promised
+        std::strcpy(ext.data(), input.c_str());
+        EXPECT_EQ(next != "-", HFile::GetNextBackupExt(ext.data())) << row;
+        EXPECT_EQ(next != "-" ? next : input, ext.data());
+    }
+}
+
+TEST_F(OnFiles, TempDirFollowsTheEnvironment) {
+    const std::string at = dir.Path(), deep = at + std::string(300, '/');
+    for (const char* name : {"TMP", "TEMP", "TMPDIR"}) unsetenv(name);
+    // One after the other.
+    for (const auto& [name, value, found] : {std::tuple{"TMP", ""s, "/var/tmp\\"s},
+                                             {"TMPDIR", at, at + "\\"},
+                                             {"TEMP", "/none", at + "\\"},
+                                             {"TEMP", "/", "/"},
+                                             {"TMP", at, at + "\\"},
+                                             {"TMP", deep, deep.substr(0, 260)}}) {
+        setenv(name, value.c_str(), 1);
+        HFile::GetTempDir(buf, 261);
+        EXPECT_EQ(found, buf);
+    }
+    for (const char* name : {"TMP", "TEMP", "TMPDIR"}) unsetenv(name);
+    HFile::GetTempDir(buf, 5);
+    EXPECT_STREQ("/var", buf);
+    EXPECT_ASSERT_HALT("HFile", HFile::GetTempDir(nullptr, 5));
+    EXPECT_ASSERT_HALT("HFile", HFile::GetTempDir(buf, 0));
+}
+
+TEST_F(OnFiles, NamesAreBuiltFromTheirPartsAndTheFilesArePrivate) {
+    const std::string at = dir.Path() + "\\", part(80, 'p');
+    HFile files[40], *file = files; // many within one tick of the clock
+    for (const auto& [prefix, ext, head, tail] :
+         {std::tuple<const char*, const char*, std::string, std::string>{nullptr, nullptr, "~hf", ".tmp"},
+          {"", "", "", ""},
+          {"c", ".", "c", "."},
+          {part.c_str(), part.c_str(), part.substr(0, 63), "." + part.substr(0, 62)}}) {
+        for (const bool seqWrite : {false, true, false, true, false, true, false, true, false, true}) {
+            std::vector<char> name(396);
+            ASSERT_TRUE(HFile::CreateTempFile(*file, name.data(), prefix, ext, dir.Path().c_str(), seqWrite));
+            const std::string got = name.data(), number = got.substr(at.size() + head.size());
+            EXPECT_EQ(at + head + std::to_string(std::stoi(number)) + tail, got);
+            EXPECT_EQ(0600u, ModeOf(dir.File(got.substr(at.size())))); // the very file that the name says
+            file->ReadBytes(buf, 1);
+            EXPECT_EQ(seqWrite ? resNoPermission : resDone, file++->res);
+        }
+    }
+    EXPECT_EQ(40u, dir.Count());
+    EXPECT_FALSE(HFile::CreateTempFile(f, buf, "", "", "/none/x", false) || f.res != resIllegalPath);
+    EXPECT_ASSERT_HALT("HFile", HFile::CreateTempFile(f, nullptr, "", "", "", false));
+    EXPECT_ASSERT_HALT("HFile", HFile open(HandleOf(0)); HFile::CreateTempFile(open, buf, "", "", "", false));
 }
 
 } // namespace

@@ -1,50 +1,39 @@
-// HFile: the file system. Ways that not every file system has: file_system_ways_test.cpp.
+// HFile and HFileDir: the file system. Ways that not every file system has: file_system_ways_test.cpp.
+#include "hostfile/hfiledir.h"
 #include "hostfile/hostfile_support.h"
+#include "platform/dirs.h"
 
-#include <sstream>
+#include <set>
 
 namespace {
 
-TEST(FileSystem, AttributesOfWhatIsThereAndWhatIsNot) {
-    const TempDir dir;
-    const std::string f = dir.Write("f", ""), fifo = dir.File("fifo"), longName(9000, 'x');
-    ASSERT_EQ(0, mkfifo(fifo.c_str(), 0600));
-    for (const std::string& name : {f, dir.Path() + "\\", fifo}) {
-        EXPECT_TRUE(HFile::Exists(name.c_str()));
-        EXPECT_EQ(name.back() == '\\', HFile::IsDirectory(name.c_str()));
+TEST_F(OnFiles, AttributesAndRemovalOfWhatIsThereAndWhatIsNot) {
+    const std::string at = dir.Write("f", ""), sub = dir.File("sub"), link = dir.File("link");
+    fs::create_symlink("f", link);
+    fs::create_directory(sub);
+    for (const std::string& name : {at, sub + "\\", link}) {
+        EXPECT_TRUE(HFile::Exists(name.c_str()) && HFile::IsDirectory(name.c_str()) == (name.back() == '\\'));
     }
-    for (const char* none : {"/nonexistent/x", "", longName.c_str(), static_cast<const char*>(nullptr)}) {
+    for (const char* none : {"/nonexistent/x", "", static_cast<const char*>(nullptr)}) {
         EXPECT_FALSE(HFile::Exists(none) || HFile::IsDirectory(none) || HFile::IsReadOnly(none) ||
                      HFile::SetReadOnly(none, true) || HFile::SetReadOnly(none, false));
     }
-    chmod(f.c_str(), 0675);
+    chmod(at.c_str(), 0675);
     for (const bool on : {true, true, false, false}) {
-        EXPECT_TRUE(HFile::SetReadOnly(f.c_str(), on));
-        EXPECT_EQ(on, HFile::IsReadOnly(f.c_str()));
-        EXPECT_EQ(on ? 0475u : 0675u, ModeOf(f)); // nobody else's permission has changed
+        EXPECT_TRUE(HFile::SetReadOnly(at.c_str(), on) && HFile::IsReadOnly(at.c_str()) == on);
+        EXPECT_EQ(on ? 0475u : 0675u, ModeOf(at)); // nobody else's permission has changed
     }
-}
-
-TEST(FileSystem, RemoveTakesFilesAndLinksButNoDirectories) {
-    const TempDir dir;
-    dir.Write("f", "kept");
-    fs::create_symlink("f", dir.File("link"));
-    fs::create_directory(dir.File("sub"));
-    EXPECT_TRUE(HFile::Remove(dir.File("link").c_str()));
-    EXPECT_EQ("kept", dir.Read("f"));
-    for (const auto& [name, code] :
-         {std::pair{"f", resDone}, {"f", resNotFound}, {"no/x", resIllegalPath}, {"sub", resNoPermission}}) {
+    // Each with what comes of it; the link first, whose file stays.
+    std::istringstream rows("link 0 f 0 f 14 sub/no/x 9 sub 17");
+    Res code;
+    for (std::string name; rows >> name >> code;) {
         int res = -1;
-        EXPECT_EQ(code == resDone, HFile::Remove(dir.File(name).c_str(), res));
-        EXPECT_EQ(code, res);
+        EXPECT_TRUE(HFile::Remove(dir.File(name).c_str(), res) == (code == resDone) && res == code) << name << res;
     }
 }
 
-TEST(FileSystem, CopyFollowsLinksAndRefusesWithTheReason) {
-    const TempDir dir;
-    dir.Write("from", "content");
-    dir.Write("held", "held");
-    dir.Write("there", "old");
+TEST_F(OnFiles, CopyFollowsLinksAndRefusesWithTheReason) {
+    for (const char* name : {"from", "held", "there"}) dir.Write(name, name);
     fs::create_directory(dir.File("sub"));
     fs::create_hard_link(dir.File("from"), dir.File("hard"));
     for (const auto& [name, to] :
@@ -52,38 +41,95 @@ TEST(FileSystem, CopyFollowsLinksAndRefusesWithTheReason) {
         fs::create_symlink(to, dir.File(name));
     }
     ASSERT_EQ(0, mkfifo(dir.File("fifo").c_str(), 0600)); // which nothing here may wait for
-    HFile reader, writer;
-    ASSERT_TRUE(reader.OpenSeqRead(dir.File("held").c_str()));
+    HFile writer;
+    ASSERT_TRUE(f.OpenSeqRead(dir.File("held").c_str()));
     ASSERT_TRUE(writer.Create(dir.File("written").c_str(), false));
     const std::size_t before = dir.Count();
-    const std::tuple<Res, bool, std::string> rows[] = {
-        // what comes of it, `overwrite`, and each from and to
-        {resNotFound, false, "none new"},
-        {resIllegalPath, false, "no/x new"},
-        {resIllegalPath, true, "from no/new from loop"},
-        {resIllegalName, true, "from " + std::string(9000, 'x')},
-        {resAlreadyExists, false, "from held from from from to-missing"},
-        {resNoPermission, false, "written new"},
-        {resNoPermission, true,
-         "from held sub new from sub fifo new from fifo from sub\\..\\from from hard from soft soft from"}};
-    for (const auto& [res, overwrite, names] : rows) {
-        std::istringstream pairs(names);
-        for (std::string from, to; pairs >> from >> to;) {
-            EXPECT_EQ(res, CopyRes(dir.File(from), dir.File(to), overwrite)) << from << " " << to;
-        }
+    // What comes of it, whether to replace, from, to.
+    std::istringstream rows("14 0 none new 9 0 no/x new 9 1 from no/new 9 1 from loop 6 0 from held 6 0 from from "
+                            "6 0 from to-missing 17 0 written new 17 1 from held 17 1 sub new 17 1 from sub "
+                            "17 1 fifo new 17 1 from fifo 17 1 from sub\\..\\from 17 1 from hard 17 1 from soft "
+                            "17 1 soft from");
+    Res res;
+    bool overwrite;
+    for (std::string from, to; rows >> res >> overwrite >> from >> to;) {
+        EXPECT_EQ(res, CopyRes(dir.File(from), dir.File(to), overwrite)) << from << " " << to;
     }
     EXPECT_EQ(before, dir.Count());
     for (const std::string name : {"there", "missing"}) {
         EXPECT_EQ(resDone, CopyRes(dir.File("from"), dir.File("to-" + name), true));
-        EXPECT_TRUE(fs::is_symlink(dir.File("to-" + name)));
-        EXPECT_EQ("content", dir.Read(name));
+        EXPECT_TRUE(fs::is_symlink(dir.File("to-" + name)) && dir.Read(name) == "from") << name;
     }
     EXPECT_EQ(resDone, CopyRes(dir.File("held"), dir.File("new"), false)); // shared with the reader
-    reader.Close();
     chmod(dir.Path().c_str(), 0777);
-    chmod(dir.File("held").c_str(), 0444);
-    EXPECT_TRUE(AsPlainUser([&] { return CopyRes(dir.File("from"), dir.File("held"), true) == resNoPermission; }));
-    EXPECT_EQ("content held", dir.Read("from") + " " + dir.Read("held")); // though its directory may be written
+    chmod(dir.File("new").c_str(), 0444);
+    EXPECT_TRUE(AsPlainUser([&] { return CopyRes(dir.File("from"), dir.File("new"), true) == resNoPermission; }));
+    EXPECT_EQ("held held", dir.Read("held") + " " + dir.Read("new")); // though its directory may be written
+}
+
+using Names = std::multiset<std::string>;
+
+Names Scan(const std::string& pattern) {
+    Names names;
+    HFileDir scan;
+    std::vector<char> name(261);
+    for (bool more = scan.FindFirst(name.data(), pattern.c_str()); more; more = scan.FindNext(name.data())) {
+        names.insert(name.data());
+    }
+    EXPECT_STREQ("", name.data());
+    EXPECT_EQ(static_cast<std::int32_t>(names.size()), scan.Count());
+    return names;
+}
+
+TEST(HFileDir, PatternsMatchAsTheirRulesSay) {
+    // Each pattern with names that match, and behind '!' names that don't; the last one in a bearable time.
+    std::istringstream words("* a a.b .hidden . .. ; *.* a a.b .hidden . .. a.b.c ; *. a a. a.b. ! a.b .b a.b.c ; "
+                             "a.* a a. a.b a.b.c ! ab a1.b A.b ; *.txt a.txt .txt a.b.txt ! a.txt2 txt a.TXT ; "
+                             "? a ! ab . .a ; a?c abc ! ac a.c abbc ; a??.x a.x ab.x abc.x ! abcd.x x.x ; "
+                             "*b*c abc bc abbcc ! acb b ; [a]* [a] [a]b ! a ; a.b a.b ! a aXb a.b.c ; "
+                             "*a*a*a*a*a*a*a*a*a*a*a*b aaaaaaaaaaab ! " +
+                             std::string(60, 'a'));
+    for (std::string pattern, name; words >> pattern;) {
+        bool match = true;
+        while (words >> name && name != ";") {
+            if (name == "!") match = false;
+            EXPECT_TRUE(name == "!" || match == platform::MatchesPattern(name.c_str(), pattern.c_str())) << pattern;
+        }
+    }
+}
+
+TEST_F(OnFiles, ComeOutOfAScanInFullAndTheRestAsJoined) {
+    const auto old = fs::current_path();
+    const std::string at = fs::canonical(dir.Path()).string(), longest(260 - at.size() - 1, 'l');
+    fs::current_path(at);
+    // The fourth can't be named, nor the last with the directory in front.
+    for (const std::string& name : {"one.txt"s, ".hidden"s, longest, "back\\slash"s, longest + "l"})
+        dir.Write(name, "");
+    for (const char* name : {"sub", "c:"}) fs::create_directory(name);
+    ASSERT_EQ(0, mkfifo("fifo", 0600));
+    EXPECT_EQ((Names{at + "/fifo", at + "/one.txt", at + "/.hidden", at + "/" + longest, at + "\\.", at + "\\..",
+                     at + "\\sub", at + "\\c:"}),
+              Scan(at + "\\*.*"));
+    for (const std::string& none : {"c:*"s, "*.none"s, "none/*"s, "sub/"s, "sub/x*"s, std::string(261, '*')}) {
+        EXPECT_EQ(Names{}, Scan(none)) << none;
+    }
+    for (const std::string& one : {"o*"s, at + "\\one.txt"}) EXPECT_EQ(Names{at + "/one.txt"}, Scan(one));
+    EXPECT_EQ(Names{"./sub"}, Scan("./s*"));
+    fs::current_path(old);
+}
+
+TEST_F(OnFiles, ScanStatesFollowTheCalls) {
+    const std::string all = dir.Path() + "/*";
+    HFileDir scan(all.c_str());
+    EXPECT_TRUE(!scan.FindNext(nullptr) && scan.FindNext(buf) && !scan.FindNext(nullptr) && scan.Count() == 1);
+    scan.Start(all.c_str()); // anew
+    EXPECT_TRUE(scan.Count() == 0 && scan.FindNext(buf) && scan.FindNext(buf) && !scan.FindNext(buf));
+    dir.Write("late", "");
+    EXPECT_TRUE(!scan.FindNext(buf) && scan.Count() == 2); // the end stays the end
+    scan.Stop();
+    EXPECT_TRUE(!scan.FindNext(buf) && scan.Count() == 0);
+    EXPECT_TRUE(scan.FindFirst(buf, all.c_str()) && !scan.FindFirst(nullptr, all.c_str()) && !scan.FindNext(buf));
+    EXPECT_TRUE(!scan.FindFirst(buf, nullptr) && !*buf);
 }
 
 } // namespace

@@ -3,8 +3,6 @@
 #include "hostfile/hostfile_support.h"
 #include "support/faults.h"
 
-#include <sstream>
-
 namespace {
 
 TEST(FileSystemWays, CopyKeepsContentHolesPermissionsAndTimeInEveryWay) {
@@ -51,7 +49,7 @@ TEST(FileSystemWays, RenameNeverReplacesWhateverHelpTheSystemIs) {
             Faults::Disarm();
             return done == (res == resDone) ? res : -1;
         };
-        for (const char* name : {"f", "other", "foreign"}) dir.Write(name, name);
+        for (const char* name : {"f", "other"}) dir.Write(name, name);
         for (const char* name : {"sub", "sub2"}) fs::create_directory(dir.File(name));
         fs::create_symlink("f", dir.File("link"));
         chmod(dir.File("f").c_str(), 04751);
@@ -65,11 +63,7 @@ TEST(FileSystemWays, RenameNeverReplacesWhateverHelpTheSystemIs) {
         EXPECT_EQ("f other", dir.Read("g") + " " + dir.Read("other"));
         EXPECT_EQ(04751u, ModeOf(dir.File("g")));
         EXPECT_TRUE(fs::is_symlink(dir.File("link2")));
-        EXPECT_EQ(6u, dir.Count());
-        if (refusal == EXDEV) continue;
-        chmod(dir.Path().c_str(), 0777);
-        chmod(dir.File("foreign").c_str(), 0600); // who may not give it a second name can give it another one
-        EXPECT_TRUE(AsPlainUser([&] { return rename("foreign", "f2") == resDone; }));
+        EXPECT_EQ(5u, dir.Count());
     }
 }
 

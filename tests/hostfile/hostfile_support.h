@@ -7,9 +7,11 @@
 
 #include <fcntl.h>
 #include <gtest/gtest.h>
+#include <sstream>
 #include <sys/stat.h>
 
 namespace fs = std::filesystem;
+using namespace std::string_literals;
 
 inline Res CopyRes(const std::string& from, const std::string& to, bool overwrite) {
     int res = -1;
@@ -26,3 +28,12 @@ inline bool AsPlainUser(const std::function<bool()>& act) {
                if (geteuid() != 0 || seteuid(65534) == 0) halt_trap::SendHome(act() ? "true" : "false");
            }) == "true";
 }
+
+class OnFiles : public testing::Test {
+  protected:
+    const TempDir dir;
+    HFile f;
+    char buf[400] = "old";
+
+    bool Make(const char* content) { return f.Open(dir.Write("f", content).c_str()); }
+};
