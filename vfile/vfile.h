@@ -95,7 +95,8 @@ struct BlkRdr {
 /// life to the thread that made it, and must be destroyed there before the thread ends. SetPos, Flush, the destructor,
 /// flag changes, changes of content, searches, line queries, comparisons and transfers of files halt ("VFile",
 /// assertion) on any other thread, plain queries and reads only where they reach VMem. A forked child is another thread
-/// to every object.
+/// to every object, and may have objects of its own: those of the parent it must leave alone, so that a child of a
+/// parent with static or thread_local objects ends through _exit, since exit would destroy them.
 /// **Failures** beside result codes are halts: no memory for a descriptor, and whatever stops VMem.
 /// **Cost.** A position a few blocks away is walked to, any other found through an index over the chain, in the time of
 /// a few cache misses; a change moves bytes in at most three blocks; bytes in the current block cost no call of VMem. A

@@ -1,5 +1,6 @@
 // Numbers, strings, result codes.
 #include "foundation/hsys.h"
+#include "hostfile/hfile.h"
 #include "platform/platform.h"
 #include "tests/support/halt_trap.h"
 
@@ -59,9 +60,19 @@ TEST(Results, EverySystemErrorHasItsCode) {
         ASSERT_EQ(row == table.end() ? 1 : row->second, GetFileRes()) << error;
         ASSERT_EQ(error | 0xABCD0000, GetLastError());
     }
+    std::string words;
     char buf[64];
-    GetTextResMsg(buf, sizeof buf, 25);
-    EXPECT_STREQ("unknown error code", buf);
+    for (Res res = -1; res <= 25; ++res) {
+        GetTextResMsg(buf, sizeof buf, res);
+        words += std::string(buf) + ",";
+    }
+    EXPECT_EQ("unknown error code,done,not done,call error,context error,read only,not enough memory,already exists,"
+              "already open,illegal drive,illegal path,illegal name,illegal file,unknown drive,unknown path,not found,"
+              "disk full,too long,no permission,not supported,not implemented,too many files,device off,"
+              "disk parity error,hardware error,network error,unknown error code,",
+              words);
+    HFile::GetResMsg(buf, sizeof buf, resHeapOverflow);
+    EXPECT_STREQ("heap overflow", buf); // the one that it words differently
     GetTextResMsg(buf, 5, resNotDone);
     EXPECT_STREQ("not ", buf);
 }
