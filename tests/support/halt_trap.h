@@ -3,8 +3,8 @@
 
 #include "foundation/halt.h"
 
+#include <cstdio>
 #include <functional>
-#include <regex>
 #include <string>
 #include <sys/wait.h>
 #include <unistd.h>
@@ -44,7 +44,9 @@ inline std::string TextOf(const std::function<void()>& act) {
 }
 
 inline bool IsAssertion(const std::string& text, const std::string& module) {
-    return std::regex_match(text, std::regex(module + ", line [0-9]+:\nAssertion failure"));
+    int line = 0;
+    const int read = std::sscanf(text.c_str(), (module + ", line %d").c_str(), &line);
+    return read == 1 && text == module + ", line " + std::to_string(line) + ":\nAssertion failure";
 }
 
 } // namespace halt_trap
