@@ -211,6 +211,7 @@ int CheckNode(int height, void* node, const BlkDesc*& blk, const BlkDesc* curren
 
 // Builds the leaves, then level upon level, each from the one below.
 BlkIndex* BlkIndex::Make(const BlkDesc* first) {
+    if (!first) return nullptr;
     std::int32_t count = 0;
     for (const BlkDesc* b = first; b; b = b->next) ++count;
     const std::int32_t leaves = (count + Filled - 1) / Filled;

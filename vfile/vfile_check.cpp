@@ -61,6 +61,7 @@ bool VFileCheck::CheckChain() {
 
 // No two blocks have the same page.
 bool VFileCheck::CheckPages() const {
+    if (blocks < 1) return true;
     auto* adrs = static_cast<std::int32_t*>(std::malloc(static_cast<std::size_t>(blocks) * sizeof(std::int32_t)));
     if (!adrs) return true; // no memory to tell
     std::int32_t n = 0;
