@@ -103,6 +103,7 @@ std::int32_t VFile::WriteGathered(HFile* f, FileHandle h, std::int32_t count) {
         if (moved == n) continue;
         const std::int32_t whole = std::max<std::int32_t>(0, moved) / BlkSize * BlkSize; // pieces that went out whole
         res = moved > whole ? resDiskFull : GetFileRes(); // and the next one, in part or not at all
+        if (res == resDone) res = resDiskFull;            // short without a reason
         if (f) f->res = res;
         PlaceAt(std::min<std::int32_t>(start + whole + BlkSize, start + n));
         break;
