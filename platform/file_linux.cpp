@@ -80,6 +80,15 @@ bool TruncateRetried(int descriptor, off_t size) {
     return result == 0;
 }
 
+// For a file that is new or is to begin anew. One that is empty is not cut to nothing: some file systems would take it
+// for the replacement of an older content, and write the new one to the disk while the file is being closed.
+bool MakeEmpty(int descriptor) {
+    struct stat st; // now: before the lock somebody could still change its size
+    if (fstat(descriptor, &st) != 0 || st.st_size > 0) return TruncateRetried(descriptor, 0);
+    futimens(descriptor, nullptr); // it counts as changed
+    return true;
+}
+
 int OpenFlags(Access access, Disposition disposition) {
     int flags = access == Access::Read ? O_RDONLY : access == Access::Write ? O_WRONLY : O_RDWR;
     if (disposition != Disposition::OpenExisting) flags |= O_CREAT;
@@ -111,8 +120,8 @@ Outcome TryOpen(const char* name, Access access, Sharing sharing, Disposition di
     } else if (TryLock(fd, sharing == Sharing::None, &locked)) {
         if (locked && !MakesNew(disposition) && !SameFile(fd, name)) {
             outcome = Outcome::Moved;
-        } else if (disposition == Disposition::CreateAlways && !TruncateRetried(fd, 0)) {
-            SetErrorFromErrno(); // whatever its size was: before the lock somebody could still change it
+        } else if (disposition == Disposition::CreateAlways && !MakeEmpty(fd)) {
+            SetErrorFromErrno();
         } else {
             outcome = Outcome::Opened;
             posix_fadvise(fd, 0, 0, pattern == Pattern::Random ? POSIX_FADV_RANDOM : POSIX_FADV_SEQUENTIAL);
