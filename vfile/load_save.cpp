@@ -10,7 +10,7 @@
 
 namespace {
 
-constexpr int GatherSize = 128 * BlkSize; // bytes of one transfer with an ordinary file, where that is allowed
+constexpr int GatherSize = 256 * BlkSize; // bytes of one transfer with an ordinary file, where that is allowed
 
 } // namespace
 

@@ -3,13 +3,21 @@
 
 #include "foundation/halt.h"
 
+#include <algorithm>
 #include <cstdlib>
 #include <cstring>
 
 using namespace vfile_internal;
 
-// The page at `adr`, a page address: loaded, and where it belongs in the list. NIL after a halt that came back.
-CacheDesc* VMem::FindPage(std::int32_t adr) {
+namespace {
+
+constexpr std::size_t DataAlign = 64; // of a page's bytes: the processor's cache moves so many
+
+} // namespace
+
+// The page at `adr`, a page address: loaded, and where it belongs in the list. NIL after a halt that came back. A page
+// that the caller is going to fill, and that was never written, is left as it is.
+CacheDesc* VMem::FindPage(std::int32_t adr, bool toFill) {
     CacheDesc*& slot = hashTable[SlotOf(adr)];
     if (slot && slot->adr == adr) return slot; // and the list keeps its order: the page ages
     CacheDesc* p = Lookup(adr);
@@ -21,7 +29,7 @@ CacheDesc* VMem::FindPage(std::int32_t adr) {
     } else {
         p = TakeDescriptor();
         if (!p) return nullptr;
-        if (const char* failure = LoadPage(p->data, adr)) {
+        if (const char* failure = toFill && fileSize <= adr ? nullptr : LoadPage(p->data, adr)) {
             DropPage(p); // it holds nothing
             Halt("VMem", "FindPage", failure);
             return nullptr;
@@ -92,17 +100,62 @@ void VMem::UnHashCachePtr(CacheDesc* p) {
 }
 
 void VMem::NewCachePtr(CacheDesc*& p) {
-    p = static_cast<CacheDesc*>(std::malloc(sizeof(CacheDesc)));
-    if (!p) return Halt("VMem", "NewCachePtr", "p==NIL");
+    // A small cache takes its pages one by one, and so does a large one where the heap has no room for more.
+    const int count = maxCacheCount < GatherFrom ? 1 : std::min(SlabPages, maxCacheCount - cacheCount);
+    p = nullptr;
+    if (!slabs && !NewSlab(count) && (count == 1 || !NewSlab(1))) return Halt("VMem", "NewCachePtr", "p==NIL");
+    PageSlab* slab = slabs;
+    p = slab->free;
+    slab->free = p->next;
+    ++slab->inUse;
+    if (!slab->free) UnlinkSlab(slab);
     p->adr = NoAdr;
     p->dirty = false;
+}
+
+// Takes `count` pages from the heap; false if it has no room.
+bool VMem::NewSlab(int count) {
+    const auto n = static_cast<std::size_t>(count);
+    void* block = std::malloc(sizeof(PageSlab) + n * (sizeof(CacheDesc) + PageSize) + DataAlign);
+    if (!block) return false;
+    auto* slab = static_cast<PageSlab*>(block);
+    auto* pages = reinterpret_cast<CacheDesc*>(slab + 1);
+    auto* data = reinterpret_cast<unsigned char*>(pages + n);
+    data += DataAlign - reinterpret_cast<std::uintptr_t>(data) % DataAlign;
+    for (std::size_t i = 0; i < n; ++i, data += PageSize) {
+        pages[i].next = i + 1 < n ? &pages[i + 1] : nullptr;
+        pages[i].data = data;
+        pages[i].slab = slab;
+    }
+    slab->free = pages;
+    slab->inUse = 0;
+    LinkSlab(slab);
+    return true;
+}
+
+void VMem::LinkSlab(PageSlab* slab) {
+    slab->prev = nullptr;
+    slab->next = slabs;
+    if (slabs) slabs->prev = slab;
+    slabs = slab;
+}
+
+void VMem::UnlinkSlab(const PageSlab* slab) {
+    (slab->prev ? slab->prev->next : slabs) = slab->next;
+    if (slab->next) slab->next->prev = slab->prev;
 }
 
 void VMem::DisposeCachePtr(CacheDesc*& p) {
     if (!p) return Halt("VMem", "DisposeCachePtr", "p==NIL");
     UnHashCachePtr(p);
-    std::free(p);
+    PageSlab* slab = p->slab;
+    if (!slab->free) LinkSlab(slab);
+    p->next = slab->free;
+    slab->free = p;
     p = nullptr;
+    if (--slab->inUse > 0) return;
+    UnlinkSlab(slab);
+    std::free(slab);
 }
 
 // Takes a page out of the cache, dirty or not.

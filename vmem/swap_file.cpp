@@ -4,6 +4,7 @@
 #include "foundation/halt.h"
 #include "platform/clock.h"
 #include "platform/file.h"
+#include "platform/pieces.h"
 #include "platform/swap_file.h"
 
 #include <cstdio>
@@ -20,6 +21,8 @@ constexpr char NameTail[] = "~vmem999.tmp"; // the longest that is put behind th
 const char SeekFailed[] = "seeking in swap file failed";
 const char ReadFailed[] = "reading from swap file failed";
 const char WriteFailed[] = "writing on swap file failed (disk full?)";
+
+constexpr int GroupSize = GatherPages * VMem::PageSize; // of the file, for gathered writes
 
 constexpr int RunFrom = 3;                  // misses in a row that let the file be read ahead
 constexpr int RunSkip = 8 * VMem::PageSize; // a run may pass over less than this: pages that are cached
@@ -89,34 +92,34 @@ bool VMem::FlushVictim(CacheDesc* p) {
     return FlushCachePtr(p); // by itself, if it is dirty still
 }
 
-// The page at `adr`, if it is dirty and among the last GatherPages of the list. A page that is farther from the tail
-// may well be changed again before it goes.
-bool VMem::GoesSoon(std::int64_t adr, CacheDesc*& p) const {
-    p = adr < 0 || adr > INT32_MAX ? nullptr : Lookup(static_cast<std::int32_t>(adr));
-    return p && p->dirty && p->stamp - cacheTail->stamp < GatherPages;
+// The page at `adr`, if it is dirty and among the last GatherPages of the list; else NIL. A page that is farther from
+// the tail may well be changed again before it goes.
+CacheDesc* VMem::GoesSoon(std::int64_t adr) const {
+    CacheDesc* p = Lookup(static_cast<std::int32_t>(adr));
+    return p && p->dirty && p->stamp - cacheTail->stamp < GatherPages ? p : nullptr;
 }
 
-// Writes the tail and the pages beside it that go soon by one transfer. They stay where they are, clean; those that
-// could not be written whole stay dirty. If the victim is among these, its own write finds out what is wrong: the pages
-// before it lie inside the file, so they have taken no room from it.
+// Writes the tail, and the pages beside it that go soon and lie in the same group, by one transfer. They stay where
+// they are, clean; those that could not be written whole stay dirty. If the victim is among these, its own write finds
+// out what is wrong: the pages before it lie inside the file, so they have taken no room from it.
 void VMem::WriteTogether(const CacheDesc* victim) {
-    CacheDesc* pages[GatherPages];
+    const std::int64_t group = victim->adr - victim->adr % GroupSize;
     std::int64_t first = victim->adr;
-    int n = 1;
-    while (n < GatherPages && GoesSoon(first - PageSize, pages[0])) first -= PageSize, ++n;
+    while (first > group && GoesSoon(first - PageSize)) first -= PageSize;
     if (swapFile == InvalidHandle || fileSize < first) return; // what comes before it can halt
-    n = 0;
-    while (n < GatherPages && GoesSoon(first + n * PageSize, pages[n])) ++n;
+    CacheDesc* pages[GatherPages];
+    unsigned char* data[GatherPages];
+    int n = 0;
+    for (std::int64_t adr = first; adr < group + GroupSize; adr += PageSize, ++n) {
+        pages[n] = GoesSoon(adr);
+        if (!pages[n]) break;
+        data[n] = pages[n]->data;
+    }
     if (n == 1) return;
-    if (!gathered) gathered = static_cast<unsigned char*>(std::malloc(GatherPages * PageSize));
-    if (!gathered) return;
 
-    for (int i = 0; i < n; ++i) std::memcpy(gathered + i * PageSize, pages[i]->data, PageSize);
     ForgetAhead(first, first + n * PageSize);
     const std::uint32_t error = GetLastError();
-    bool seekFailed = false;
-    const std::int32_t moved =
-        platform::WriteAt(swapFile, gathered, static_cast<std::uint32_t>(n * PageSize), first, &seekFailed);
+    const std::int32_t moved = platform::WritePiecesAt(swapFile, data, n, PageSize, first);
     SetLastError(error); // a failure is the victim's to tell
     const int whole = moved > 0 ? moved / PageSize : 0;
     for (int i = 0; i < whole; ++i) pages[i]->dirty = false;
@@ -213,8 +216,6 @@ void VMem::ForgetAhead(std::int64_t start, std::int64_t end) {
 
 // The buffers go, and with them all that was read ahead.
 void VMem::DropBuffers() {
-    std::free(gathered);
-    gathered = nullptr;
     for (Run& run : runs) {
         std::free(run.pages);
         run = Run{};

@@ -36,7 +36,7 @@ VMem::VMem()
     : swapFile(InvalidHandle), tempDir(nullptr), swapName(nullptr), owner(platform::CurrentThreadId()),
       sparePage(nullptr), cacheHead(nullptr), cacheTail(nullptr), hashTable{}, chains(ownChains),
       chainCount(OwnChains), ownChains{}, moves(0), cacheCount(0), maxCacheCount(0), maxCacheKb(0), fileSize(0), runs{},
-      lastRun(0), gathered(nullptr) {
+      lastRun(0), slabs(nullptr) {
     NewCachePtr(sparePage);
     ResetAllocator();
     SetMaxCacheSize(DefaultMaxCacheKb);
@@ -86,6 +86,20 @@ const unsigned char* VMem::Peek(std::int32_t adr, std::int16_t len) {
     return p ? p->data + (adr & PageMask) : nothing;
 }
 
+// Where a Set of the whole page at `adr` would copy to, with all that such a Set does to the cache; what the page holds
+// is left open until the caller fills it. NIL after a halt that came back. As many pages as MostToFill tells can be
+// filled together: none of them goes for another one.
+unsigned char* VMem::PageToFill(std::int32_t adr) {
+    CacheDesc* p = FindPage(adr, true);
+    if (!p) return nullptr;
+    p->dirty = true;
+    return p->data;
+}
+
+int VMem::MostToFill() const {
+    return maxCacheCount < 4 ? 1 : maxCacheCount / 4;
+}
+
 // A transfer that halted and came back has moved the pages before the bad one, or nothing.
 
 void VMem::GetPages(std::int32_t adr, void* buf, std::int16_t len) {
@@ -116,10 +130,10 @@ void VMem::SetPages(std::int32_t adr, const void* buf, std::int16_t len) {
 
     const auto* from = static_cast<const unsigned char*>(buf);
     for (std::int32_t left = len;;) {
-        CacheDesc* p = FindPage(PageOf(adr));
-        if (!p) return;
         const std::int32_t off = adr & PageMask;
         const std::int32_t n = left < PageSize - off ? left : PageSize - off;
+        CacheDesc* p = FindPage(PageOf(adr), n == PageSize);
+        if (!p) return;
         std::memcpy(p->data + off, from, static_cast<std::size_t>(n));
         p->dirty = true;
         left -= n;

@@ -7,6 +7,7 @@
 #include <cstdint>
 
 struct CacheDesc;
+struct PageSlab;
 
 namespace vfile_internal {
 class VMemCheck;
@@ -68,12 +69,14 @@ class VMemCheck;
 ///
 /// **Cost.** A page that holds its slot costs a few nanoseconds and the copy. One that does not costs a walk of its
 /// chain, which seldom has a second page. A miss adds one read of 1024 bytes, and one write if a dirty page goes. A
-/// cache of 256 pages or more shares these calls: where misses run upward it reads up to 32 KiB ahead, and a dirty page
-/// that goes takes up to 63 neighbours along that are dirty and among the next 64 to go; they stay cached, clean.
+/// cache of 256 pages or more shares these calls: where misses run upward it reads up to 64 KiB ahead, and a dirty page
+/// that goes takes those along that lie in the same 64 KiB of the file, are dirty and among the next 64 to go; they
+/// stay cached, clean.
 ///
 /// **Memory.** The object itself takes more than 40 KB: a host should not put it on a small stack. From the heap come
-/// some 1070 bytes for a cached page, the two texts, at most 128 KiB of buffers for these calls, and a table of chains,
-/// 16 to 32 bytes for each page of the limit. Buffers and table are done without if the heap has no room.
+/// some 1080 bytes for a cached page (for a cache of 256 pages or more, 64 pages at a time), the two texts, at most 128
+/// KiB of buffers for reading ahead, and a table of chains, 16 to 32 bytes for each page of the limit. Buffers and
+/// table are done without if the heap has no room, and pages then come one by one.
 ///
 /// **Units.** Addresses and lengths count bytes, and cache sizes kilobytes, in which a page counts 1036 bytes. Address
 /// 0 is an ordinary one; -1 means none. The space ends below address 2147483647.
@@ -213,7 +216,7 @@ class VFILE_API VMem {
 
   private:
     friend class vfile_internal::VMemCheck;
-    friend class VFile; // reads blocks where they lie
+    friend class VFile; // reads and fills blocks where they lie
 
     static constexpr int SlotCount = 4016;       // slots of hashTable
     static constexpr int OwnChains = 1024;       // chains that need no heap
@@ -248,7 +251,7 @@ class VFILE_API VMem {
     std::int64_t fileSize;           // bytes of the swap file written so far; the last page can end at 2 GiB
     Run runs[RunCount];              // the last ones
     int lastRun;                     // which of them had the last miss
-    unsigned char* gathered;         // GatherPages on their way to the file, NIL until they are needed
+    PageSlab* slabs;                 // those that have a free page
     std::int16_t classCount;         // exact-size classes in use
     std::int32_t freeHead[MaxClasses + 1];  // first free block: of the mixed list [0], of the classes [1..]; -1 if none
     std::int16_t classLen[MaxClasses + 1];  // block length of a class; 0 for the mixed list
@@ -263,6 +266,8 @@ class VFILE_API VMem {
 
     // The two roads of a transfer.
     const unsigned char* Peek(std::int32_t adr, std::int16_t len);
+    unsigned char* PageToFill(std::int32_t adr);
+    int MostToFill() const;
     CacheDesc* PageAtHand(std::int32_t adr, std::int16_t len) const;
     void GetPages(std::int32_t adr, void* buf, std::int16_t len);
     void SetPages(std::int32_t adr, const void* buf, std::int16_t len);
@@ -271,13 +276,16 @@ class VFILE_API VMem {
     static int SlotOf(std::int32_t adr);
     CacheDesc*& ChainOf(std::int32_t adr) const;
     CacheDesc* Lookup(std::int32_t adr) const;
-    CacheDesc* FindPage(std::int32_t adr);
+    CacheDesc* FindPage(std::int32_t adr, bool toFill = false);
     CacheDesc* TakeDescriptor();
     void LinkAtHead(CacheDesc* p);
     void Unlink(CacheDesc* p);
     void Enchain(CacheDesc* p, std::int32_t adr);
     void UnHashCachePtr(CacheDesc* p);
     void NewCachePtr(CacheDesc*& p);
+    bool NewSlab(int count);
+    void LinkSlab(PageSlab* slab);
+    void UnlinkSlab(const PageSlab* slab);
     void DisposeCachePtr(CacheDesc*& p);
     void DropPage(CacheDesc* p);
     void DropAllPages();
@@ -288,7 +296,7 @@ class VFILE_API VMem {
     // The swap file (swap_file.cpp).
     bool FlushCachePtr(CacheDesc* p);
     bool FlushVictim(CacheDesc* p);
-    bool GoesSoon(std::int64_t adr, CacheDesc*& p) const;
+    CacheDesc* GoesSoon(std::int64_t adr) const;
     void WriteTogether(const CacheDesc* victim);
     const char* LoadPage(unsigned char* data, std::int32_t adr);
     bool LoadAhead(unsigned char* data, std::int32_t adr);

@@ -11,13 +11,23 @@
 
 // One page in RAM.
 struct CacheDesc {
-    CacheDesc* next;      // next of the cache list, toward the victim; NIL at the tail
+    CacheDesc* next;      // next of the cache list, toward the victim; NIL at the tail. Of a free one: next of its slab
     CacheDesc* prev;      // NIL at the head
     CacheDesc* chainNext; // next cached page of the same chain
+    unsigned char* data;  // the page's bytes, in the slab
+    PageSlab* slab;       // where it belongs
     std::int32_t adr;     // page address, NoAdr while the descriptor is in no chain
     std::uint32_t stamp;  // number of the move to the head that brought it where it is; falls toward the tail
     bool dirty;           // data has changes that the swap file has not
-    alignas(8) unsigned char data[VMem::PageSize];
+};
+
+// Pages that came from the heap as one block, their bytes side by side. Pages that are first used one after the other
+// lie so, and those that a stream of changes pushes out then go to the file in few pieces.
+struct PageSlab {
+    PageSlab* next; // of the slabs that have a free page
+    PageSlab* prev;
+    CacheDesc* free; // the first of its pages that are not in use
+    int inUse;
 };
 
 namespace vfile_internal {
@@ -34,8 +44,13 @@ constexpr int DescriptorSize = 1036;
 // against the cache, and the pages that go next are the ones in use.
 constexpr int GatherFrom = 256;
 
-constexpr int GatherPages = 64; // of one write at most
-constexpr int AheadPages = 32;  // of one read at most
+// Pages of one write and of one read at most. The system keeps a file in units as large as the writes that it came by,
+// if they begin at multiples of their size: it reads and writes large units faster, and single pages of them more
+// slowly.
+constexpr int GatherPages = 64;
+constexpr int AheadPages = 64;
+
+constexpr int SlabPages = 64; // of a slab at most
 
 // A swap file's name is built in a buffer of this size; a directory that leaves no room for the name is not used.
 constexpr std::size_t SwapPathSize = 268;

@@ -54,16 +54,18 @@ struct Model {
     std::deque<Page>::iterator Find(int adr) {
         return std::find_if(pages.begin(), pages.end(), [=](const Page& q) { return q.adr == adr; });
     }
-    // A victim takes the dirty pages around it along that are among the next 64 to go, if the file reaches up to them.
+    // A victim takes the dirty pages around it along that lie in the same 64 KiB and are among the next 64 to
+    // go, if the file reaches up to them.
     void FlushAround(const Page& victim) {
         const auto soon = [&](int adr) {
             const auto p = Find(adr);
             return p != pages.end() && p->dirty && p->stamp - victim.stamp < 64;
         };
-        int first = victim.adr, n = 1;
-        for (; n < 64 && soon(first - 1024); ++n) first -= 1024;
+        const int group = victim.adr - victim.adr % 65536;
+        int first = victim.adr;
+        while (first > group && soon(first - 1024)) first -= 1024;
         if (!victim.dirty || maxPages < 256 || fileSize == 0 || fileSize < first) return;
-        for (n = 0; n < 64 && soon(first + n * 1024); ++n) Flush(*Find(first + n * 1024));
+        for (int adr = first; adr < group + 65536 && soon(adr); adr += 1024) Flush(*Find(adr));
     }
     Page Drop(std::deque<Page>::iterator p) {
         Flush(*p);

@@ -12,12 +12,15 @@
 #include <gtest/gtest.h>
 #include <iterator>
 #include <new>
+#include <numeric>
 #include <sys/file.h>
 #include <sys/mman.h>
 #include <sys/stat.h>
+#include <sys/uio.h>
 #include <unistd.h>
 #include <unordered_set>
 #include <utility>
+#include <vector>
 
 namespace {
 
@@ -116,7 +119,19 @@ WRAPPED(ssize_t, pwrite, (int fd, const void* buf, std::size_t n, off_t at)) {
     const ssize_t room = Room(fd, n);
     return room < 0 ? -1 : __real_pwrite(fd, buf, static_cast<std::size_t>(room), at);
 }
+WRAPPED(ssize_t, pwritev, (int fd, const iovec* runs, int count, off_t at)) { // those that have room, and a part
+    std::vector<iovec> all(runs, runs + count);
+    ssize_t room = Room(fd, std::accumulate(runs, runs + count, std::size_t{0},
+                                            [](std::size_t sum, const iovec& run) { return sum + run.iov_len; }));
+    if (room < 0) return -1;
+    for (iovec& run : all) {
+        run.iov_len = std::min(run.iov_len, static_cast<std::size_t>(room));
+        room -= static_cast<ssize_t>(run.iov_len);
+    }
+    return __real_pwritev(fd, all.data(), count, at);
+}
 FAILING(Read, ssize_t, -1, read, (int fd, void* buf, std::size_t n), (fd, buf, n))
+FAILING(Read, ssize_t, -1, readv, (int fd, const iovec* runs, int count), (fd, runs, count))
 FAILING(Read, ssize_t, -1, pread, (int fd, void* buf, std::size_t n, off_t at), (fd, buf, n, at))
 WRAPPED(int, flock, (int fd, int operation)) { // giving back can't fail
     return !(operation & LOCK_UN) && Fails(Faults::Lock) ? -1 : __real_flock(fd, operation);

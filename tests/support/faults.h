@@ -19,8 +19,8 @@ namespace Faults {
 enum Kind {
     Heap,  // malloc, calloc, realloc, new (std::nothrow)
     Open,  // open
-    Read,  // read, pread
-    Write, // write, pwrite
+    Read,  // read, readv, pread
+    Write, // write, pwrite, pwritev
     Lock,  // flock
     Other, // every further system call of the library: close, lseek, ftruncate, stat, fsync, unlink, rename, ...
     System // any of them but Heap

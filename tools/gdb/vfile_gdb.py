@@ -81,7 +81,7 @@ class VFilePrinter:
             return None, "the rest needs the library's debug information"
         if page is None:
             return None, "the rest is in the swap file"
-        return read_memory(page["data"].address, count), None
+        return read_memory(page["data"], count), None
 
     def content(self):
         shown = b""
