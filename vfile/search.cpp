@@ -167,8 +167,8 @@ std::size_t Scan::Leap(const unsigned char* bytes, std::size_t size) const {
             if (i < size) return size - (i + n);
             left = n - 1;
         }
-        const std::size_t i = FindTripleBack(bytes, left, start);
-        return i < left ? size - 1 - i : size;
+        const std::size_t i = FindTripleBack(bytes, size, start, left);
+        return i < size ? size - 1 - i : size;
     }
     std::size_t from = 0;
     if (size >= n) {
@@ -176,7 +176,7 @@ std::size_t Scan::Leap(const unsigned char* bytes, std::size_t size) const {
         if (i < size) return i;
         from = size - (n - 1);
     }
-    return from + FindTriple(bytes + from, size - from, start);
+    return FindTriple(bytes, size, start, from);
 }
 
 // The same as RunByByte, on an object whose single reads nobody sees: over the bytes of each block where they lie, and
