@@ -245,15 +245,27 @@ void VMem::CopyBytes(std::int32_t dst, std::int32_t src, std::int16_t len) {
     if (len == 0 || dst == src) return;
 
     // A piece is read whole before it is written, and the one that the next would overwrite goes first.
-    unsigned char piece[PageSize];
     std::int32_t done = 0;
     while (done < len) {
         const std::int32_t n = len - done < PageSize ? len - done : PageSize;
         const std::int32_t off = dst > src ? len - done - n : done;
-        Get(AdrPlus(src, off), piece, static_cast<std::int16_t>(n));
-        Set(AdrPlus(dst, off), piece, static_cast<std::int16_t>(n));
+        MovePiece(AdrPlus(dst, off), AdrPlus(src, off), static_cast<std::int16_t>(n));
         done += n;
     }
+}
+
+// A Get of at most a page and a Set of the same bytes; where both are found at once, without the copy in between.
+void VMem::MovePiece(std::int32_t dst, std::int32_t src, std::int16_t len) {
+    const CacheDesc* from = PageAtHand(src, len);
+    CacheDesc* to = PageAtHand(dst, len);
+    if (from && to) {
+        to->dirty = true;
+        std::memmove(to->data + (dst & PageMask), from->data + (src & PageMask), static_cast<std::size_t>(len));
+        return;
+    }
+    unsigned char piece[PageSize];
+    Get(src, piece, len);
+    Set(dst, piece, len);
 }
 
 // The settings.

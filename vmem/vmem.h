@@ -271,6 +271,7 @@ class VFILE_API VMem {
     CacheDesc* PageAtHand(std::int32_t adr, std::int16_t len) const;
     void GetPages(std::int32_t adr, void* buf, std::int16_t len);
     void SetPages(std::int32_t adr, const void* buf, std::int16_t len);
+    void MovePiece(std::int32_t dst, std::int32_t src, std::int16_t len);
 
     // The cache (page_cache.cpp).
     static int SlotOf(std::int32_t adr);
