@@ -45,6 +45,7 @@ class VMemCheck;
 ///  - C6 Pages read ahead lie below fileSize and equal their bytes in the swap file (deep). There are none while the
 ///       cache is limited to less than 256 pages.
 ///  - C7 stamp falls from page to page toward the tail.
+///  - C8 A slab that is listed has a free page, and as many in use as are cached or in reserve (deep).
 ///  - A1 The classes 1 to 3 have the lengths 4, 5 and 1024, no two classes have the same length, a class above 3 has a
 ///       block, and the entries above classCount hold -1, 0 and 0.
 ///  - A2 The head of a list is -1 if and only if its count is 0.

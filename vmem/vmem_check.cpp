@@ -30,6 +30,8 @@ class VMemCheck {
     bool CheckSizes() const;
     bool CheckContents() const;
     bool CheckAhead() const;
+    bool CheckSlabs() const;
+    int PagesInUse(const PageSlab* slab) const;
     bool CheckClasses() const;
     bool CheckHead(const char* list, int number, std::int32_t head, std::int32_t count) const;
     bool CheckFreeLists() const;
@@ -119,6 +121,32 @@ bool VMemCheck::CheckContents() const {
         if (i < VMem::PageSize) {
             return Broken("C5: byte %d of clean page %d is %d, should be %d", static_cast<int>(i), p->adr, *at,
                           should[i]);
+        }
+    }
+    return true;
+}
+
+// The pages of a slab that are cached, or in reserve.
+int VMemCheck::PagesInUse(const PageSlab* slab) const {
+    int n = m.sparePage && m.sparePage->adr == NoAdr && m.sparePage->slab == slab ? 1 : 0;
+    for (const CacheDesc* p = m.cacheHead; p; p = p->next) {
+        if (p->slab == slab) ++n;
+    }
+    return n;
+}
+
+bool VMemCheck::CheckSlabs() const {
+    const PageSlab* before = nullptr;
+    for (const PageSlab* slab = m.slabs; slab; before = slab, slab = slab->next) {
+        if (slab->prev != before) return Broken("C8: a slab does not point back at the one before it");
+        int n = 0;
+        for (const CacheDesc* p = slab->free; p; p = p->next) {
+            if (p->slab != slab || ++n >= SlabPages)
+                return Broken("C8: free page %d of a slab is none of its own, or one too many", n);
+        }
+        if (n == 0) return Broken("C8: a slab without a free page is listed");
+        if (slab->inUse != PagesInUse(slab)) {
+            return Broken("C8: %d pages of a slab are in use, not %d", PagesInUse(slab), slab->inUse);
         }
     }
     return true;
@@ -234,7 +262,7 @@ bool VMemCheck::CheckFreeLists() const {
 
 bool VMemCheck::Check(bool deep) const {
     if (!CheckList() || !CheckChains() || !CheckSizes() || !CheckClasses()) return false;
-    return !deep || (CheckContents() && CheckAhead() && CheckFreeLists());
+    return !deep || (CheckContents() && CheckAhead() && CheckSlabs() && CheckFreeLists());
 }
 
 void VMemCheck::Dump(bool all) const {
