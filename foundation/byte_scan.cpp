@@ -1,33 +1,31 @@
-// Searching a run of bytes in RAM for a few bytes: the choice of the widest vectors that the processor has.
+// Searching a run of bytes in RAM for a few bytes: vectors of 16 bytes, and the choice of the widest that the processor
+// has.
 #include "foundation/byte_scan.h"
 
-#include "foundation/byte_scan_vectors.h"
+static constexpr std::size_t ScanWidth = 16;
+#include "foundation/byte_scan_vectors.inc"
 
-namespace {
+const ByteScans byteScans16 = scans;
 
-constexpr ByteScans everywhere = ScansOf<16>();
-
-const ByteScans& Scans() {
+static const ByteScans& Widest() {
 #ifdef VFILE_AVX2
-    if (__builtin_cpu_supports("avx2")) return byteScansAvx2;
+    if (__builtin_cpu_supports("avx2")) return byteScans32;
 #endif
-    return everywhere;
+    return byteScans16;
 }
 
-} // namespace
-
 std::size_t FindTriple(const unsigned char* p, std::size_t size, const ByteTriple& triple, std::size_t from) {
-    return Scans().findTriple(p, size, triple, from);
+    return Widest().findTriple(p, size, triple, from);
 }
 
 std::size_t FindTripleBack(const unsigned char* p, std::size_t size, const ByteTriple& triple, std::size_t below) {
-    return Scans().findTripleBack(p, size, triple, below);
+    return Widest().findTripleBack(p, size, triple, below);
 }
 
 std::size_t FindEither(const unsigned char* p, std::size_t size, unsigned char a, unsigned char b) {
-    return Scans().findEither(p, size, a, b);
+    return Widest().findEither(p, size, a, b);
 }
 
 std::size_t FindEitherBack(const unsigned char* p, std::size_t size, unsigned char a, unsigned char b) {
-    return Scans().findEitherBack(p, size, a, b);
+    return Widest().findEitherBack(p, size, a, b);
 }

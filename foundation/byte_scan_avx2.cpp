@@ -1,4 +1,7 @@
 // The byte scans over vectors of 32 bytes, compiled for processors that have AVX2.
-#include "foundation/byte_scan_vectors.h"
+#include "foundation/byte_scan_widths.h"
 
-const ByteScans byteScansAvx2 = ScansOf<32>();
+static constexpr std::size_t ScanWidth = 32;
+#include "foundation/byte_scan_vectors.inc"
+
+const ByteScans byteScans32 = scans;

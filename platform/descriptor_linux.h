@@ -20,13 +20,6 @@ void ForgetInheritedLocks();
 // open(2) with the flags that every open of the layer wants, taken up again when a signal interrupts it.
 int OpenRetried(const char* name, int flags, unsigned mode);
 
-// For a transfer that failed: true if it is to be tried again, after a signal, or once a descriptor that does not wait
-// by itself is ready. One that waits, but only for so long (a socket that the host has set a limit), has timed out.
-bool MayGoOn(int descriptor, short events);
-
-// For a transfer that failed: the system also calls a descriptor bad that is only not open for this direction.
-void SetTransferError(int descriptor);
-
 // Takes the whole-file lock without waiting. True if it is held or the file system knows no locks; `*locked` tells
 // which. False, with the last error set, if somebody else holds it.
 bool TryLock(int descriptor, bool exclusive, bool* locked);

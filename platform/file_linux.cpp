@@ -42,9 +42,34 @@ bool SameFile(int descriptor, const char* name) {
            opened.st_ino == named.st_ino;
 }
 
+// For a transfer that failed: true if it is to be tried again, after a signal, or once a descriptor that does not wait
+// by itself is ready. One that waits, but only for so long (a socket that the host has set a limit), has timed out.
+bool MayGoOn(int descriptor, short events) {
+    if (errno == EINTR) return true;
+    if (errno != EAGAIN) return false;
+    if ((fcntl(descriptor, F_GETFL) & O_NONBLOCK) == 0) {
+        errno = ETIMEDOUT;
+        return false;
+    }
+    pollfd p{descriptor, events, 0};
+    poll(&p, 1, -1); // whatever comes of it, the next try tells
+    return true;
+}
+
 // Only a file that this very call makes.
 bool MakesNew(Disposition disposition) {
     return disposition == Disposition::CreateNew || disposition == Disposition::CreatePrivate;
+}
+
+// For a transfer that failed: the system also calls a descriptor bad that is only not open for this direction.
+void SetTransferError(int descriptor) {
+    const int error = errno;
+    if (error == EBADF && fcntl(descriptor, F_GETFD) >= 0) {
+        SetLastError(ErrorAccessDenied);
+        return;
+    }
+    errno = error;
+    SetErrorFromErrno();
 }
 
 bool TruncateRetried(int descriptor, off_t size) {
@@ -119,28 +144,6 @@ int OpenRetried(const char* name, int flags, unsigned mode) {
         fd = open(name, flags | O_CLOEXEC | O_NOCTTY, mode);
     } while (fd < 0 && errno == EINTR);
     return fd;
-}
-
-bool MayGoOn(int descriptor, short events) {
-    if (errno == EINTR) return true;
-    if (errno != EAGAIN) return false;
-    if ((fcntl(descriptor, F_GETFL) & O_NONBLOCK) == 0) {
-        errno = ETIMEDOUT;
-        return false;
-    }
-    pollfd p{descriptor, events, 0};
-    poll(&p, 1, -1); // whatever comes of it, the next try tells
-    return true;
-}
-
-void SetTransferError(int descriptor) {
-    const int error = errno;
-    if (error == EBADF && fcntl(descriptor, F_GETFD) >= 0) {
-        SetLastError(ErrorAccessDenied);
-        return;
-    }
-    errno = error;
-    SetErrorFromErrno();
 }
 
 bool TryLock(int descriptor, bool exclusive, bool* locked) {

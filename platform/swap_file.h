@@ -18,6 +18,11 @@ FileHandle OpenSwapFile(const char* name);
 std::int32_t ReadAt(FileHandle handle, void* buf, std::uint32_t count, std::int64_t offset, bool* seekFailed);
 std::int32_t WriteAt(FileHandle handle, const void* buf, std::uint32_t count, std::int64_t offset, bool* seekFailed);
 
+// Writes n pieces of `size` bytes one behind the other at `offset`, by one call of the system, which may take only the
+// first of them: the number of bytes moved, -1 if it failed. Pieces that lie side by side in RAM cost as much as one.
+std::int32_t WritePiecesAt(FileHandle handle, unsigned char* const* pieces, int n, std::uint32_t size,
+                           std::int64_t offset);
+
 // True if `dir` can be read and written by this process. NIL and empty are not.
 bool DirectoryUsable(const char* dir);
 

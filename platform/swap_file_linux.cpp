@@ -11,6 +11,7 @@
 #include <fcntl.h>
 #include <sys/file.h>
 #include <sys/stat.h>
+#include <sys/uio.h>
 #include <unistd.h>
 
 namespace platform {
@@ -31,7 +32,7 @@ bool Hold(int fd, const char* path, bool taken, bool* locked) {
         return false;
     }
     if (!TryLock(fd, true, locked)) return false;
-    if (taken && !MayTakeOver(fd)) {
+    if (taken && (!*locked || !MayTakeOver(fd))) { // without locks, somebody may be making it this moment
         SetLastError(ErrorSharingViolation);
         return false;
     }
@@ -113,6 +114,26 @@ std::int32_t WriteAt(FileHandle handle, const void* buf, std::uint32_t count, st
         }
     }
     return static_cast<std::int32_t>(done);
+}
+
+std::int32_t WritePiecesAt(FileHandle handle, unsigned char* const* pieces, int n, std::uint32_t size,
+                           std::int64_t offset) {
+    constexpr int MostRuns = 64;
+    iovec runs[MostRuns];
+    int count = 0;
+    for (int i = 0; i < n && count < MostRuns; ++i) {
+        if (i > 0 && pieces[i] == pieces[i - 1] + size) {
+            runs[count - 1].iov_len += size;
+        } else {
+            runs[count++] = {pieces[i], size};
+        }
+    }
+    ssize_t moved;
+    do {
+        moved = pwritev(DescriptorOf(handle), runs, count, static_cast<off_t>(offset));
+    } while (moved < 0 && errno == EINTR);
+    if (moved < 0) SetErrorFromErrno();
+    return static_cast<std::int32_t>(moved);
 }
 
 bool DirectoryUsable(const char* dir) {

@@ -109,22 +109,10 @@ void VFile::SetCurLen(std::int32_t n) {
 
 // Adds a block of n bytes to the end of a private chain.
 void VFile::AddPrivate(BlkDesc*& p1, BlkDesc*& p2, const void* bytes, std::int16_t n) {
-    AddBlk(p1, p2, n);
-    vm->Set(p2->adr, bytes, n);
-}
-
-// The same, the bytes still to come.
-void VFile::AddBlk(BlkDesc*& p1, BlkDesc*& p2, std::int16_t n) {
     BlkDesc* p = NewBlkPtr(p2, nullptr, n);
     (p2 ? p2->next : p1) = p;
     p2 = p;
-}
-
-void VFile::DropLastBlk(BlkDesc*& p1, BlkDesc*& p2) {
-    BlkDesc* p = p2;
-    p2 = p->prev;
-    (p2 ? p2->next : p1) = nullptr;
-    DisposeBlkPtr(p);
+    vm->Set(p->adr, bytes, n);
 }
 
 // Cuts oldLen bytes out behind the cursor and puts the new run in: headLen bytes at `head`, which fit into the current

@@ -5,8 +5,6 @@
 #include "foundation/halt.h"
 #include "hostfile/hfile.h"
 #include "platform/file.h"
-#include "platform/pieces.h"
-#include "vmem/vmem.h"
 
 #include <algorithm>
 #include <cstdlib>
@@ -14,7 +12,7 @@
 
 namespace {
 
-constexpr int GatherBlocks = 128; // of one read from an ordinary file
+constexpr int GatherSize = 256 * BlkSize; // bytes of one transfer with an ordinary file
 
 } // namespace
 
@@ -160,40 +158,25 @@ std::int32_t VFile::StageFile(BlkDesc*& p1, BlkDesc*& p2, HFile* f, FileHandle h
     return total;
 }
 
-// Reads whole blocks from an ordinary file straight into their pages, many by one call; how many bytes there were. What
-// it leaves the small ones are to go on with: the last bytes, or all where the file is not what it seemed. A failed
+// Reads from an ordinary file in larger transfers, which end where small ones would; how many bytes there were. What it
+// leaves the small ones are to go on with: the end of the file, or all if there is no memory for larger ones. A failed
 // read sets `res`.
 std::int32_t VFile::StageGathered(BlkDesc*& p1, BlkDesc*& p2, HFile* f, FileHandle h, std::int32_t count) {
-    if (f && f->res != resDone) return 0;
-    const std::int64_t ahead = platform::FileSize(h) - platform::SeekFile(h, 0, platform::Origin::Current);
-    std::int32_t left = static_cast<std::int32_t>(std::min<std::int64_t>(count, ahead) / BlkSize);
+    auto* bytes = static_cast<unsigned char*>(f && f->res != resDone ? nullptr : std::malloc(GatherSize));
     std::int32_t total = 0;
-    while (left > 0) {
-        unsigned char* pages[GatherBlocks];
-        const int most = std::min({left, GatherBlocks, vm->MostToFill()});
-        int n = 0, ready = 0;
-        for (; n == ready && n < most; ++n) {
-            AddBlk(p1, p2, BlkSize);
-            pages[n] = vm->PageToFill(p2->adr);
-            if (pages[n]) ++ready;
+    while (bytes && total < count) {
+        const std::int32_t k = std::min<std::int32_t>(count - total, GatherSize);
+        const std::int32_t got = platform::ReadFile(h, bytes, static_cast<std::uint32_t>(k));
+        if (got < 0) res = GetFileRes();
+        if (got < 0 && f) f->res = res;
+        if (f) f->eof = got >= 0 && got < k;
+        if (got <= 0) break;
+        for (std::int32_t done = 0, n; done < got; done += n) {
+            n = std::min<std::int32_t>(got - done, BlkSize);
+            AddPrivate(p1, p2, bytes + done, static_cast<std::int16_t>(n));
         }
-        const std::int32_t read = platform::ReadPieces(h, pages, ready, BlkSize);
-        if (read < 0) res = GetFileRes();
-        if (read < 0 && f) f->res = res;
-        if (f) f->eof = false;
-        const std::int32_t got = std::max<std::int32_t>(0, read);
         total += got;
-        left -= n;
-        if (got == n * BlkSize) continue;
-        for (; n * BlkSize - got >= BlkSize; --n) {
-            if (n <= ready) std::memset(pages[n - 1], 0, BlkSize);
-            DropLastBlk(p1, p2);
-        }
-        if (const std::int32_t part = got % BlkSize) {
-            p2->len = static_cast<std::int16_t>(part);
-            std::memset(pages[n - 1] + part, 0, static_cast<std::size_t>(BlkSize - part));
-        }
-        break;
     }
+    std::free(bytes);
     return total;
 }

@@ -849,8 +849,6 @@ class VFILE_API VFile {
     void ChangeByChain(std::int32_t at, std::int32_t oldLen, const unsigned char* src, int n);
     void CheckCurLen();
     void AddPrivate(BlkDesc*& p1, BlkDesc*& p2, const void* bytes, std::int16_t n);
-    void AddBlk(BlkDesc*& p1, BlkDesc*& p2, std::int16_t n);
-    void DropLastBlk(BlkDesc*& p1, BlkDesc*& p2);
     void DoChange(std::int32_t oldLen, const unsigned char* head, int headLen, BlkDesc* p1, BlkDesc* p2);
     void CheckEOL(const void* src, int n);
     Res AskHook(std::int32_t at, std::int32_t oldLen, std::int32_t n) const;

@@ -129,20 +129,23 @@ int VMem::ClassOf(std::int16_t len) const {
     return i;
 }
 
-// The lists of free pages and of the classes: last in, first out. The list changes only when its block has been read or
-// written.
+// The lists of free pages and of the classes: last in, first out. A list changes only when its block has been read or
+// written, and not if that halted and came back: there is no block then, or it does not get onto the list.
 
 std::int32_t VMem::PopFree(std::int32_t& head, std::int32_t& count) {
     const std::int32_t adr = head;
-    Get(adr, head);
+    std::int32_t next;
+    if (!GetPages(adr, &next, sizeof next)) return NoAdr;
+    head = next;
     --count;
     return adr;
 }
 
-void VMem::PushFree(std::int32_t adr, std::int32_t& head, std::int32_t& count) {
-    Set(adr, head);
+bool VMem::PushFree(std::int32_t adr, std::int32_t& head, std::int32_t& count) {
+    if (!SetPages(adr, &head, sizeof head)) return false;
     head = adr;
     ++count;
+    return true;
 }
 
 // A class that holds no block any more makes room for another length.
@@ -209,9 +212,9 @@ void VMem::Dealloc0(std::int32_t& adr, std::int16_t len, bool toClass) {
     if (adr + len == topAdr) {
         topAdr = adr;
     } else if (len == PageSize && (adr & PageMask) == 0) {
-        PushFree(adr, freePages, freePageCount);
+        if (!PushFree(adr, freePages, freePageCount)) return;
     } else if (const int i = toClass || len < MinMixedBlock ? ClassFor(len) : 0; i > 0) {
-        PushFree(adr, freeHead[i], freeCount[i]);
+        if (!PushFree(adr, freeHead[i], freeCount[i])) return;
         classLen[i] = len;
         if (i > classCount) classCount = static_cast<std::int16_t>(i);
     } else {

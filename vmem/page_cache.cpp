@@ -145,6 +145,35 @@ void VMem::UnlinkSlab(const PageSlab* slab) {
     if (slab->next) slab->next->prev = slab->prev;
 }
 
+// Brings together what a smaller limit has left in many slabs: behind it, one at most is partly free, and the others
+// are back on the heap.
+void VMem::PackSlabs() {
+    for (CacheDesc* p = cacheHead; p && slabs && slabs->next; p = p->next) {
+        if (p->slab->free && p->slab != slabs) p = MovePage(p);
+    }
+}
+
+// Moves a cached page to the first slab that has a free one, and gives its old place back.
+CacheDesc* VMem::MovePage(CacheDesc* p) {
+    CacheDesc* q;
+    NewCachePtr(q);
+    std::memcpy(q->data, p->data, PageSize);
+    q->dirty = p->dirty;
+    q->stamp = p->stamp;
+    q->prev = p->prev;
+    q->next = p->next;
+    (q->prev ? q->prev->next : cacheHead) = q;
+    (q->next ? q->next->prev : cacheTail) = q;
+    const std::int32_t adr = p->adr;
+    const bool hadSlot = hashTable[SlotOf(adr)] == p;
+    UnHashCachePtr(p);
+    Enchain(q, adr);
+    if (hadSlot) hashTable[SlotOf(adr)] = q;
+    if (p == sparePage) sparePage = q;
+    DisposeCachePtr(p);
+    return q;
+}
+
 void VMem::DisposeCachePtr(CacheDesc*& p) {
     if (!p) return Halt("VMem", "DisposeCachePtr", "p==NIL");
     UnHashCachePtr(p);

@@ -4,7 +4,6 @@
 #include "foundation/halt.h"
 #include "platform/clock.h"
 #include "platform/file.h"
-#include "platform/pieces.h"
 #include "platform/swap_file.h"
 
 #include <cstdio>

@@ -61,13 +61,19 @@ inline CacheDesc* VMem::PageAtHand(std::int32_t adr, std::int16_t len) const {
 
 void VMem::Get(std::int32_t adr, void* buf, std::int16_t len) {
     const CacheDesc* p = PageAtHand(adr, len);
-    if (!p || !buf) return GetPages(adr, buf, len);
+    if (!p || !buf) {
+        GetPages(adr, buf, len);
+        return;
+    }
     std::memcpy(buf, p->data + (adr & PageMask), static_cast<std::size_t>(len));
 }
 
 void VMem::Set(std::int32_t adr, const void* buf, std::int16_t len) {
     CacheDesc* p = PageAtHand(adr, len);
-    if (!p || !buf) return SetPages(adr, buf, len);
+    if (!p || !buf) {
+        SetPages(adr, buf, len);
+        return;
+    }
     p->dirty = true;
     std::memcpy(p->data + (adr & PageMask), buf, static_cast<std::size_t>(len));
 }
@@ -86,58 +92,50 @@ const unsigned char* VMem::Peek(std::int32_t adr, std::int16_t len) {
     return p ? p->data + (adr & PageMask) : nothing;
 }
 
-// Where a Set of the whole page at `adr` would copy to, with all that such a Set does to the cache; what the page holds
-// is left open until the caller fills it. NIL after a halt that came back. As many pages as MostToFill tells can be
-// filled together: none of them goes for another one.
-unsigned char* VMem::PageToFill(std::int32_t adr) {
-    CacheDesc* p = FindPage(adr, true);
-    if (!p) return nullptr;
-    p->dirty = true;
-    return p->data;
-}
+// Get and Set in full. False if it halted and came back: then the pages before the bad one have been moved, or nothing.
 
-int VMem::MostToFill() const {
-    return maxCacheCount < 4 ? 1 : maxCacheCount / 4;
-}
-
-// A transfer that halted and came back has moved the pages before the bad one, or nothing.
-
-void VMem::GetPages(std::int32_t adr, void* buf, std::int16_t len) {
+bool VMem::GetPages(std::int32_t adr, void* buf, std::int16_t len) {
     if (!OnOwnerThread()) HaltA("VMem", __LINE__);
-    if (len == 0) return;
-    if (!CheckAdr(adr, len)) return;
-    if (!buf) return Halt("VMem", "Get", "buffer address must not be 0");
+    if (len == 0) return true;
+    if (!CheckAdr(adr, len)) return false;
+    if (!buf) {
+        Halt("VMem", "Get", "buffer address must not be 0");
+        return false;
+    }
 
     auto* to = static_cast<unsigned char*>(buf);
     for (std::int32_t left = len;;) {
         const CacheDesc* p = FindPage(PageOf(adr));
-        if (!p) return;
+        if (!p) return false;
         const std::int32_t off = adr & PageMask;
         const std::int32_t n = left < PageSize - off ? left : PageSize - off;
         std::memcpy(to, p->data + off, static_cast<std::size_t>(n));
         left -= n;
-        if (left == 0) return;
+        if (left == 0) return true;
         to += n;
         adr += n;
     }
 }
 
-void VMem::SetPages(std::int32_t adr, const void* buf, std::int16_t len) {
+bool VMem::SetPages(std::int32_t adr, const void* buf, std::int16_t len) {
     if (!OnOwnerThread()) HaltA("VMem", __LINE__);
-    if (len == 0) return;
-    if (!CheckAdr(adr, len)) return;
-    if (!buf) return Halt("VMem", "Set", "buffer address must not be 0");
+    if (len == 0) return true;
+    if (!CheckAdr(adr, len)) return false;
+    if (!buf) {
+        Halt("VMem", "Set", "buffer address must not be 0");
+        return false;
+    }
 
     const auto* from = static_cast<const unsigned char*>(buf);
     for (std::int32_t left = len;;) {
         const std::int32_t off = adr & PageMask;
         const std::int32_t n = left < PageSize - off ? left : PageSize - off;
         CacheDesc* p = FindPage(PageOf(adr), n == PageSize);
-        if (!p) return;
+        if (!p) return false;
         std::memcpy(p->data + off, from, static_cast<std::size_t>(n));
         p->dirty = true;
         left -= n;
-        if (left == 0) return;
+        if (left == 0) return true;
         from += n;
         adr += n;
     }
@@ -249,23 +247,23 @@ void VMem::CopyBytes(std::int32_t dst, std::int32_t src, std::int16_t len) {
     while (done < len) {
         const std::int32_t n = len - done < PageSize ? len - done : PageSize;
         const std::int32_t off = dst > src ? len - done - n : done;
-        MovePiece(AdrPlus(dst, off), AdrPlus(src, off), static_cast<std::int16_t>(n));
+        if (!MovePiece(AdrPlus(dst, off), AdrPlus(src, off), static_cast<std::int16_t>(n))) return;
         done += n;
     }
 }
 
-// A Get of at most a page and a Set of the same bytes; where both are found at once, without the copy in between.
-void VMem::MovePiece(std::int32_t dst, std::int32_t src, std::int16_t len) {
+// A Get of at most a page and a Set of the same bytes; where both are found at once, without the copy in between. False
+// as from GetPages.
+bool VMem::MovePiece(std::int32_t dst, std::int32_t src, std::int16_t len) {
     const CacheDesc* from = PageAtHand(src, len);
     CacheDesc* to = PageAtHand(dst, len);
     if (from && to) {
         to->dirty = true;
         std::memmove(to->data + (dst & PageMask), from->data + (src & PageMask), static_cast<std::size_t>(len));
-        return;
+        return true;
     }
     unsigned char piece[PageSize];
-    Get(src, piece, len);
-    Set(dst, piece, len);
+    return GetPages(src, piece, len) && SetPages(dst, piece, len);
 }
 
 // The settings.
@@ -284,9 +282,10 @@ void VMem::SetMaxCacheSize(std::int16_t kb) {
     if (!OnOwnerThread()) HaltA("VMem", __LINE__);
     maxCacheKb = kb < 0 ? std::int16_t{0} : kb;
     maxCacheCount = static_cast<std::int16_t>(maxCacheKb * 1024 / DescriptorSize);
-    ShrinkTo(maxCacheCount);
-    FitChains();
     if (maxCacheCount < GatherFrom) DropBuffers();
+    ShrinkTo(maxCacheCount);
+    PackSlabs();
+    FitChains();
 }
 
 const char* VMem::GetTempDir() {

@@ -217,7 +217,7 @@ class VFILE_API VMem {
 
   private:
     friend class vfile_internal::VMemCheck;
-    friend class VFile; // reads and fills blocks where they lie
+    friend class VFile; // reads blocks where they lie
 
     static constexpr int SlotCount = 4016;       // slots of hashTable
     static constexpr int OwnChains = 1024;       // chains that need no heap
@@ -244,7 +244,7 @@ class VFILE_API VMem {
     CacheDesc** chains;              // all cached pages by their number modulo chainCount; ownChains or from the heap
     std::uint32_t chainCount;        // a power of two
     CacheDesc* ownChains[OwnChains]; // for a limit of half as many pages, and where the heap has no room
-    std::uint32_t moves;             // pages moved to the head so far: the last stamp
+    std::uint64_t moves;             // pages moved to the head so far: the last stamp
     std::int16_t cacheCount;         // cached pages
     std::int16_t maxCacheCount;      // their limit; one page is always allowed
     std::int16_t maxCacheKb;         // the same limit in kilobytes, as the caller gave it
@@ -267,12 +267,10 @@ class VFILE_API VMem {
 
     // The two roads of a transfer.
     const unsigned char* Peek(std::int32_t adr, std::int16_t len);
-    unsigned char* PageToFill(std::int32_t adr);
-    int MostToFill() const;
     CacheDesc* PageAtHand(std::int32_t adr, std::int16_t len) const;
-    void GetPages(std::int32_t adr, void* buf, std::int16_t len);
-    void SetPages(std::int32_t adr, const void* buf, std::int16_t len);
-    void MovePiece(std::int32_t dst, std::int32_t src, std::int16_t len);
+    bool GetPages(std::int32_t adr, void* buf, std::int16_t len);
+    bool SetPages(std::int32_t adr, const void* buf, std::int16_t len);
+    bool MovePiece(std::int32_t dst, std::int32_t src, std::int16_t len);
 
     // The cache (page_cache.cpp).
     static int SlotOf(std::int32_t adr);
@@ -288,6 +286,8 @@ class VFILE_API VMem {
     bool NewSlab(int count);
     void LinkSlab(PageSlab* slab);
     void UnlinkSlab(const PageSlab* slab);
+    void PackSlabs();
+    CacheDesc* MovePage(CacheDesc* p);
     void DisposeCachePtr(CacheDesc*& p);
     void DropPage(CacheDesc* p);
     void DropAllPages();
@@ -314,7 +314,7 @@ class VFILE_API VMem {
     int ClassOf(std::int16_t len) const;
     int ClassFor(std::int16_t len) const;
     std::int32_t PopFree(std::int32_t& head, std::int32_t& count);
-    void PushFree(std::int32_t adr, std::int32_t& head, std::int32_t& count);
+    bool PushFree(std::int32_t adr, std::int32_t& head, std::int32_t& count);
     void RetireClass(int i);
     bool TakeFromMixed(std::int32_t& adr, std::int16_t len);
     void UnlinkMixed(std::int32_t prev, std::int32_t next);

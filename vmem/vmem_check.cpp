@@ -38,7 +38,7 @@ class VMemCheck {
     bool ReadFreeList(const char* list, int number, Block* blocks, std::int32_t& found) const;
     bool CheckOverlap(Block* blocks, std::int32_t count) const;
     std::int32_t FreeBlocks() const;
-    bool ReadFile(std::int32_t adr, unsigned char* data) const;
+    bool ReadFile(std::int64_t adr, unsigned char* data) const;
     bool Peek(std::int32_t adr, unsigned char* to, int n) const;
 
     const VMem& m;
@@ -62,8 +62,8 @@ bool VMemCheck::CheckList() const {
     const CacheDesc* before = nullptr;
     for (const CacheDesc* p = m.cacheHead; p; before = p, p = p->next) {
         if (p->prev != before) return Broken("C1: page %d does not point back at the one before it", p->adr);
-        if (before && static_cast<std::int32_t>(before->stamp - p->stamp) <= 0) {
-            return Broken("C7: page %d has stamp %u, the one before it %u", p->adr, p->stamp, before->stamp);
+        if (before && before->stamp <= p->stamp) {
+            return Broken("C7: page %d has no lower stamp than page %d before it", p->adr, before->adr);
         }
         if (++n > m.cacheCount) return Broken("C1: the list goes on past cacheCount %d", m.cacheCount);
     }
@@ -106,7 +106,7 @@ bool VMemCheck::CheckSizes() const {
     return m.swapFile != InvalidHandle || size == 0 || Broken("C4: fileSize is %lld without a swap file", size);
 }
 
-bool VMemCheck::ReadFile(std::int32_t adr, unsigned char* data) const {
+bool VMemCheck::ReadFile(std::int64_t adr, unsigned char* data) const {
     bool seekFailed = false;
     return platform::ReadAt(m.swapFile, data, VMem::PageSize, adr, &seekFailed) == VMem::PageSize;
 }
@@ -159,11 +159,11 @@ bool VMemCheck::CheckAhead() const {
         if (!run.pages || m.maxCacheCount < GatherFrom || start > end || end > m.fileSize) {
             return Broken("C6: read ahead from %lld to %lld of %lld", start, end, static_cast<long long>(m.fileSize));
         }
-        for (auto adr = static_cast<std::int32_t>(start); adr < end; adr += VMem::PageSize) {
+        for (long long adr = start; adr < end; adr += VMem::PageSize) {
             unsigned char should[VMem::PageSize];
-            if (!ReadFile(adr, should)) return Broken("C6: the file lacks page %d", adr);
+            if (!ReadFile(adr, should)) return Broken("C6: the file lacks page %lld", adr);
             if (std::memcmp(run.pages + (adr - start), should, sizeof should) != 0) {
-                return Broken("C6: page %d read ahead differs from the file", adr);
+                return Broken("C6: page %lld read ahead differs from the file", adr);
             }
         }
     }

@@ -8,7 +8,7 @@
 
 class VMem;
 
-// Checks C1 to C4, A1 and A2 of vmem.h; `deep` also C5, A3 and A4, which read the swap file and walk the free lists.
+// Checks C1 to C4, C7, A1 and A2 of vmem.h; `deep` all, which reads the swap file and walks the free lists.
 // True if they hold; else the broken one goes to `out`, with both values, and the dump behind it. `out` may be NIL.
 bool CheckVMem(const VMem& m, bool deep, std::FILE* out);
 

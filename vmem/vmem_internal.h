@@ -16,8 +16,8 @@ struct CacheDesc {
     CacheDesc* chainNext; // next cached page of the same chain
     unsigned char* data;  // the page's bytes, in the slab
     PageSlab* slab;       // where it belongs
+    std::uint64_t stamp;  // number of the move to the head that brought it where it is; falls toward the tail
     std::int32_t adr;     // page address, NoAdr while the descriptor is in no chain
-    std::uint32_t stamp;  // number of the move to the head that brought it where it is; falls toward the tail
     bool dirty;           // data has changes that the swap file has not
 };
 

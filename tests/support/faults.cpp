@@ -131,7 +131,6 @@ WRAPPED(ssize_t, pwritev, (int fd, const iovec* runs, int count, off_t at)) { //
     return __real_pwritev(fd, all.data(), count, at);
 }
 FAILING(Read, ssize_t, -1, read, (int fd, void* buf, std::size_t n), (fd, buf, n))
-FAILING(Read, ssize_t, -1, readv, (int fd, const iovec* runs, int count), (fd, runs, count))
 FAILING(Read, ssize_t, -1, pread, (int fd, void* buf, std::size_t n, off_t at), (fd, buf, n, at))
 WRAPPED(int, flock, (int fd, int operation)) { // giving back can't fail
     return !(operation & LOCK_UN) && Fails(Faults::Lock) ? -1 : __real_flock(fd, operation);

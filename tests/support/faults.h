@@ -19,7 +19,7 @@ namespace Faults {
 enum Kind {
     Heap,  // malloc, calloc, realloc, new (std::nothrow)
     Open,  // open
-    Read,  // read, readv, pread
+    Read,  // read, pread
     Write, // write, pwrite, pwritev
     Lock,  // flock
     Other, // every further system call of the library: close, lseek, ftruncate, stat, fsync, unlink, rename, ...

@@ -6,6 +6,7 @@
 
 #include <csignal>
 #include <gtest/gtest.h>
+#include <malloc.h>
 #include <sys/resource.h>
 #include <thread>
 
@@ -215,6 +216,32 @@ std::string OfLength(const TempDir& dir, std::size_t n) {
     while (path.size() < n) path += "/" + std::string(std::min<std::size_t>(n - path.size() - 1, 200), 'd');
     std::filesystem::create_directories(path);
     return path;
+}
+
+// Also where the pages that are left came from the heap with many others.
+TEST(VMem, SmallerLimitGivesMemoryBack) {
+    constexpr int Count = 6000;
+    const auto used = [] {
+        const auto info = mallinfo2();
+        return info.uordblks + info.hblkhd;
+    };
+    VMem m;
+    m.SetMaxCacheSize(32000);
+    AllocPages(m, Count);
+    for (int i = 0; i < Count; ++i) m.Set(i * 7919 % Count * VMem::PageSize + 5, i);
+    for (int i = 0; i + 4016 < Count; ++i) { // two of one slot: both go to the front, and first
+        for (const int page : {i, i + 4016, i}) ByteAt(m, page * VMem::PageSize);
+    }
+    const auto before = used();
+    for (const int kb : {2000, 100, 0}) {
+        m.SetMaxCacheSize(static_cast<std::int16_t>(kb));
+        EXPECT_LE(used(), before * static_cast<std::size_t>(kb + 200) / 6000) << kb; // which counts nothing under ASan
+        EXPECT_TRUE(CheckVMem(m, true, stderr));
+    }
+    for (int i = 0, value; i < Count; ++i) {
+        m.Get(i * 7919 % Count * VMem::PageSize + 5, value);
+        EXPECT_EQ(i, value);
+    }
 }
 
 TEST(VMem, SwapFileLiesInTheFirstUsableDirectory) {
