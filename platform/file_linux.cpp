@@ -84,7 +84,7 @@ bool TruncateRetried(int descriptor, off_t size) {
 // for the replacement of an older content, and write the new one to the disk while the file is being closed.
 bool MakeEmpty(int descriptor) {
     struct stat st; // now: before the lock somebody could still change its size
-    if (fstat(descriptor, &st) != 0 || st.st_size > 0) return TruncateRetried(descriptor, 0);
+    if (fstat(descriptor, &st) != 0 || st.st_size > 0 || st.st_blocks > 0) return TruncateRetried(descriptor, 0);
     futimens(descriptor, nullptr); // it counts as changed
     return true;
 }

@@ -162,20 +162,21 @@ std::int32_t VFile::StageFile(BlkDesc*& p1, BlkDesc*& p2, HFile* f, FileHandle h
 // leaves the small ones are to go on with: the end of the file, or all if there is no memory for larger ones. A failed
 // read sets `res`.
 std::int32_t VFile::StageGathered(BlkDesc*& p1, BlkDesc*& p2, HFile* f, FileHandle h, std::int32_t count) {
-    auto* bytes = static_cast<unsigned char*>(f && f->res != resDone ? nullptr : std::malloc(GatherSize));
-    std::int32_t total = 0;
-    while (bytes && total < count) {
-        const std::int32_t k = std::min<std::int32_t>(count - total, GatherSize);
-        const std::int32_t got = platform::ReadFile(h, bytes, static_cast<std::uint32_t>(k));
+    const std::int32_t most = std::min<std::int32_t>(count, GatherSize);
+    auto* bytes =
+        static_cast<unsigned char*>(f && f->res != resDone ? nullptr : std::malloc(static_cast<std::size_t>(most)));
+    std::int32_t total = 0, k = 0, got = 0;
+    while (bytes && got == k && total < count) {
+        k = std::min<std::int32_t>(count - total, most);
+        got = platform::ReadFile(h, bytes, static_cast<std::uint32_t>(k));
         if (got < 0) res = GetFileRes();
         if (got < 0 && f) f->res = res;
         if (f) f->eof = got >= 0 && got < k;
-        if (got <= 0) break;
         for (std::int32_t done = 0, n; done < got; done += n) {
             n = std::min<std::int32_t>(got - done, BlkSize);
             AddPrivate(p1, p2, bytes + done, static_cast<std::int16_t>(n));
         }
-        total += got;
+        total += std::max<std::int32_t>(0, got);
     }
     std::free(bytes);
     return total;

@@ -199,7 +199,8 @@ int VFile::ReadTxt(char* dst, int size, std::int32_t from, std::int32_t count) {
     from = std::min<std::int32_t>(from, len);
     count = std::min<std::int32_t>(count, len - from);
     SetPos(from);
-    const int stored = ReadBytes(dst, std::min<std::int32_t>(count, size - 1));
-    dst[stored] = '\0';
+    count = std::min<std::int32_t>(count, size - 1);
+    const int stored = ReadBytes(dst, count);
+    dst[std::clamp<std::int32_t>(stored, 0, count)] = '\0'; // a derived class may tell of more than it was asked for
     return stored;
 }

@@ -98,12 +98,15 @@ std::int32_t VFile::WriteGathered(HFile* f, FileHandle h, std::int32_t count) {
     while (bytes && done < count) {
         const std::int32_t start = pos;
         const int n = ReadBytes(bytes, std::min<std::int32_t>(count - done, GatherSize));
+        const std::uint32_t error = GetLastError();
+        SetLastError(0); // so that an old one is no reason for a short transfer
         const std::int32_t moved = platform::WriteFile(h, bytes, static_cast<std::uint32_t>(n));
+        const bool told = GetLastError() != 0;
+        if (!told) SetLastError(error);
         done += std::max<std::int32_t>(0, moved);
         if (moved == n) continue;
         const std::int32_t whole = std::max<std::int32_t>(0, moved) / BlkSize * BlkSize; // pieces that went out whole
-        res = moved > whole ? resDiskFull : GetFileRes(); // and the next one, in part or not at all
-        if (res == resDone) res = resDiskFull;            // short without a reason
+        res = told && moved <= whole ? GetFileRes() : resDiskFull; // and the next one, in part or not at all
         if (f) f->res = res;
         PlaceAt(std::min<std::int32_t>(start + whole + BlkSize, start + n));
         break;
