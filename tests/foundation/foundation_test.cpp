@@ -22,6 +22,7 @@ TEST(Numbers, NarrowingCutsSaturatesOrHalts) {
     EXPECT_TRUE(MaxR(nan, 1.0) == 1.0 && MinR(nan, 1.0) == 1.0 && SignR(nan) == 0.0 && LongTrunc(nan) == 0);
     for (const int v : {0, -1, 65535, 40000, -40000, -65536, 32767}) EXPECT_EQ(static_cast<std::int16_t>(v), Short(v));
     for (const int v : {0, 65535}) EXPECT_EQ(v, ShortC(v));
+    EXPECT_TRUE(Sign(0) == 0 && SignL(0) == 0 && SignS(0) == 0 && SignQ(0) == 0);
     for (const int v : {65536, INT32_MAX}) EXPECT_HALT("Fatal Error 1 in module HSys ", Short(v));
     for (const int v : {-65537, INT32_MIN}) EXPECT_HALT("Fatal Error 2 in module HSys ", Short(v));
     for (const int v : {-1, 65536}) EXPECT_HALT("Fatal Error 3 in module HSys ", ShortC(v));

@@ -59,7 +59,6 @@ TEST(Cursor, OnlyTheOwnThreadMovesChangesAndAsks) {
         [&] { f.LineSize(-1, at, at, at); },
         [&] { (void)(f == f); },
         [&] { f.Find(at, "", false, false); },
-        [&] { (void)("a" >= f); },
         [&] { f.FindBack(at, "", false, false); },
         [&] { VFile own(f); },
         [&] { f.ReplaceGlobal("", "", false, false); },
