@@ -6,7 +6,6 @@
 #include "support/test.h"
 
 #include <set>
-#include <sys/socket.h>
 
 using namespace platform;
 
@@ -117,31 +116,6 @@ TEST(Files, TransfersGoOnAfterSignalsAndOnDescriptorsThatDontWait) {
     signal(SIGUSR1, SIG_DFL);
 }
 
-TEST(Files, WriteWhereNobodyReadsFailsWithoutASignal) {
-    const auto writeInVain = [](bool toSocket) {
-        int ends[2];
-        ASSERT_EQ(0, toSocket ? socketpair(AF_UNIX, SOCK_STREAM, 0, ends) : pipe(ends));
-        close(ends[0]);
-        EXPECT_EQ(109U, ErrorOf([&] { EXPECT_EQ(-1, WriteFile(HandleOf(ends[1]), "x", 1)); }));
-        close(ends[1]);
-    };
-    sigset_t pipeOnly, mask;
-    for (const bool toSocket : {false, true}) writeInVain(toSocket); // a signal would end the program
-    EXPECT_EQ(SIG_DFL, signal(SIGPIPE, SIG_DFL));
-    pthread_sigmask(SIG_BLOCK, nullptr, &mask);
-    EXPECT_EQ(0, sigismember(&mask, SIGPIPE));
-    sigemptyset(&pipeOnly);
-    sigaddset(&pipeOnly, SIGPIPE);
-    pthread_sigmask(SIG_BLOCK, &pipeOnly, &mask);
-    const timespec noWait{0, 0};
-    for (const bool waiting : {true, false}) { // one that waits for the host still does
-        if (waiting) pthread_kill(pthread_self(), SIGPIPE);
-        writeInVain(false);
-        EXPECT_EQ(waiting ? SIGPIPE : -1, sigtimedwait(&pipeOnly, nullptr, &noWait));
-    }
-    pthread_sigmask(SIG_SETMASK, &mask, nullptr);
-}
-
 TEST(ThreadIds, DifferForLiveAndPastThreadsAndInAForkedChild) {
     std::set<std::uint32_t> ids = {0, CurrentThreadId()};
     for (int round = 0; round < 40; ++round) std::thread([&] { ids.insert(CurrentThreadId()); }).join();
@@ -152,15 +126,6 @@ TEST(ThreadIds, DifferForLiveAndPastThreadsAndInAForkedChild) {
 bool Free(const std::string& name) {
     const FileHandle h = OpenAs(name);
     return h != InvalidHandle && CloseFile(h);
-}
-
-TEST(Sharing, LockFollowsTheFileAndNotItsName) {
-    const TempDir dir;
-    const FileHandle old = OpenAs(dir.Write("f", "old"));
-    rename(dir.File("f").c_str(), dir.File("g").c_str());
-    EXPECT_TRUE(Free(dir.Write("f", "new")));
-    EXPECT_FALSE(Free(dir.File("g")));
-    CloseFile(old);
 }
 
 TEST(Sharing, LockIsTheParentsWhateverAForkedChildDoesWithTheDescriptor) {

@@ -164,4 +164,28 @@ TEST(ThreadEnv, SetupIsIdempotentAndCanBeUndone) {
     EXPECT_ASSERT_HALT("VFile", VFile::TLS_InitializeProcess());
 }
 
+TEST(ThreadEnd, ComesAfterTheHostsKeysAndHaltsIfAnObjectIsLeft) {
+    EXPECT_ASSERT_HALT("VFile", std::thread([] { new VFile; }).join());
+    static bool works = false;
+    pthread_key_t key;
+    ASSERT_EQ(0, pthread_key_create(&key, [](void* f) {
+                  works = ContentOf(*static_cast<VFile*>(f)) == "last words";
+                  delete static_cast<VFile*>(f);
+              }));
+    std::thread([&] { pthread_setspecific(key, new VFile("last words")); }).join();
+    EXPECT_TRUE(works);
+    pthread_key_delete(key);
+}
+
+TEST(Fork, ChildStartsAfresh) {
+    VFile::SetMaxCacheSize(4);
+    VFile ofParent("parent's");
+    EXPECT_EQ("child's", InChild([] {
+                  if (!VFile_IsThreadInitialized() || VFile::GetMaxCacheSize() != 4000 || VFile::GetTempDir()) _exit(1);
+                  return ContentOf(VFile("child's"));
+              }));
+    EXPECT_EQ("parent's", ContentOf(ofParent));
+    VFile::SetMaxCacheSize(4000);
+}
+
 } // namespace
