@@ -2,11 +2,7 @@
 #include "hostfile/hfile.h"
 #include "hostfile/hfiledir.h"
 #include "support/faults.h"
-#include "support/temp_dir.h"
-
-#include <cerrno>
-#include <gtest/gtest.h>
-#include <unistd.h>
+#include "support/test.h"
 
 namespace {
 

@@ -1,11 +1,6 @@
 // VMem with each allocation and each call on its swap file failing in turn.
 #include "support/faults.h"
-#include "support/halt_trap.h"
-#include "support/temp_dir.h"
 #include "support/vmem_support.h"
-
-#include <cerrno>
-#include <gtest/gtest.h>
 
 namespace {
 

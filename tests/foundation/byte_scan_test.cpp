@@ -1,10 +1,7 @@
 // The scans of each width against plain loops: this processor uses only one of them.
 #include "foundation/byte_scan_widths.h"
 
-#include <gtest/gtest.h>
-#include <random>
-#include <string>
-#include <vector>
+#include "support/test.h"
 
 namespace {
 

@@ -1,30 +1,28 @@
-// Numbers, strings, result codes.
+// Numbers, strings, result codes; halts: the texts to the letter, the exchange of the procedure, the default one.
 #include "foundation/hsys.h"
 #include "hostfile/hfile.h"
 #include "platform/platform.h"
-#include "tests/support/halt_trap.h"
+#include "support/test.h"
 
 #include <cmath>
-#include <cstring>
-#include <gtest/gtest.h>
 #include <map>
-#include <tuple>
 
 namespace {
 
 TEST(Numbers, NarrowingCutsSaturatesOrHalts) {
-    const std::pair<double, int> cut[] = {{0.999999, 0},
-                                          {9999.99, 9999},
-                                          {10000.0, 10000},
-                                          {2147483646.999, INT32_MAX - 1},
-                                          {2147483647.0, INT32_MAX},
-                                          {2147483648.0, INT32_MAX},
-                                          {HUGE_VAL, INT32_MAX}};
-    for (const auto& [x, whole] : cut) EXPECT_TRUE(LongTrunc(x) == whole && LongTrunc(-x) == -whole) << x;
+    for (const auto& [x, whole] : {std::pair{0.999999, 0},
+                                   {9999.99, 9999},
+                                   {10000.0, 10000},
+                                   {2147483646.999, INT32_MAX - 1},
+                                   {2147483647.0, INT32_MAX},
+                                   {2147483648.0, INT32_MAX},
+                                   {HUGE_VAL, INT32_MAX}})
+        EXPECT_TRUE(LongTrunc(x) == whole && LongTrunc(-x) == -whole) << x;
     const double nan = std::nan(""); // a comparison with it gives the second
     EXPECT_TRUE(MaxR(nan, 1.0) == 1.0 && MinR(nan, 1.0) == 1.0 && SignR(nan) == 0.0 && LongTrunc(nan) == 0);
     for (const int v : {0, -1, 65535, 40000, -40000, -65536, 32767}) EXPECT_EQ(static_cast<std::int16_t>(v), Short(v));
     for (const int v : {0, 65535}) EXPECT_EQ(v, ShortC(v));
+    EXPECT_TRUE(Sign(0) == 0 && SignL(0) == 0 && SignS(0) == 0 && SignQ(0) == 0);
     for (const int v : {65536, INT32_MAX}) EXPECT_HALT("Fatal Error 1 in module HSys ", Short(v));
     for (const int v : {-65537, INT32_MIN}) EXPECT_HALT("Fatal Error 2 in module HSys ", Short(v));
     for (const int v : {-1, 65536}) EXPECT_HALT("Fatal Error 3 in module HSys ", ShortC(v));
@@ -92,9 +90,8 @@ TEST(Text, CopiesAreCutAndNeverPassTheBuffer) {
     }
     char full[] = "abc";
     for (const auto copy : {AssignStr, AppendStr}) EXPECT_ASSERT_HALT("HSys", copy(nullptr, 4, "x"));
-    for (const auto copy : {AssignStr, AppendStr, CondAssignStr, CondAppendStr}) {
+    for (const auto copy : {AssignStr, AppendStr, CondAssignStr, CondAppendStr})
         EXPECT_ASSERT_HALT("HSys", copy(full, 0, "x"));
-    }
     for (const char* src : {"x", static_cast<const char*>(nullptr)})
         EXPECT_ASSERT_HALT("HSys", AppendStr(full, 3, src));
     CondAssignStr(nullptr, 4, "x");
@@ -108,29 +105,24 @@ TEST(Text, TrimmingTakesBlanksOffTheEnds) {
     }
     EXPECT_TRUE(IsBlank(static_cast<const char*>(nullptr)) && IsBlank("") && IsBlank(" \t\n\f\r"));
     EXPECT_FALSE(IsBlank(" \v ") || IsBlank("\xA0") || IsBlank("  x"));
-    const std::tuple<void (*)(char*), const char*, const char*> rows[] = {{Trim, "", ""},
-                                                                          {Trim, " a b ", "a b"},
-                                                                          {TrimLeft, " a b ", "a b "},
-                                                                          {TrimRight, " a b ", " a b"},
-                                                                          {Trim, "\f\t a\r\n", "a"},
-                                                                          {Trim, " \t ", ""},
-                                                                          {TrimLeft, " \t ", ""},
-                                                                          {TrimRight, " \t ", ""},
-                                                                          {Trim, "\xA0 \v", "\xA0 \v"},
-                                                                          {TrimZeroes, "1.500", "1.5"},
-                                                                          {TrimZeroes, "1.000", "1"},
-                                                                          {TrimZeroes, "12.", "12"},
-                                                                          {TrimZeroes, "100", "100"},
-                                                                          {TrimZeroes, ".000", "0"},
-                                                                          {TrimZeroes, "", "0"},
-                                                                          {TrimZeroes, "1.0.0", "1.0"},
-                                                                          {TrimZeroes, "1.50a", "1.50a"}};
-    for (const auto& [trim, before, after] : rows) {
-        char buf[16];
+    // Each with what is left by Trim, TrimLeft, TrimRight.
+    const std::array<std::string, 4> blanks[] = {{"", "", "", ""},
+                                                 {" a b ", "a b", "a b ", " a b"},
+                                                 {"\f\t a\r\n", "a", "a\r\n", "\f\t a"},
+                                                 {" \t ", "", "", ""},
+                                                 {"\xA0 \v", "\xA0 \v", "\xA0 \v", "\xA0 \v"}};
+    const auto after = [](void (*trim)(char*), std::string s) {
         trim(nullptr);
-        trim(std::strcpy(buf, before));
-        EXPECT_STREQ(after, buf) << before;
-    }
+        s += '\0'; // room for one more
+        trim(s.data());
+        return std::string(s.c_str());
+    };
+    for (const auto& [s, both, left, right] : blanks)
+        EXPECT_TRUE(after(Trim, s) == both && after(TrimLeft, s) == left && after(TrimRight, s) == right) << s;
+    const std::pair<const char*, const char*> zeroes[] = {{"1.500", "1.5"}, {"1.000", "1"},    {"", "0"},
+                                                          {"12.", "12"},    {"100", "100"},    {".000", "0"},
+                                                          {"1.0.0", "1.0"}, {"1.50a", "1.50a"}};
+    for (const auto& [s, trimmed] : zeroes) EXPECT_EQ(trimmed, after(TrimZeroes, s));
 }
 
 TEST(Text, ComparisonFoldsLettersOnly) {
@@ -138,8 +130,42 @@ TEST(Text, ComparisonFoldsLettersOnly) {
         {"", "", true, true},        {"abc", "abc", true, true},    {"aBz", "AbZ", false, true},
         {"abc", "ab", false, false}, {"ab", "abc", false, false},   {"[", "{", false, false},
         {"@", "`", false, false},    {"\xC4", "\xE4", false, false}};
-    for (const auto& [a, b, equal, equalI] : rows) {
+    for (const auto& [a, b, equal, equalI] : rows)
         EXPECT_TRUE(EqualStr(a, b) == equal && EqualStrI(a, b) == equalI) << a << " " << b;
+}
+
+TEST(Halts, FormsGiveTheirTextsAndComeBack) {
+    static const std::string x(300, 'x');
+    static std::string told;
+    const std::pair<void (*)(), std::string> rows[] = {
+        {[] { Halt("as it is: %s %d"); }, "as it is: %s %d"},
+        {[] { Halt("Mod", "msg"); }, "Mod: msg"},
+        {[] { Halt("VMem", "CheckAdr", "illegal address (<0)"); }, "VMem, CheckAdr():\nillegal address (<0)"},
+        {[] { HaltA("VFile", 77); }, "VFile, line 77:\nAssertion failure"},
+        {[] { HaltA("Mod", "Proc", -2147483647 - 1); }, "Mod, Proc(), line -2147483648:\nAssertion failure"},
+        {[] { Fatal("HSys", 3); }, "Fatal Error 3 in module HSys "},
+        {[] { Halt(x.c_str()); }, x}, // the host's own text; what is made here is cut
+        {[] { Halt("M", x.c_str()); }, "M: " + x.substr(0, 256)},
+        {[] { HaltA(x.c_str(), x.c_str(), 1); }, x.substr(0, 259)},
+        {[] { Fatal(x.c_str(), 1); }, "Fatal Error 1 in module " + x.substr(0, 235)}};
+    InstallHaltProc([](const char* text) { told += text; });
+    for (const auto& [raise, text] : rows) {
+        told.clear();
+        raise();
+        EXPECT_EQ(text, told);
+    }
+    DeinstallHaltProc();
+}
+
+TEST(Halts, DefaultProcedureShowsTheWholeTextAndAborts) {
+    const std::string text(100000, 'y');
+    const HaltProc silent = [](const char*) {};
+    void (*const backToDefault[])(HaltProc) = {
+        [](HaltProc) {}, [](HaltProc proc) { InstallHaltProc(proc), InstallHaltProc(proc), DeinstallHaltProc(); },
+        [](HaltProc proc) { InstallHaltProc(proc), InstallHaltProc(nullptr); }};
+    for (const auto prepare : backToDefault) {
+        EXPECT_EXIT(signal(SIGABRT, SIG_DFL); prepare(silent); Halt(text.c_str()), testing::KilledBySignal(SIGABRT),
+                                                               testing::Eq("Program halted\n" + text + "\n"));
     }
 }
 

@@ -1,8 +1,6 @@
 // HFile: file names, backup extensions, temporary files.
 #include "hostfile/hostfile_support.h"
 
-#include <cstring>
-
 namespace {
 
 TEST(FileNames, SplitAndBuildAreInversesAsFarAsNamesFit) {
@@ -58,9 +56,8 @@ TEST_F(OnFiles, FullNamesOfThoseThatOpenOnly) {
          {std::pair{".\\sub/../f"s, "f"s}, {"fifo", "fifo"}, {"way\\link", "sub/link"}, {longest, longest}}) {
         EXPECT_EQ(at + "/" + full, Full(name));
     }
-    for (const std::string& none : {longest + "n", std::string(280, 'x'), "sub\\.."s, "f/"s}) {
+    for (const std::string& none : {longest + "n", std::string(280, 'x'), "sub\\.."s, "f/"s})
         EXPECT_EQ(none, Full(none));
-    }
     fs::current_path(old);
 }
 

@@ -11,9 +11,8 @@ TEST_F(OnFiles, AttributesAndRemovalOfWhatIsThereAndWhatIsNot) {
     const std::string at = dir.Write("f", ""), sub = dir.File("sub"), link = dir.File("link");
     fs::create_symlink("f", link);
     fs::create_directory(sub);
-    for (const std::string& name : {at, sub + "\\", link}) {
+    for (const std::string& name : {at, sub + "\\", link})
         EXPECT_TRUE(HFile::Exists(name.c_str()) && HFile::IsDirectory(name.c_str()) == (name.back() == '\\'));
-    }
     for (const char* none : {"/nonexistent/x", "", static_cast<const char*>(nullptr)}) {
         EXPECT_FALSE(HFile::Exists(none) || HFile::IsDirectory(none) || HFile::IsReadOnly(none) ||
                      HFile::SetReadOnly(none, true) || HFile::SetReadOnly(none, false));
@@ -52,9 +51,8 @@ TEST_F(OnFiles, CopyFollowsLinksAndRefusesWithTheReason) {
                             "17 1 soft from");
     Res res;
     bool overwrite;
-    for (std::string from, to; rows >> res >> overwrite >> from >> to;) {
+    for (std::string from, to; rows >> res >> overwrite >> from >> to;)
         EXPECT_EQ(res, CopyRes(dir.File(from), dir.File(to), overwrite)) << from << " " << to;
-    }
     EXPECT_EQ(before, dir.Count());
     for (const std::string name : {"there", "missing"}) {
         EXPECT_EQ(resDone, CopyRes(dir.File("from"), dir.File("to-" + name), true));
@@ -73,9 +71,8 @@ Names Scan(const std::string& pattern) {
     Names names;
     HFileDir scan;
     std::vector<char> name(261);
-    for (bool more = scan.FindFirst(name.data(), pattern.c_str()); more; more = scan.FindNext(name.data())) {
+    for (bool more = scan.FindFirst(name.data(), pattern.c_str()); more; more = scan.FindNext(name.data()))
         names.insert(name.data());
-    }
     EXPECT_STREQ("", name.data());
     EXPECT_EQ(static_cast<std::int32_t>(names.size()), scan.Count());
     return names;
@@ -110,9 +107,8 @@ TEST_F(OnFiles, ComeOutOfAScanInFullAndTheRestAsJoined) {
     EXPECT_EQ((Names{at + "/fifo", at + "/one.txt", at + "/.hidden", at + "/" + longest, at + "\\.", at + "\\..",
                      at + "\\sub", at + "\\c:"}),
               Scan(at + "\\*.*"));
-    for (const std::string& none : {"c:*"s, "*.none"s, "none/*"s, "sub/"s, "sub/x*"s, std::string(261, '*')}) {
+    for (const std::string& none : {"c:*"s, "*.none"s, "none/*"s, "sub/"s, "sub/x*"s, std::string(261, '*')})
         EXPECT_EQ(Names{}, Scan(none)) << none;
-    }
     for (const std::string& one : {"o*"s, at + "\\one.txt"}) EXPECT_EQ(Names{at + "/one.txt"}, Scan(one));
     EXPECT_EQ(Names{"./sub"}, Scan("./s*"));
     fs::current_path(old);

@@ -29,9 +29,8 @@ TEST(FileSystemWays, CopyKeepsContentHolesPermissionsAndTimeInEveryWay) {
         ASSERT_EQ(0, stat(from.c_str(), &a) + stat(to.c_str(), &b));
         EXPECT_TRUE(b.st_size == a.st_size && b.st_blocks <= a.st_blocks + 256 && b.st_mtim.tv_nsec == 7);
         EXPECT_EQ(0451u, ModeOf(to));
-        for (const char* part : {" -i 1000000 -n 200000", " -i 3221200000 -n 200000"}) {
+        for (const char* part : {" -i 1000000 -n 200000", " -i 3221200000 -n 200000"})
             EXPECT_EQ(0, std::system(("cmp -s " + from + " " + to + part).c_str()));
-        }
         EXPECT_EQ(2u, dir.Count());
         fs::remove(to);
     }
@@ -57,9 +56,8 @@ TEST(FileSystemWays, RenameNeverReplacesWhateverHelpTheSystemIs) {
         std::istringstream rows("f g 0 0 link link2 0 0 sub dir 0 17 g other 6 6 g g 6 6 link2 other 6 6 sub2 g 6 6 "
                                 "sub2 sub2/in 2 17 f h 14 14 g no/h 9 9");
         Res within, across;
-        for (std::string from, to; rows >> from >> to >> within >> across;) {
+        for (std::string from, to; rows >> from >> to >> within >> across;)
             EXPECT_EQ(refusal == EXDEV ? across : within, rename(from, to)) << from << " " << to;
-        }
         EXPECT_EQ("f other", dir.Read("g") + " " + dir.Read("other"));
         EXPECT_EQ(04751u, ModeOf(dir.File("g")));
         EXPECT_TRUE(fs::is_symlink(dir.File("link2")));

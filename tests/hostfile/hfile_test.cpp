@@ -1,8 +1,6 @@
 // HFile: opening, bytes, position, results, values, lines.
 #include "hostfile/hostfile_support.h"
 
-#include <cstring>
-
 namespace {
 
 #define BY(call) [](HFile& f, const char* n) { return f.call; }
@@ -29,7 +27,8 @@ TEST(HFile, EachModeDoesWhatItsRowSays) {
             EXPECT_EQ(res == resDone, open(f, name.c_str()));
             EXPECT_TRUE(f.res == res && f.IsOpen() == (res == resDone)) << name;
             if (res != resDone) continue;
-            EXPECT_EQ(onWrite != resDone, other.OpenSeqRead(name.c_str())); // who writes, is alone
+            EXPECT_EQ(onWrite != resDone, other.OpenSeqRead(name.c_str()));                      // who writes, is alone
+            EXPECT_TRUE(!HFile().Create(name.c_str(), true) && GetFileRes() == resNoPermission); // and loses nothing
             EXPECT_TRUE(!open(f, dir.File("none").c_str()) && f.res == resCallError && f.IsOpen());
             char c;
             f.Reset();
@@ -118,13 +117,11 @@ TEST_F(OnFiles, IntegersInTheirWidthAndAsText) {
       << ' ' << 7UL << ' ' << static_cast<signed char>(65) << "";
     f.WriteLn();
     for (f.base = 16; f.base <= 37; f.base += 21) f << 255 << ' ' << static_cast<short>(-1) << ' ' << -1LL << ' ';
-    f.base = 2;
-    f << UINT64_MAX;
     for (const int count : {-1, 0, 1024, 1025, 5000}) f.Write('x', count);
     EXPECT_EQ("\5\2\1\4\3\2\1\xFE" + std::string(7, '\xFF') + "\x08\7\6\5\4\3\2\1" +
                   "-1 65535 -2147483648 4294967295 -9223372036854775808 18446744073709551615 -5 7 A\r\n"
                   "ff ffffffff ffffffffffffffff 255 -1 -1 " +
-                  std::string(64, '1') + std::string(1024 + 1025 + 5000, 'x'),
+                  std::string(1024 + 1025 + 5000, 'x'),
               dir.Read("f"));
     f.Reset();
     unsigned char b;

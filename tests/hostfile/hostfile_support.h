@@ -2,13 +2,7 @@
 #pragma once
 
 #include "hostfile/hfile.h"
-#include "support/halt_trap.h"
-#include "support/temp_dir.h"
-
-#include <fcntl.h>
-#include <gtest/gtest.h>
-#include <sstream>
-#include <sys/stat.h>
+#include "support/test.h"
 
 namespace fs = std::filesystem;
 using namespace std::string_literals;

@@ -1,11 +1,7 @@
 // The slot table and the notices of process start and end; mostly in child processes, which the table then belongs to.
 #include "vfile/slot_table.h"
 
-#include "support/halt_trap.h"
 #include "support/vfile_support.h"
-
-#include <gtest/gtest.h>
-#include <thread>
 
 namespace {
 
@@ -23,19 +19,18 @@ std::string Taken(int n, std::initializer_list<std::uint32_t> freed = {}) {
 TEST(SlotTable, FreedNumbersComeBackOnlyWhenAllHaveBeenOut) {
     std::string rest;
     for (int i = 8; i < 64; ++i) rest += std::to_string(i) + " ";
-    EXPECT_EQ("4 5 6 |7 |7 |7 |" + rest + "5 6 - |30 - |", halt_trap::TextOf([] { // 0 to 3 are VFile's
-                  std::string told;
-                  for (const auto& taken : {Taken(3), Taken(1, {5}), Taken(1, {7}),
-                                            Taken(1, {6, 7}), // lowers the mark by one, over 7 but not over 6
-                                            Taken(56 + 3), Taken(2, {30})}) {
-                      told += taken;
-                  }
-                  halt_trap::SendHome(told.c_str());
+    EXPECT_EQ("4 5 6 |7 |7 |7 |" + rest + "5 6 - |30 - |", InChild([] { // 0 to 3 are VFile's
+                  std::string told = Taken(3);
+                  told += Taken(1, {5});
+                  told += Taken(1, {7});
+                  told += Taken(1, {6, 7}); // lowers the mark by one, over 7 but not over 6
+                  told += Taken(56 + 3);
+                  return told += Taken(2, {30});
               }));
 }
 
 TEST(SlotTable, EndOfTheProcessPartTakesAllAndAFreshStartCountsFromZero) {
-    EXPECT_EQ("0 1 2 |2 |0 |works", halt_trap::TextOf([] {
+    EXPECT_EQ("0 1 2 |2 |0 |works", InChild([] {
                   if (!DllMain(nullptr, 0, nullptr) || TlsProcessLive() || Taken(1) != "- |") _exit(1);
                   if (TlsSlotFree(0) || TlsSlotSet(0, 1) || TlsThreadReady()) _exit(2);
                   if (!TlsProcessInit() || TlsProcessInit()) _exit(3);
@@ -43,9 +38,7 @@ TEST(SlotTable, EndOfTheProcessPartTakesAllAndAFreshStartCountsFromZero) {
                   told += Taken(1, {2});
                   told += Taken(1, {1, 0, 2}); // the last that was in use
                   if (!TlsProcessDone() || !DllMain(nullptr, 1, nullptr) || !DllMain(nullptr, 4, nullptr)) _exit(4);
-                  VFile f;
-                  Put(f, 0, 0, "works");
-                  halt_trap::SendHome((told + ContentOf(f)).c_str());
+                  return told + ContentOf(VFile("works"));
               }));
 }
 
@@ -69,9 +62,8 @@ TEST(SlotTable, WordsAreTheThreadsOwn) {
         EXPECT_TRUE(TlsSlotSet(slot, 5));
     }).join();
     EXPECT_EQ(~TlsWord{0}, TlsSlotGet(slot));
-    for (const auto none : {SlotCount, NoSlot}) {
+    for (const auto none : {SlotCount, NoSlot})
         EXPECT_FALSE(TlsSlotSet(none, 1) || TlsSlotGet(none) != 0 || TlsSlotFree(none));
-    }
     EXPECT_TRUE(TlsSlotFree(slot));
 }
 

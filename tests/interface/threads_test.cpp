@@ -1,51 +1,42 @@
 // Several threads at once, each with its own VMem, cache limit and temporary directory.
 #include "foundation/halt.h"
-#include "support/temp_dir.h"
 #include "support/vfile_support.h"
 #include "support/vmem_support.h"
 
-#include <algorithm>
 #include <atomic>
-#include <gtest/gtest.h>
-#include <random>
-#include <thread>
-#include <vector>
 
 namespace {
 
 constexpr int ThreadCount = 4;
 
-void Edit(unsigned seed, std::int16_t cacheKb, const std::string& dir) {
+void Edit(int seed, std::int16_t cacheKb, const std::string& dir) {
     VFile::SetMaxCacheSize(cacheKb);
     VFile::SetTempDir(dir.c_str());
-    std::mt19937 random(seed);
     VFile f;
     std::string model;
     for (int step = 0; step < 300; ++step) {
-        const auto at = static_cast<std::size_t>(random() % (model.size() + 1));
-        const auto cut = std::min<std::size_t>(random() % 500, model.size() - at);
-        const std::string bytes = Pattern(static_cast<int>(random() % 1500), step);
-        Put(f, static_cast<std::int32_t>(at), static_cast<std::int32_t>(cut), bytes);
-        model.replace(at, cut, bytes);
-        ASSERT_TRUE(f.res == resDone && f.Length() == static_cast<std::int32_t>(model.size()));
+        const int at = static_cast<int>(model.size()) / (step % 5 + 1), cut = std::min(at, step);
+        Put(f, at - cut, cut, Pattern(500, seed + step));
+        model = Replaced(model, at - cut, cut, Pattern(500, seed + step));
     }
-    ASSERT_TRUE(ContentOf(f) == model) << "seed " << seed;
-    const auto swapFiles = SwapFiles();
-    const auto isHere = [&](const auto& file) { return file.second.find(dir + "/~vmem") == 0; };
-    EXPECT_EQ(1, std::count_if(swapFiles.begin(), swapFiles.end(), isHere));
-    EXPECT_EQ(cacheKb, VFile::GetMaxCacheSize());
-    EXPECT_EQ(dir, VFile::GetTempDir());
+    EXPECT_TRUE(f.res == resDone && ContentOf(f) == model);
+    int here = 0;
+    for (const auto& file : SwapFiles()) here += file.second.find(dir + "/~vmem") == 0;
+    EXPECT_EQ(1, here);
+    EXPECT_TRUE(VFile::GetMaxCacheSize() == cacheKb && VFile::GetTempDir() == dir);
+}
+
+// Starts the threads, each with its number, and waits for their ends.
+void OnThreads(const std::function<void(int)>& act) {
+    std::vector<std::thread> threads;
+    for (int i = 0; i < ThreadCount; ++i) threads.emplace_back(act, i);
+    for (auto& thread : threads) thread.join();
 }
 
 TEST(Threads, WorkSideBySideWithSettingsOfTheirOwn) {
     const TempDir dirs[ThreadCount];
-    std::vector<std::thread> threads;
-    for (int i = 0; i < ThreadCount; ++i) {
-        threads.emplace_back(Edit, 100U + static_cast<unsigned>(i), std::int16_t(4 + 4 * i), dirs[i].Path());
-    }
-    for (auto& thread : threads) thread.join();
-    EXPECT_EQ(4000, VFile::GetMaxCacheSize());
-    EXPECT_EQ(nullptr, VFile::GetTempDir());
+    OnThreads([&](int i) { Edit(100 * i, static_cast<std::int16_t>(4 + 4 * i), dirs[i].Path()); });
+    EXPECT_TRUE(VFile::GetMaxCacheSize() == 4000 && !VFile::GetTempDir());
     for (const TempDir& dir : dirs) EXPECT_EQ(0U, dir.Count());
 }
 
@@ -56,17 +47,12 @@ TEST(Threads, ComeAndGoAndHaltWhileTheProcedureIsExchanged) {
     static const HaltProc count = [](const char*) { ++halts, ++haltsHere; };
     InstallHaltProc(count);
     for (int round = 0; round < 25; ++round) {
-        std::vector<std::thread> threads;
-        for (int i = 0; i < ThreadCount; ++i) {
-            threads.emplace_back([] {
-                VFile f;
-                Put(f, 0, 0, "x");
-                Fatal("Host", 1);
-                InstallHaltProc(count);
-                EXPECT_EQ(1, haltsHere);
-            });
-        }
-        for (auto& thread : threads) thread.join();
+        OnThreads([](int) {
+            VFile f("x");
+            Fatal("Host", 1);
+            InstallHaltProc(count);
+            EXPECT_EQ(1, haltsHere);
+        });
     }
     EXPECT_EQ(25 * ThreadCount, halts);
     DeinstallHaltProc();

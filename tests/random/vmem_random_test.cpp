@@ -3,13 +3,8 @@
 // equal. VFILE_SEED and VFILE_STEPS repeat a run.
 #include "support/vmem_support.h"
 
-#include <algorithm>
-#include <cstring>
 #include <deque>
-#include <gtest/gtest.h>
 #include <map>
-#include <random>
-#include <sstream>
 
 namespace {
 
@@ -302,11 +297,6 @@ void Walk(unsigned seed, long steps) {
         EXPECT_TRUE(CheckVMem(vm, step % 64 == 0, stderr));
         ASSERT_FALSE(testing::Test::HasFailure()) << "VFILE_SEED=" << seed << " VFILE_STEPS=" << step;
     }
-}
-
-long FromEnvironment(const char* name, long otherwise) {
-    const char* value = std::getenv(name);
-    return value ? std::atol(value) : otherwise;
 }
 
 TEST(VMemRandom, DoesAsTheModelDoes) {

@@ -1,25 +1,16 @@
 #include "tests/support/faults.h"
 
-#include "tests/support/halt_trap.h"
+#include "support/test.h"
 #include "vfile/vfile.h"
 
-#include <algorithm>
-#include <cerrno>
 #include <cstdarg>
 #include <dirent.h>
-#include <fcntl.h>
-#include <filesystem>
-#include <gtest/gtest.h>
-#include <iterator>
 #include <new>
 #include <numeric>
 #include <sys/file.h>
 #include <sys/mman.h>
-#include <sys/stat.h>
 #include <sys/uio.h>
-#include <unistd.h>
 #include <unordered_set>
-#include <utility>
 #include <vector>
 
 namespace {

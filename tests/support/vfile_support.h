@@ -2,14 +2,10 @@
 // that writes down what it sees.
 #pragma once
 
+#include "hostfile/hfile.h"
+#include "support/test.h"
 #include "vfile/vfile.h"
 #include "vfile/vfile_check.h"
-
-#include <cstdio>
-#include <cstdlib>
-#include <sstream>
-#include <string>
-#include <vector>
 
 // Goes through the const family: the object's cursor, result and buffer stay.
 inline std::string ContentOf(const VFile& f) {
@@ -23,13 +19,7 @@ inline std::string ContentOf(const VFile& f) {
 
 // The blocks' lengths in order, the current one starred, an empty one without a page in brackets: "1024 *576".
 inline std::string LayoutOf(const VFile& f) {
-    char* text = nullptr;
-    std::size_t size = 0;
-    std::FILE* out = open_memstream(&text, &size);
-    DumpVFile(f, out, true);
-    std::fclose(out);
-    std::istringstream lines(text);
-    std::free(text);
+    std::istringstream lines(DumpOf([&](std::FILE* out) { DumpVFile(f, out, true); }));
     std::string layout;
     std::string line;
     std::getline(lines, line);
@@ -56,6 +46,7 @@ inline void Put(VFile& f, std::int32_t at, std::int32_t oldLen, const std::strin
 // Sees hooks, and can refuse a change.
 class Watched : public VFile {
   public:
+    using VFile::VFile;
     mutable std::string seen;
     int refusal = resDone;
     void SetType(int t) { type = t; }
@@ -72,10 +63,34 @@ class Watched : public VFile {
     }
     void PostChangeFlag(int flag, bool on) override { Note("flag", {flag, on, flags}); }
 
-  private:
     void Note(const char* what, const std::vector<int>& values) const {
         seen += what;
-        for (const int v : values) seen += " " + std::to_string(v);
+        for (const int v : values) seen += " " + (v == SameLen ? "same" : v == MaxLen ? "max" : std::to_string(v));
         seen += "; ";
+    }
+};
+
+// Sees each virtual operation as it is called, the ones inside of others too.
+class CallRecorder : public Watched {
+  public:
+    using Watched::Watched;
+    void SetPos(std::int32_t p) override { Note("SetPos", {p}), VFile::SetPos(p); }
+    void ReadByte(unsigned char& b) override { Note("next", {}), VFile::ReadByte(b); }
+    void ReadPrevByte(unsigned char& b) override { Note("prev", {}), VFile::ReadPrevByte(b); }
+    int ReadBytes(void* dst, int n) override { return Note("ReadBytes", {n}), VFile::ReadBytes(dst, n); }
+    void ReplaceBuf(std::int32_t at, std::int32_t oldLen, const void* src, int n) override {
+        Note("ReplaceBuf", {at, oldLen, n}), VFile::ReplaceBuf(at, oldLen, src, n);
+    }
+    void ReplaceCh(std::int32_t at, std::int32_t oldLen, char ch, int n) override {
+        Note("ReplaceCh", {at, oldLen, n}), VFile::ReplaceCh(at, oldLen, ch, n);
+    }
+    void ReplaceTxt(std::int32_t at, std::int32_t oldLen, const VFile& src, std::int32_t p, std::int32_t n) override {
+        Note("ReplaceTxt", {at, oldLen, p, n}), VFile::ReplaceTxt(at, oldLen, src, p, n);
+    }
+    void ReplaceFile(std::int32_t at, std::int32_t oldLen, HFile& f, std::int32_t n) override {
+        Note("ReplaceFile", {at, oldLen, n}), VFile::ReplaceFile(at, oldLen, f, n);
+    }
+    void ReplaceFile(std::int32_t at, std::int32_t oldLen, FileHandle h, std::int32_t n) override {
+        Note("ReplaceHandle", {at, oldLen, n}), VFile::ReplaceFile(at, oldLen, h, n);
     }
 };

@@ -1,24 +1,13 @@
 // What tests of VMem share: the state of an object without touching it, and its swap file as the system sees it.
 #pragma once
 
+#include "support/test.h"
 #include "vmem/vmem.h"
 #include "vmem/vmem_check.h"
 
-#include <cstdio>
-#include <cstdlib>
-#include <filesystem>
-#include <string>
-#include <vector>
-
 // Sizes, free lists and cached pages, as DumpVMem gives them from its second line on.
 inline std::string StateOf(const VMem& m) {
-    char* text = nullptr;
-    std::size_t size = 0;
-    std::FILE* out = open_memstream(&text, &size);
-    DumpVMem(m, out, true);
-    std::fclose(out);
-    const std::string all(text, size);
-    std::free(text);
+    const std::string all = DumpOf([&](std::FILE* out) { DumpVMem(m, out, true); });
     return all.substr(all.find('\n') + 1);
 }
 

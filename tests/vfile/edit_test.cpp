@@ -1,12 +1,7 @@
 // The families of edits over their sources, typed reads, numbers, operators and filled objects.
-#include "hostfile/hfile.h"
-#include "support/call_recorder.h"
-#include "support/halt_trap.h"
-#include "support/temp_dir.h"
 #include "support/vfile_support.h"
 
 #include <charconv>
-#include <gtest/gtest.h>
 
 namespace {
 
@@ -27,13 +22,12 @@ void (*const families[])(VFile&, int, const VFile&, HFile&) = {EDITS(Insert), ED
                                                                EDITS(Append), EDITS(Prepend)};
 
 // The bytes that each source brings, the operation, the old length of an overwrite, the arguments behind it.
-const struct {
-    std::string bytes, operation, overwrite, rest;
-} sources[] = {{"\xE9", "ReplaceBuf", "1", "1"},       {{"a\0b", 3}, "ReplaceBuf", "3", "3"},
-               {"BA", "ReplaceBuf", "2", "2"},         {"DCBA", "ReplaceBuf", "4", "4"},
-               {"HGFEDCBA", "ReplaceBuf", "8", "8"},   {"xxxxx", "ReplaceCh", "5", "5"},
-               {"text", "ReplaceBuf", "same", "4"},    {"urce", "ReplaceTxt", "same", "2 100"},
-               {"host", "ReplaceHandle", "same", "4"}, {"host file", "ReplaceFile", "same", "max"}};
+const std::array<std::string, 4> sources[] = {
+    {"\xE9", "ReplaceBuf", "1", "1"},       {std::string("a\0b", 3), "ReplaceBuf", "3", "3"},
+    {"BA", "ReplaceBuf", "2", "2"},         {"DCBA", "ReplaceBuf", "4", "4"},
+    {"HGFEDCBA", "ReplaceBuf", "8", "8"},   {"xxxxx", "ReplaceCh", "5", "5"},
+    {"text", "ReplaceBuf", "same", "4"},    {"urce", "ReplaceTxt", "same", "2 100"},
+    {"host", "ReplaceHandle", "same", "4"}, {"host file", "ReplaceFile", "same", "max"}};
 
 } // namespace
 
@@ -50,45 +44,31 @@ TEST(VFileEdit, EachFamilyGivesItsPlaceAndOldLengthToTheOperationOfTheSource) {
         CallRecorder f("0123456789");
         f.SetFlag(vfInsert, insert);
         f.SetPos(pos);
-        f.calls.clear();
+        f.seen.clear();
         families[family](f, source, text, file);
 
         const auto& [bytes, operation, overwrite, rest] = sources[source];
         const bool over = family == 1 || (family == 2 && !insert);
         const int at = family == 3 ? 10 : family == 4 ? 0 : pos;
         std::string call = operation + " " + std::to_string(at) + " " + (over ? overwrite : "0") + " " + rest + "; ";
-        EXPECT_EQ(call, f.calls.substr(0, call.size()));
-        std::string content = "0123456789";
-        content.replace(static_cast<std::size_t>(at), over ? bytes.size() : 0, bytes);
-        EXPECT_EQ(content, ContentOf(f));
-        EXPECT_EQ(at + static_cast<int>(bytes.size()), f.GetPos());
+        EXPECT_EQ(call, f.seen.substr(0, call.size()));
+        const int n = static_cast<int>(bytes.size());
+        EXPECT_EQ(Part("0123456789", 0, at) + bytes + Part("0123456789", over ? at + n : at, 10), ContentOf(f));
+        EXPECT_EQ(at + n, f.GetPos());
     }
-}
-
-TEST(VFileEdit, FixedWidthsTakeEveryIntegerType) {
-    VFile f;
-    f.AppendWord(short{-2}), f.AppendWord(0x12345L), f.AppendWord(7ULL);
-    f.AppendDWord(-2LL), f.AppendDWord(5UL), f.AppendDWord(static_cast<unsigned short>(0xFFFF));
-    f.AppendQWord(-2), f.AppendQWord(0xFFFFFFFFU), f.AppendQWord(LLONG_MIN);
-    const char expected[] = "\xFE\xFF\x45\x23\x07\0\xFE\xFF\xFF\xFF\5\0\0\0\xFF\xFF\0\0"
-                            "\xFE\xFF\xFF\xFF\xFF\xFF\xFF\xFF\xFF\xFF\xFF\xFF\0\0\0\0\0\0\0\0\0\0\0\x80";
-    EXPECT_EQ(std::string(expected, sizeof expected - 1), ContentOf(f));
 }
 
 TEST(VFileEdit, DeleteTruncateAndEmptyEditsMoveThePosition) {
     VFile f("0123456789");
-    f.Delete(100, 5);
-    EXPECT_EQ(10, f.GetPos());
     f.Delete(2, 3);
     EXPECT_EQ(2, f.GetPos());
     f.SetPos(4);
     f.Truncate();
-    f.eof = true;
-    f << "";
-    EXPECT_FALSE(f.eof);
     f.Insert('x', -1);
     f << "x" << 1; // refused: the first failure stands
     EXPECT_TRUE(f.res == resCallError && f.GetPos() == 4 && ContentOf(f) == "0156");
+    f.Delete(100, 5);
+    EXPECT_EQ(4, f.GetPos());
 }
 
 TEST(VFileEdit, TypedReadsTakeTheLowByteFirstAndKeepWhatIsNotThere) {
@@ -99,9 +79,9 @@ TEST(VFileEdit, TypedReadsTakeTheLowByteFirstAndKeepWhatIsNotThere) {
     std::int64_t qword = 0;
     unsigned int part = 0xAABBCCDD;
     f.SetPos(0);
-    f.calls.clear();
+    f.seen.clear();
     f.ReadWord(word), f.ReadDWord(dword), f.ReadChar(c), f.ReadPrevChar(prev), f >> c;
-    EXPECT_EQ("ReadBytes 2; ReadBytes 4; next; prev; next; ", f.calls);
+    EXPECT_EQ("ReadBytes 2; ReadBytes 4; next; prev; next; ", f.seen);
     EXPECT_TRUE(word == 0x0201 && dword == 0x06050403 && c == 7 && prev == 7);
     f.SetPos(0);
     f.ReadQWord(qword), f.ReadDWord(part);
@@ -133,7 +113,7 @@ TEST(VFileEdit, NumbersOfEveryTypeInEveryRadix) {
             f.base = base;
             f << v;
             EXPECT_EQ(std::string(text, end.ptr), ContentOf(f)) << base;
-            EXPECT_EQ("ReplaceBuf 0 same ", f.calls.substr(0, 18));
+            EXPECT_EQ("ReplaceBuf 0 same ", f.seen.substr(0, 18));
         };
         for (const long long v : {LLONG_MIN, LLONG_MAX, -1LL, 35LL, 0x7FFFLL, 0x8000LL, 0x7FFFFFFFLL, 0x80000000LL}) {
             check(static_cast<short>(v), 0), check(static_cast<unsigned short>(v), 0U);
@@ -182,22 +162,4 @@ TEST(VFileEdit, FilledObjectsStandAtTheirEnd) {
     EXPECT_EQ(Pattern(3000).substr(2000, 5), ContentOf(part));
     for (const VFile* f : {&repeated, &some, &rest, &part}) EXPECT_TRUE(f->Eof() && f->res == resDone);
     EXPECT_TRUE(missing.res == resNotDone && missing.Length() == 0);
-}
-
-// Line queries, searches and comparisons test the thread first, whatever their arguments.
-TEST(VFileEdit, HaltsOnAnotherThreadAndForObjectsOfTwo) {
-    VFile f("a"); // the child that halts is another thread to it
-    std::int32_t at = -1;
-    const std::function<void()> acts[] = {[&] { f.LineStart(0); },
-                                          [&] { f.LineSize(-1, at, at, at); },
-                                          [&] { f.LineEnd(-1, true); },
-                                          [&] { f.LineIndent(-1); },
-                                          [&] { f.BetweenCRLF(0); },
-                                          [&] { f.Find(at, "", false, false); },
-                                          [&] { f.FindBack(at, "", false, false); },
-                                          [&] { f.ReplaceGlobal("", "", false, false); },
-                                          [&] { (void)(f == f); },
-                                          [&] { (void)("a" >= f); },
-                                          [&] { VFile_InitializeThread(), (void)(VFile("bc") == f); }};
-    for (const auto& act : acts) EXPECT_ASSERT_HALT("VFile", act());
 }

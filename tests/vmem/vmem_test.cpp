@@ -1,27 +1,18 @@
 // What halts, and with which text; the typed forms, the settings and the owner test; where the swap file lies. Bytes,
 // cache and allocator are followed step by step by the random test.
-#include "support/halt_trap.h"
-#include "support/temp_dir.h"
 #include "support/vmem_support.h"
 
-#include <csignal>
-#include <gtest/gtest.h>
 #include <malloc.h>
-#include <sys/resource.h>
-#include <thread>
 
 namespace {
 
-struct Case {
-    std::string text; // of the halt
-    std::function<void(VMem&)> act;
-};
+using Acts = std::vector<std::pair<std::string, std::function<void(VMem&)>>>; // each with the text of its halt
 
 // Acts in a child, on an object with two pages and a block of 100 bytes, of which the first one is cached.
-void ExpectHalts(const std::vector<Case>& cases) {
-    for (const Case& c : cases) {
-        SCOPED_TRACE(&c - cases.data());
-        EXPECT_HALT(c.text, VMem m; AllocPages(m, 2); std::int32_t adr; m.Alloc(adr, 100); ByteAt(m, adr); c.act(m));
+void ExpectHalts(const Acts& acts) {
+    for (const auto& [text, act] : acts) {
+        SCOPED_TRACE(text);
+        EXPECT_HALT(text, VMem m; AllocPages(m, 2); std::int32_t adr; m.Alloc(adr, 100); ByteAt(m, adr); act(m));
     }
 }
 
@@ -94,71 +85,21 @@ TEST(VMemHalts, EachOperationOnAnotherThread) {
     EXPECT_HALT("no halt", parents.WriteStatus());
 }
 
-TEST(VMemHalts, SwapFileThatEndsEarly) {
-    const auto readBack = [](off_t size) {
-        return [=](VMem& m) {
-            m.Set(0, 'x'), m.ReleaseCache();
-            if (truncate(SwapFiles().at(0).first.c_str(), size) == 0) ByteAt(m, 0);
-        };
-    };
-    ExpectHalts({{"no halt", readBack(1024)}, {"VMem, FindPage():\nreading from swap file failed", readBack(1023)}});
-}
-
-// Leaves room for `bytes` in any file that the process writes.
-void LimitFiles(rlim_t bytes) {
-    std::signal(SIGXFSZ, SIG_IGN);
-    const rlimit limit{bytes, RLIM_INFINITY};
-    setrlimit(RLIMIT_FSIZE, &limit);
-}
-
-// What is written with the victim, or read ahead, shows in nothing but time: neither in when a disk is full, nor later
-// in what is read. A halt procedure that comes back is promised little, but no byte need be lost.
-TEST(VMemHalts, PagesThatCouldNotBeWrittenAreStillCached) {
-    static int halts;
-    const struct { int kb, pages, room; } rows[] = {{3, 2, 1}, {260, 256, 40}};
-    for (const auto& row : rows) {
-        VMem m;
-        AllocPages(m, 400);
-        m.SetMaxCacheSize(static_cast<std::int16_t>(row.kb));
-        for (int i = 0; i < row.pages; ++i) m.Set(i * 1024, i);
-        halts = 0;
-        InstallHaltProc([](const char*) { ++halts; });
-        LimitFiles(row.room * 1024 + 100);
-        for (int i = row.pages; i < 400; ++i) ByteAt(m, i * 1024);
-        LimitFiles(RLIM_INFINITY);
-        EXPECT_EQ(400 - row.pages - row.room, halts);
-        EXPECT_NE(std::string::npos, StateOf(m).find(" fileSize " + std::to_string(row.room * 1024) + " "));
-        EXPECT_TRUE(CheckVMem(m, true, stderr));
-        for (int i = 0; i < row.pages; ++i) EXPECT_EQ(i, ByteAt(m, i * 1024));
-        m.ReleaseCache();
-        EXPECT_EQ(0, truncate(SwapFiles().at(0).first.c_str(), 0));
-        halts = 0;
-        ByteAt(m, 1024);
-        DeinstallHaltProc();
-        EXPECT_EQ(1, halts);
-        EXPECT_EQ(0, m.GetCacheSize()) << "a page that could not be read is cached";
-        EXPECT_TRUE(CheckVMem(m, false, stderr));
-    }
-}
-
 // Stores across a page boundary, so that neither alignment nor width is taken for granted.
-template <typename T>
-void RoundTrip(int width, T value) {
-    VMem m;
-    AllocPages(m, 2);
-    const std::string ground(32, '\x5A');
-    m.Set(1008, ground.data(), 32);
-    m.Set(1023, value);
-    T back{};
-    m.Get(1023, back);
-    EXPECT_EQ(value, back);
-    EXPECT_NE(0x5A, ByteAt(m, 1023 + width - 1)) << "not as wide as " << width;
-    EXPECT_EQ(0x5A, ByteAt(m, 1023 + width)) << "wider than " << width;
-}
-
 template <typename... T>
 void RoundTrips(int width, T... values) {
-    (RoundTrip(width, values), ...);
+    const auto roundTrip = [width](auto value) {
+        VMem m;
+        AllocPages(m, 2);
+        m.Set(1008, std::string(32, '\x5A').data(), 32);
+        m.Set(1023, value);
+        decltype(value) back{};
+        m.Get(1023, back);
+        EXPECT_EQ(value, back);
+        EXPECT_TRUE(ByteAt(m, 1023 + width - 1) != 0x5A && ByteAt(m, 1023 + width) == 0x5A)
+            << "not as wide as " << width;
+    };
+    (roundTrip(values), ...);
 }
 
 TEST(VMem, TypedFormsMoveTheirWidth) {
@@ -171,18 +112,15 @@ TEST(VMem, TypedFormsMoveTheirWidth) {
 }
 
 TEST(VMem, SettingsAreKept) {
-    const struct {
-        std::int16_t kb, kept, full;
-    } rows[] = {{4000, 4000, 3999}, {-5, 0, 1}, {1, 1, 1}, {2, 2, 1}, {4, 4, 3}, {32767, 32767, 32766}};
+    const std::tuple<std::int16_t, int, int> rows[] = {{4000, 4000, 3999}, {-5, 0, 1}, {1, 1, 1},
+                                                       {2, 2, 1},          {4, 4, 3},  {32767, 32767, 32766}};
     VMem m;
     EXPECT_EQ(4000, m.GetMaxCacheSize());
     AllocPages(m, 32400);
-    for (const auto& row : rows) {
-        m.SetMaxCacheSize(row.kb);
+    for (const auto& [kb, kept, full] : rows) {
+        m.SetMaxCacheSize(kb);
         for (std::int32_t i = 0; i < 32400; ++i) ByteAt(m, i * 1024);
-        EXPECT_EQ(row.kept, m.GetMaxCacheSize());
-        EXPECT_EQ(row.full, m.GetCacheSize()) << row.kb;
-        EXPECT_TRUE(CheckVMem(m, false, stderr));
+        EXPECT_TRUE(m.GetMaxCacheSize() == kept && m.GetCacheSize() == full && CheckVMem(m, false, stderr)) << kb;
     }
     EXPECT_TRUE(SwapFiles().empty()) << "made for clean pages";
     EXPECT_EQ(nullptr, m.GetTempDir());
@@ -249,9 +187,8 @@ TEST(VMem, SwapFileLiesInTheFirstUsableDirectory) {
     const std::string fits = OfLength(a, 254);
     std::string backslashes = a.Path() + "\\";
     std::replace(backslashes.begin(), backslashes.end(), '/', '\\');
-    const struct {
-        std::string dir, tmp, temp, tmpdir, chosen;
-    } rows[] = {
+    const std::array<std::string, 5> rows[] = {
+        // the setting, the three of the environment, what is chosen
         {a.Path() + "/", b.Path(), "", "", a.Path()},
         {backslashes, "", "", "", a.Path()},
         {a.File("missing"), b.Path(), c.Path(), "", b.Path()},
@@ -262,13 +199,12 @@ TEST(VMem, SwapFileLiesInTheFirstUsableDirectory) {
         {OfLength(a, 255), b.Path(), "", "", b.Path()},
         {OfLength(a, 3000), OfLength(b, 268), OfLength(c, 400), OfLength(c, 255), "/var/tmp"},
     };
+    const char* const names[] = {"TMP", "TEMP", "TMPDIR"};
     for (const auto& row : rows) {
-        setenv("TMP", row.tmp.c_str(), 1);
-        setenv("TEMP", row.temp.c_str(), 1);
-        setenv("TMPDIR", row.tmpdir.c_str(), 1);
-        EXPECT_EQ(row.chosen, Chosen(row.dir)) << &row - rows;
+        for (int i = 0; i < 3; ++i) setenv(names[i], row[static_cast<std::size_t>(i) + 1].c_str(), 1);
+        EXPECT_EQ(row[4], Chosen(row[0])) << &row - rows;
     }
-    for (const char* name : {"TMP", "TEMP", "TMPDIR"}) unsetenv(name);
+    for (const char* name : names) unsetenv(name);
 
     for (int i = 0; i < 999; ++i) std::filesystem::create_directory(a.File("~vmem" + std::to_string(i) + ".tmp"));
     EXPECT_EQ(a.Path(), Chosen(a.Path()));
