@@ -85,4 +85,33 @@ TEST_F(VMemFaults, PageThatGoesOutInPartIsAFullDisk) {
         EXPECT_HALT(room < 7 * 1024 ? diskFullInGap : diskFull, Faults::DiskFullAfter(room); SpillAndReadBack());
 }
 
+// A halt procedure that comes back is promised little, but invariants hold, and what was stored before is not lost.
+TEST_F(VMemFaults, HaltThatComesBackLosesNothing) {
+    static int halts;
+    for (int round = 0; round < 40; ++round) {
+        SCOPED_TRACE(round);
+        VMem vm;
+        vm.SetTempDir(dir.Path().c_str());
+        vm.SetMaxCacheSize(round % 2 == 0 ? 3 : 260);
+        AllocPages(vm, 400);
+        for (int i = 0; i < 400; ++i) vm.Set(i * 1024, i);
+        std::vector<std::int32_t> blocks(300);
+        for (int i = 0; i < 300; ++i) vm.Alloc(blocks[i], static_cast<std::int16_t>(1018 + i % 5)); // some over an edge
+        halts = 0;
+        InstallHaltProc([](const char*) { ++halts; });
+        Faults::FailNth(round % 4 < 2 ? Faults::Read : Faults::Write, 1 + round, EIO, true);
+        for (int i = 0; i < 300; ++i) {
+            vm.Dealloc(blocks[i * 7 % 300], static_cast<std::int16_t>(1018 + i * 7 % 300 % 5));
+            vm.CopyBytes(i * 1024 + 500, 399 * 1024 - i * 1024 + 100, 300);
+            std::int32_t again;
+            if (i % 2 == 0) vm.Alloc(again, static_cast<std::int16_t>(1018 + i % 5));
+        }
+        Faults::Disarm();
+        DeinstallHaltProc();
+        EXPECT_LT(0, halts);
+        EXPECT_TRUE(CheckVMem(vm, true, stderr));
+        EXPECT_EQ(0, WrongPages(vm, 400, 0));
+    }
+}
+
 } // namespace
