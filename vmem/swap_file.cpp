@@ -181,6 +181,8 @@ bool VMem::LoadAhead(unsigned char* data, std::int32_t adr) {
         if (!run.pages) return false;
         std::int64_t count = std::int64_t{run.length} * PageSize;
         if (count > fileSize - adr) count = fileSize - adr;
+        const std::int64_t over = (adr + count) % GroupSize;
+        if (run.length == AheadPages && over < count) count -= over; // the next one begins where a group does
         const std::uint32_t error = GetLastError();
         bool seekFailed = false;
         const std::int32_t moved =
@@ -190,6 +192,7 @@ bool VMem::LoadAhead(unsigned char* data, std::int32_t adr) {
         run.end += moved / PageSize * PageSize;
     }
     std::memcpy(data, run.pages + (adr - run.start), PageSize);
+    for (int i = 0; i < PageSize; i += 64) __builtin_prefetch(cacheTail->data + i, 1); // of the next victim
     return true;
 }
 
