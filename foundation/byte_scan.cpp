@@ -2,7 +2,7 @@
 // has.
 #include "foundation/byte_scan.h"
 
-static constexpr std::size_t ScanWidth = 16;
+#define SCAN_WIDTH 16
 #include "foundation/byte_scan_vectors.inc"
 
 const ByteScans byteScans16 = scans;

@@ -1,7 +1,7 @@
 // The byte scans over vectors of 32 bytes, compiled for processors that have AVX2.
 #include "foundation/byte_scan_widths.h"
 
-static constexpr std::size_t ScanWidth = 32;
+#define SCAN_WIDTH 32
 #include "foundation/byte_scan_vectors.inc"
 
 const ByteScans byteScans32 = scans;

@@ -35,13 +35,6 @@ MixedHead ReadMixedHead(VMem& m, std::int32_t adr) {
     return head;
 }
 
-void WriteMixedHead(VMem& m, std::int32_t adr, const MixedHead& head) {
-    unsigned char bytes[MixedHeadSize];
-    std::memcpy(bytes, &head.next, sizeof head.next);
-    std::memcpy(bytes + sizeof head.next, &head.len, sizeof head.len);
-    m.Set(adr, bytes, MixedHeadSize);
-}
-
 } // namespace
 
 void VMem::Alloc(std::int32_t& adr, std::int16_t len) {
@@ -162,7 +155,7 @@ void VMem::RetireClass(int i) {
 }
 
 // The first block of exactly this length, or else the front of the first of the largest ones, if what that leaves can
-// hold a link. False if neither is there.
+// hold a link. False if neither is there. NoAdr if the list could not be written: the block stays on it then.
 bool VMem::TakeFromMixed(std::int32_t& adr, std::int16_t len) {
     std::int32_t prev = NoAdr;
     std::int32_t largestAdr = NoAdr;
@@ -172,8 +165,7 @@ bool VMem::TakeFromMixed(std::int32_t& adr, std::int16_t len) {
     while (at != NoAdr) {
         const MixedHead head = ReadMixedHead(*this, at);
         if (head.len == len) {
-            UnlinkMixed(prev, head.next);
-            adr = at;
+            adr = UnlinkMixed(prev, head.next) ? at : NoAdr;
             return true;
         }
         if (head.len > largest.len) {
@@ -186,20 +178,36 @@ bool VMem::TakeFromMixed(std::int32_t& adr, std::int16_t len) {
     }
     if (largest.len < len + SplitMargin) return false;
 
-    UnlinkMixed(largestPrev, largest.next);
+    if (!UnlinkMixed(largestPrev, largest.next)) {
+        adr = NoAdr;
+        return true;
+    }
     adr = largestAdr;
     std::int32_t rest = largestAdr + len;
     Dealloc0(rest, static_cast<std::int16_t>(largest.len - len), false);
     return true;
 }
 
-void VMem::UnlinkMixed(std::int32_t prev, std::int32_t next) {
+// Like PopFree and PushFree, both change the list only if its block could be written.
+
+bool VMem::UnlinkMixed(std::int32_t prev, std::int32_t next) {
     if (prev == NoAdr) {
         freeHead[0] = next;
-    } else {
-        Set(prev, next);
+    } else if (!SetPages(prev, &next, sizeof next)) {
+        return false;
     }
     --freeCount[0];
+    return true;
+}
+
+bool VMem::PushMixed(std::int32_t adr, std::int16_t len) {
+    unsigned char bytes[MixedHeadSize];
+    std::memcpy(bytes, &freeHead[0], sizeof freeHead[0]);
+    std::memcpy(bytes + sizeof freeHead[0], &len, sizeof len);
+    if (!SetPages(adr, bytes, MixedHeadSize)) return false;
+    freeHead[0] = adr;
+    ++freeCount[0];
+    return true;
 }
 
 // Gives a block back; the first place that takes it wins. `toClass` is false for what a split or the alignment of a
@@ -219,9 +227,7 @@ void VMem::Dealloc0(std::int32_t& adr, std::int16_t len, bool toClass) {
         if (i > classCount) classCount = static_cast<std::int16_t>(i);
     } else {
         if (len < MinMixedBlock) return Halt("VMem", "Dealloc0", "len must be >=6");
-        WriteMixedHead(*this, adr, {freeHead[0], len});
-        freeHead[0] = adr;
-        ++freeCount[0];
+        if (!PushMixed(adr, len)) return;
     }
     adr = NoAdr;
 }

@@ -146,7 +146,7 @@ void VMem::UnlinkSlab(const PageSlab* slab) {
 }
 
 // Brings together what a smaller limit has left in many slabs: behind it, one at most is partly free, and the others
-// are back on the heap.
+// are back on the heap. The spare page stays where it is: its slab has no other one.
 void VMem::PackSlabs() {
     for (CacheDesc* p = cacheHead; p && slabs && slabs->next; p = p->next) {
         if (p->slab->free && p->slab != slabs) p = MovePage(p);
@@ -169,7 +169,6 @@ CacheDesc* VMem::MovePage(CacheDesc* p) {
     UnHashCachePtr(p);
     Enchain(q, adr);
     if (hadSlot) hashTable[SlotOf(adr)] = q;
-    if (p == sparePage) sparePage = q;
     DisposeCachePtr(p);
     return q;
 }

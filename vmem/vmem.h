@@ -317,6 +317,7 @@ class VFILE_API VMem {
     bool PushFree(std::int32_t adr, std::int32_t& head, std::int32_t& count);
     void RetireClass(int i);
     bool TakeFromMixed(std::int32_t& adr, std::int16_t len);
-    void UnlinkMixed(std::int32_t prev, std::int32_t next);
+    bool UnlinkMixed(std::int32_t prev, std::int32_t next);
+    bool PushMixed(std::int32_t adr, std::int16_t len);
     void Dealloc0(std::int32_t& adr, std::int16_t len, bool toClass);
 };

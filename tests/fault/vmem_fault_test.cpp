@@ -96,15 +96,16 @@ TEST_F(VMemFaults, HaltThatComesBackLosesNothing) {
         AllocPages(vm, 400);
         for (int i = 0; i < 400; ++i) vm.Set(i * 1024, i);
         std::vector<std::int32_t> blocks(300);
-        for (int i = 0; i < 300; ++i) vm.Alloc(blocks[i], static_cast<std::int16_t>(1018 + i % 5)); // some over an edge
+        for (int i = 0; i < 300; ++i)
+            vm.Alloc(blocks[i], static_cast<std::int16_t>(1010 + i % 20)); // also for the mixed list
         halts = 0;
         InstallHaltProc([](const char*) { ++halts; });
         Faults::FailNth(round % 4 < 2 ? Faults::Read : Faults::Write, 1 + round, EIO, true);
         for (int i = 0; i < 300; ++i) {
-            vm.Dealloc(blocks[i * 7 % 300], static_cast<std::int16_t>(1018 + i * 7 % 300 % 5));
+            vm.Dealloc(blocks[i * 7 % 300], static_cast<std::int16_t>(1010 + i * 7 % 300 % 20));
             vm.CopyBytes(i * 1024 + 500, 399 * 1024 - i * 1024 + 100, 300);
             std::int32_t again;
-            if (i % 2 == 0) vm.Alloc(again, static_cast<std::int16_t>(1018 + i % 5));
+            if (i % 2 == 0) vm.Alloc(again, static_cast<std::int16_t>(1010 + i % 20));
         }
         Faults::Disarm();
         DeinstallHaltProc();
