@@ -25,16 +25,6 @@ struct MixedHead {
 };
 constexpr std::int16_t MixedHeadSize = 6;
 
-MixedHead ReadMixedHead(VMem& m, std::int32_t adr) {
-    unsigned char bytes[MixedHeadSize];
-    std::memset(bytes, 0xFF, sizeof bytes); // a halt that comes back ends the list
-    m.Get(adr, bytes, MixedHeadSize);
-    MixedHead head;
-    std::memcpy(&head.next, bytes, sizeof head.next);
-    std::memcpy(&head.len, bytes + sizeof head.next, sizeof head.len);
-    return head;
-}
-
 } // namespace
 
 void VMem::Alloc(std::int32_t& adr, std::int16_t len) {
@@ -155,7 +145,7 @@ void VMem::RetireClass(int i) {
 }
 
 // The first block of exactly this length, or else the front of the first of the largest ones, if what that leaves can
-// hold a link. False if neither is there. NoAdr if the list could not be written: the block stays on it then.
+// hold a link. False if neither is there. NoAdr after a halt that came back.
 bool VMem::TakeFromMixed(std::int32_t& adr, std::int16_t len) {
     std::int32_t prev = NoAdr;
     std::int32_t largestAdr = NoAdr;
@@ -163,7 +153,11 @@ bool VMem::TakeFromMixed(std::int32_t& adr, std::int16_t len) {
     MixedHead largest{NoAdr, 0};
     std::int32_t at = freeHead[0];
     while (at != NoAdr) {
-        const MixedHead head = ReadMixedHead(*this, at);
+        MixedHead head;
+        if (!ReadMixed(at, head.next, head.len)) {
+            adr = NoAdr;
+            return true;
+        }
         if (head.len == len) {
             adr = UnlinkMixed(prev, head.next) ? at : NoAdr;
             return true;
@@ -188,7 +182,16 @@ bool VMem::TakeFromMixed(std::int32_t& adr, std::int16_t len) {
     return true;
 }
 
-// Like PopFree and PushFree, both change the list only if its block could be written.
+// The mixed list: like that of PopFree and PushFree, it changes only where its block could be read or written. A link
+// to be written over that lies on the edge of two pages may have been changed in half.
+
+bool VMem::ReadMixed(std::int32_t adr, std::int32_t& next, std::int16_t& len) {
+    unsigned char bytes[MixedHeadSize];
+    if (!GetPages(adr, bytes, MixedHeadSize)) return false;
+    std::memcpy(&next, bytes, sizeof next);
+    std::memcpy(&len, bytes + sizeof next, sizeof len);
+    return true;
+}
 
 bool VMem::UnlinkMixed(std::int32_t prev, std::int32_t next) {
     if (prev == NoAdr) {

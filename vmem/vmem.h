@@ -193,8 +193,8 @@ class VFILE_API VMem {
     /// mixed list, the front of the largest block there if that is at least 4 bytes longer, the top. It is not aligned,
     /// and not cleared: it holds what its bytes last held, zeros if they were never used. `len` below 1 halts with "len
     /// must be >0", and a block that would end above address 2147483647 with "illegal address (>max.address)"; `adr` is
-    /// -1 then, and nothing is handed out. Costs one read of a link, or a walk of the mixed list if no class has a
-    /// block.
+    /// -1 then, as after a halt of the swap file, and nothing is handed out. Costs one read of a link, or a walk of the
+    /// mixed list if no class has a block.
     void Alloc(std::int32_t& adr, std::int16_t len);
 
     /// Hands out a page: 1024 bytes at an address that is a multiple of 1024, the last page given back if there is one,
@@ -205,7 +205,8 @@ class VFILE_API VMem {
     /// Gives a block back, with the length that was asked for, and sets `adr` to -1. A block is lost to the space for
     /// good if the length is wrong, and the lists are damaged if a block is given back twice by copies of its address;
     /// neither can be told. Halts with "len must be >0" (Dealloc0) if `len` is below 1, and as Get does if the block
-    /// does not lie in the space, so also when `adr` is -1. `adr` stays as it is then.
+    /// does not lie in the space, so also when `adr` is -1. `adr` stays as it is then, and after a halt of the swap
+    /// file.
     void Dealloc(std::int32_t& adr, std::int16_t len);
 
     /// Dealloc of a page. Halts with "address is not a page address" if `adr` is no multiple of 1024, as -1 is none.
@@ -317,6 +318,7 @@ class VFILE_API VMem {
     bool PushFree(std::int32_t adr, std::int32_t& head, std::int32_t& count);
     void RetireClass(int i);
     bool TakeFromMixed(std::int32_t& adr, std::int16_t len);
+    bool ReadMixed(std::int32_t adr, std::int32_t& next, std::int16_t& len);
     bool UnlinkMixed(std::int32_t prev, std::int32_t next);
     bool PushMixed(std::int32_t adr, std::int16_t len);
     void Dealloc0(std::int32_t& adr, std::int16_t len, bool toClass);
