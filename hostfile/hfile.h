@@ -38,7 +38,8 @@
 /// else does. Threads: no lock and no test; one thread at a time uses an object, and the static members that work on
 /// strings can be called from any thread. Failures are results; the only halts ("HFile") are those of GetTempDir and
 /// CreateTempFile. A pipe or socket whose other end is gone gives a result, never a signal. A descriptor that does not
-/// wait is waited for; a time limit that the host has set for a socket gives resNetworkError.
+/// wait is waited for; a time limit that the host has set for a socket gives resNetworkError, or resDiskFull where part
+/// of a write was taken.
 class VFILE_API HFile {
   public:
     /// A closed object.

@@ -28,5 +28,5 @@ sources() {
     for folder in foundation platform vmem vfile hostfile tests examples bench; do
         if [[ -d $folder ]]; then folders+=("$folder"); fi
     done
-    find "${folders[@]}" -name '*.h' -o -name '*.cpp' | sort
+    find "${folders[@]}" -name '*.h' -o -name '*.cpp' -o -name '*.inc' | sort
 }

@@ -225,7 +225,7 @@ void VFile::ChangeByChain(std::int32_t at, std::int32_t oldLen, const unsigned c
     }
 }
 
-// What PreChange says, which a VFile that is no more never refuses.
+// What PreChange says, which refuses nothing where the class is VFile itself.
 Res VFile::AskHook(std::int32_t at, std::int32_t oldLen, std::int32_t n) const {
     return IsPlain() ? resDone : PreChange(at, oldLen, n);
 }

@@ -10,12 +10,6 @@
 #include <cstdlib>
 #include <cstring>
 
-namespace {
-
-constexpr int GatherSize = 256 * BlkSize; // bytes of one transfer with an ordinary file
-
-} // namespace
-
 // The first chunk takes out all the old bytes, the later ones insert; each is a change of its own.
 void VFile::ReplaceCh(std::int32_t at, std::int32_t oldLen, char ch, int count) {
     if (!OnOwnerThread()) HaltA("VFile", __LINE__);

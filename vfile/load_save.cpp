@@ -1,4 +1,5 @@
-// Whole files in and out: named files are opened, moved in pieces of 1024 bytes, and closed within one call.
+// Whole files in and out: named files are opened, moved in pieces of 1024 bytes, or larger ones where nobody can tell,
+// and closed within one call.
 #include "vfile/vfile_inline.h"
 
 #include "foundation/halt.h"
@@ -7,12 +8,6 @@
 
 #include <algorithm>
 #include <cstdlib>
-
-namespace {
-
-constexpr int GatherSize = 256 * BlkSize; // bytes of one transfer with an ordinary file, where that is allowed
-
-} // namespace
 
 void VFile::ReadFile(const char* name, std::uint32_t share) {
     if (!OnOwnerThread()) HaltA("VFile", __LINE__);
@@ -93,11 +88,13 @@ void VFile::WriteTo(HFile* f, FileHandle h, std::int32_t count) {
 // Writes to an ordinary file in larger transfers; how many bytes went out. A failure is told, and the position left, as
 // if each piece of a block had been written by itself. Without memory for the larger transfers it writes nothing.
 std::int32_t VFile::WriteGathered(HFile* f, FileHandle h, std::int32_t count) {
-    auto* bytes = static_cast<unsigned char*>(f && f->res != resDone ? nullptr : std::malloc(GatherSize));
+    const std::int32_t most = std::min<std::int32_t>(count, GatherSize);
+    auto* bytes =
+        static_cast<unsigned char*>(f && f->res != resDone ? nullptr : std::malloc(static_cast<std::size_t>(most)));
     std::int32_t done = 0;
     while (bytes && done < count) {
         const std::int32_t start = pos;
-        const int n = ReadBytes(bytes, std::min<std::int32_t>(count - done, GatherSize));
+        const int n = ReadBytes(bytes, std::min<std::int32_t>(count - done, most));
         const std::uint32_t error = GetLastError();
         SetLastError(0); // so that an old one is no reason for a short transfer
         const std::int32_t moved = platform::WriteFile(h, bytes, static_cast<std::uint32_t>(n));

@@ -1,11 +1,13 @@
-// The few steps of VFile that nearly every operation takes, for the compiler to put in their place. Internal; for the
-// sources of VFile alone.
+// The few steps of VFile that nearly every operation takes, for the compiler to put in their place, and the size of a
+// large transfer. Internal; for the sources of VFile alone.
 #pragma once
 
 #include "platform/thread.h"
 #include "vfile/vfile.h"
 
 #include <cstring>
+
+constexpr int GatherSize = 256 * BlkSize; // bytes of one transfer with an ordinary file, where that is allowed
 
 inline bool VFile::OnOwnerThread() const {
     return platform::IsCurrentThread(owner);
