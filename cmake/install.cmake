@@ -1,4 +1,5 @@
-# What `cmake --install` gives: the library with its public headers, for CMake and for pkg-config, and vfedit.
+# What `cmake --install` gives: the library with its public headers, for CMake and for pkg-config, what helps to use it,
+# and vfedit.
 include(GNUInstallDirs)
 include(CMakePackageConfigHelpers)
 
@@ -7,18 +8,16 @@ set(vfile_package_dir ${CMAKE_INSTALL_LIBDIR}/cmake/vfile)
 set(vfile_pkgconfig_dir ${CMAKE_INSTALL_LIBDIR}/pkgconfig)
 
 # The headers keep their folders, so that one spelling serves in the source tree and installed.
-set(vfile_public_headers
-  foundation/datetime.h foundation/halt.h foundation/hsys.h foundation/number.h foundation/result.h foundation/text.h
-  hostfile/hfile.h hostfile/hfiledir.h
-  platform/export.h platform/platform.h
-  vfile/vfile.h
-  vmem/vmem.h)
 foreach(header IN LISTS vfile_public_headers)
   get_filename_component(folder ${header} DIRECTORY)
   install(FILES ${header} DESTINATION ${vfile_include_dir}/${folder} COMPONENT Development)
 endforeach()
 
-install(TARGETS vfile EXPORT vfile-targets
+set(vfile_forms vfile)
+if(TARGET vfile_static)
+  list(APPEND vfile_forms vfile_static)
+endif()
+install(TARGETS ${vfile_forms} EXPORT vfile-targets
   LIBRARY DESTINATION ${CMAKE_INSTALL_LIBDIR} COMPONENT Runtime NAMELINK_COMPONENT Development
   ARCHIVE DESTINATION ${CMAKE_INSTALL_LIBDIR} COMPONENT Development
   INCLUDES DESTINATION ${vfile_include_dir})
@@ -30,23 +29,43 @@ install(FILES ${CMAKE_CURRENT_BINARY_DIR}/vfile-config.cmake ${CMAKE_CURRENT_BIN
   DESTINATION ${vfile_package_dir} COMPONENT Development)
 
 # In the pkg-config file, relative folders start from where the file itself lies, so that the tree can be moved as a
-# whole. Absolute ones stay what they are.
-if(IS_ABSOLUTE ${CMAKE_INSTALL_LIBDIR})
+# whole. Absolute ones stay what they are, and a tree below /usr stays where it is: pkg-config knows these folders by
+# their names and leaves them out, where they would come before the host's own.
+if(IS_ABSOLUTE "${CMAKE_INSTALL_LIBDIR}" OR CMAKE_INSTALL_PREFIX STREQUAL "/usr")
   set(vfile_pc_prefix ${CMAKE_INSTALL_PREFIX})
-  set(vfile_pc_libdir ${CMAKE_INSTALL_LIBDIR})
 else()
   file(RELATIVE_PATH way_up /${vfile_pkgconfig_dir} /)
   string(REGEX REPLACE "/$" "" way_up ${way_up})
   set(vfile_pc_prefix "\${pcfiledir}/${way_up}")
-  set(vfile_pc_libdir "\${prefix}/${CMAKE_INSTALL_LIBDIR}")
 endif()
-if(IS_ABSOLUTE ${CMAKE_INSTALL_INCLUDEDIR})
-  set(vfile_pc_includedir ${vfile_include_dir})
-else()
-  set(vfile_pc_includedir "\${prefix}/${vfile_include_dir}")
+set(vfile_pc_libdir ${CMAKE_INSTALL_LIBDIR})
+set(vfile_pc_includedir ${vfile_include_dir})
+foreach(folder IN ITEMS vfile_pc_libdir vfile_pc_includedir)
+  if(NOT IS_ABSOLUTE "${${folder}}")
+    set(${folder} "\${prefix}/${${folder}}")
+  endif()
+endforeach()
+foreach(folder IN ITEMS vfile_pc_prefix vfile_pc_libdir vfile_pc_includedir) # a plain space would end the word
+  string(REPLACE " " "\\ " ${folder} "${${folder}}")
+endforeach()
+set(vfile_pc_cflags "")
+set(vfile_pc_cflags_static "")
+if(NOT vfile_type STREQUAL "SHARED_LIBRARY")
+  set(vfile_pc_cflags " -DVFILE_STATIC")
+elseif(TARGET vfile_static)
+  set(vfile_pc_cflags_static " -DVFILE_STATIC")
 endif()
 configure_file(cmake/vfile.pc.in vfile.pc @ONLY)
 install(FILES ${CMAKE_CURRENT_BINARY_DIR}/vfile.pc DESTINATION ${vfile_pkgconfig_dir} COMPONENT Development)
+
+if(VFILE_TOP_LEVEL)
+  set(vfile_doc_dir ${CMAKE_INSTALL_DOCDIR})
+else()
+  set(vfile_doc_dir ${CMAKE_INSTALL_DATAROOTDIR}/doc/vfile) # the other one is the outer project's
+endif()
+install(FILES LICENSE README.md CHANGELOG.md DESTINATION ${vfile_doc_dir} COMPONENT Development)
+install(DIRECTORY docs/guide DESTINATION ${vfile_doc_dir} COMPONENT Development)
+install(FILES tools/gdb/vfile_gdb.py DESTINATION ${CMAKE_INSTALL_DATADIR}/vfile COMPONENT Development)
 
 if(TARGET vfedit)
   # An installed vfedit finds the library beside it, wherever the tree has been moved to.

@@ -1,7 +1,7 @@
 # vfile_export_only(<target> <list>): the shared library exports the symbols of the list, under the version node that
 # stands behind them there, and nothing else: not the private members of its classes either, which have the visibility
-# of their class. The list has the form of Debian's symbols files and is reviewed: a change of the interface is a change
-# of the list.
+# of their class. Inline members of the public headers call nothing that is not on it. The list has the form of Debian's
+# symbols files and is reviewed: a change of the interface is a change of the list.
 #
 # It is that of a system with a `long` of 64 bits. Elsewhere the visibility alone decides, and all is of the same node.
 function(vfile_export_only target list)

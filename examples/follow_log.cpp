@@ -18,11 +18,11 @@ namespace {
 bool FetchNew(VFile& pending, const char* name, std::int32_t& seen) {
     HFile f;
     if (!f.OpenSeqRead(name)) return false;
-    if (f.Length() < seen) { // shorter than it was: a new beginning
-        seen = 0;
-        pending = "";
-    }
     f.SetPos(seen);
+    if (f.GetPos() < seen) { // shorter than it was: a new beginning
+        pending = "";
+        f.Reset();
+    }
     const std::int32_t before = pending.Length();
     pending.Append(f, MaxLen);
     pending.Reset();

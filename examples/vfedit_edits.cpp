@@ -1,75 +1,47 @@
 // The edits of vfedit.
 #include "vfedit_edits.h"
 
+#include "vfedit_bytes.h"
+#include "vfedit_lines.h"
+#include "vfile/vfile_view.h"
+
 #include <algorithm>
-#include <cerrno>
-#include <sys/stat.h>
-#include <unistd.h>
+#include <cctype>
+#include <cstring>
 
 namespace {
 
-constexpr int PieceBytes = 64 * 1024; // of one transfer
-unsigned char piece[PieceBytes];
-
-// Replacing by something longer splits full blocks, in the worst case each into a full one and a nearly empty one,
-// which doubles the space that the content takes. So what has been passed is written anew over itself, into full
-// blocks, when there were many matches in it. Few in a long stretch cost less than the writing would.
-constexpr int MatchesUntilPack = 256;
-constexpr std::int32_t DenseStretch = MatchesUntilPack * 8 * BlkSize;
-constexpr std::int32_t RoomyContent = ContentMax / 8 * 7; // an eighth more blocks still fit
-
-bool TooLong(const VFile& content, std::int64_t more) {
-    return content.Length() + more > ContentMax;
-}
-
-bool ChangeDone(const VFile& content, const std::string& name) {
-    return content.res == resDone || Complain(name, content.res);
-}
-
-// Goes over [from, to) and hands each piece to `use`, which returns false to stop.
-template <typename Use>
-bool ForEachPiece(VFile& content, Progress& progress, std::int32_t from, std::int32_t to, Use use) {
-    content.SetPos(from);
-    for (std::int32_t at = from; at < to;) {
-        const int n = content.ReadBytes(piece, std::min(PieceBytes, to - at));
-        if (n == 0 || !use(at, n)) return false;
-        at += n;
-        progress.At(at);
-    }
-    return true;
-}
-
-void Pack(VFile& content, std::int32_t from, std::int32_t to) {
-    for (std::int32_t at = from; at < to;) {
-        content.SetPos(at);
-        const int n = content.ReadBytes(piece, std::min(PieceBytes, to - at));
-        content.ReplaceBuf(at, n, piece, n);
-        at += n;
+// The next place of the text, from `from` on; -1 if there is none. VFile::Find knows no zero bytes, the search of a
+// view no words.
+std::int32_t NextMatch(VFile& content, const Edit& edit, std::int32_t from) {
+    const Text& text = edit.text;
+    if (!std::memchr(text.bytes, '\0', static_cast<std::size_t>(text.length)))
+        return content.Find(from, text.bytes, edit.ignoreCase, edit.wholeWord) ? from - text.length : -1;
+    VFileView view(content);
+    const auto wordByte = [&view](std::int32_t at) {
+        unsigned char c;
+        return at >= 0 && view.Read(at, &c, 1) == 1 && std::isalnum(c) != 0;
+    };
+    for (;;) {
+        const std::int32_t at = view.Find(text.bytes, text.length, from, MaxLen, edit.ignoreCase);
+        if (at < 0 || !edit.wholeWord) return at;
+        from = at + text.length;
+        if (!wordByte(at - 1) && !wordByte(from)) return at;
     }
 }
 
-bool Replace(VFile& content, Progress& progress, const Edit& edit, const std::string& name, Done& done) {
-    const auto oldLen = static_cast<std::int32_t>(edit.text.size());
-    const auto newLen = static_cast<std::int32_t>(edit.replacement.size());
-    progress.Begin("replacing", content.Length());
+bool Replace(const Work& work, const Edit& edit, Done& done) {
+    VFile& content = work.content;
+    work.progress.Begin("replacing", content.Length());
     std::int32_t at = 0;
-    std::int32_t packFrom = 0;
-    int unpacked = 0;
-    while (content.Find(at, edit.text.c_str(), edit.ignoreCase, edit.wholeWord)) {
-        if (TooLong(content, std::int64_t{newLen} - oldLen)) return Complain(name, resTooLong);
-        const std::int32_t start = at - oldLen;
-        content.ReplaceBuf(start, oldLen, edit.replacement.data(), newLen);
-        at = content.GetPos();
-        if (unpacked == 0) packFrom = start;
-        if (newLen > oldLen && ++unpacked == MatchesUntilPack) {
-            if (at - packFrom <= DenseStretch || content.Length() > RoomyContent) Pack(content, packFrom, at);
-            unpacked = 0;
-        }
-        if (!ChangeDone(content, name)) return false;
-        progress.At(at);
+    for (std::int32_t start; done.matches < edit.count && (start = NextMatch(content, edit, at)) >= 0;) {
+        const Res res = work.space.Change(start, edit.text.length, edit.replacement.bytes, edit.replacement.length);
+        if (res != resDone) return Complain(work.name, res);
+        at = start + edit.replacement.length;
+        work.progress.At(at);
         ++done.matches;
     }
-    progress.End();
+    work.progress.End();
     return true;
 }
 
@@ -103,62 +75,26 @@ class LineFollower {
     std::int32_t next = -1;
 };
 
-bool Find(VFile& content, Progress& progress, const Edit& edit, std::FILE* out, Done& done) {
-    const auto n = static_cast<std::int32_t>(edit.text.size());
-    progress.Begin("searching", content.Length());
+bool Find(const Work& work, const Edit& edit, Done& done) {
+    VFile& content = work.content;
+    work.progress.Begin("searching", content.Length());
     LineFollower lines(content);
     std::int32_t at = 0;
-    while (content.Find(at, edit.text.c_str(), edit.ignoreCase, edit.wholeWord)) {
-        const std::int32_t start = at - n;
-        lines.GoTo(start);
-        std::fprintf(out, "%d %d:%d\n", start, lines.number, start - lines.start + 1);
-        progress.At(at);
-        ++done.matches;
+    for (std::int32_t start; !work.report.Failed() && (start = NextMatch(content, edit, at)) >= 0; ++done.matches) {
+        at = start + edit.text.length;
+        if (!edit.countOnly) {
+            lines.GoTo(start);
+            work.report.Print("%d %d:%d\n", start, lines.number, start - lines.start + 1);
+        }
+        work.progress.At(at);
     }
-    progress.End();
+    if (edit.countOnly) work.report.Print("%lld\n", static_cast<long long>(done.matches));
+    work.progress.End();
     return true;
 }
 
-// Goes behind `count` lines from where the content stands, which is a line start. False if it has fewer.
-bool SkipLines(VFile& content, Progress& progress, std::int32_t count) {
-    char none[1];
-    for (std::int32_t i = 0; i < count; ++i) {
-        if (content.Eof()) return false;
-        content.ReadLine(none, sizeof none);
-        progress.At(content.GetPos());
-    }
-    return true;
-}
-
-bool PrintLine(VFile& content, Progress& progress, std::int32_t number, const std::string& name, std::FILE* out) {
-    progress.Begin("counting lines", content.Length());
-    content.Reset();
-    // A line end at the end of the content begins no line.
-    if (!SkipLines(content, progress, number - 1) || content.Eof())
-        return Complain(name, "there is no line " + std::to_string(number));
-    std::int32_t start = 0, size = 0, eolSize = 0;
-    content.LineSize(content.GetPos(), start, size, eolSize);
-    ForEachPiece(content, progress, start, start + size - eolSize, [out](std::int32_t, int n) {
-        return std::fwrite(piece, 1, static_cast<std::size_t>(n), out) == static_cast<std::size_t>(n);
-    });
-    std::fputc('\n', out);
-    progress.End();
-    return true;
-}
-
-bool DeleteLines(VFile& content, Progress& progress, const Edit& edit, const std::string& name) {
-    progress.Begin("counting lines", content.Length());
-    content.Reset();
-    if (SkipLines(content, progress, edit.from - 1)) {
-        const std::int32_t start = content.GetPos();
-        if (edit.count == MaxLen || !SkipLines(content, progress, edit.count)) content.SetPos(MaxLen);
-        content.Delete(start, content.GetPos() - start);
-    }
-    progress.End();
-    return ChangeDone(content, name);
-}
-
-bool Stats(VFile& content, Progress& progress, std::FILE* out) {
+bool Stats(const Work& work) {
+    VFile& content = work.content;
     std::int64_t lf = 0, crLf = 0, cr = 0;
     std::int64_t longest = 0, lineBytes = 0;
     bool afterCr = false;
@@ -166,8 +102,8 @@ bool Stats(VFile& content, Progress& progress, std::FILE* out) {
         longest = std::max(longest, lineBytes);
         lineBytes = 0;
     };
-    progress.Begin("counting", content.Length());
-    ForEachPiece(content, progress, 0, content.Length(), [&](std::int32_t, int n) {
+    work.progress.Begin("counting", content.Length());
+    ForEachPiece(work, 0, content.Length(), [&](int n) {
         for (int i = 0; i < n; ++i) {
             const unsigned char c = piece[i];
             if (c == '\n' && afterCr) {
@@ -183,82 +119,86 @@ bool Stats(VFile& content, Progress& progress, std::FILE* out) {
         }
         return true;
     });
-    progress.End();
+    work.progress.End();
     const std::int64_t open = lineBytes > 0 ? 1 : 0; // a last line without a line end
     endLine();
-    std::fprintf(out, "bytes: %d\nlines: %lld\nLF: %lld\nCR LF: %lld\nCR: %lld\nlongest line: %lld\n", content.Length(),
-                 static_cast<long long>(lf + crLf + cr + open), static_cast<long long>(lf),
-                 static_cast<long long>(crLf), static_cast<long long>(cr), static_cast<long long>(longest));
+    work.report.Print("bytes: %d\nlines: %lld\nLF: %lld\nCR LF: %lld\nCR: %lld\nlongest line: %lld\n", content.Length(),
+                      static_cast<long long>(lf + crLf + cr + open), static_cast<long long>(lf),
+                      static_cast<long long>(crLf), static_cast<long long>(cr), static_cast<long long>(longest));
     return true;
 }
 
-bool InsertNamedFile(VFile& content, Progress& progress, const Edit& edit) {
-    HFile f;
-    return OpenInput(f, edit.text) && InsertFile(content, progress, edit.from, f, edit.text, "inserting");
+bool InsertNamedFile(const Work& work, const char* name, std::int32_t pos) {
+    Input input;
+    return input.Open(name, work.output) && InsertInput(work, pos, input, "inserting");
+}
+
+// What a position from the end means now.
+std::int32_t Position(const Work& work, const Edit& edit) {
+    return edit.fromEnd ? std::max(0, work.content.Length() - edit.from) : edit.from;
 }
 
 } // namespace
 
-bool OpenInput(HFile& f, const std::string& name) {
-    if (name == "-") {
-        f.handle = HandleOf(dup(STDIN_FILENO)); // a copy, because the object closes what it has
-        return f.IsOpen() || ComplainErrno("standard input", errno);
-    }
-    return f.OpenSeqRead(name.c_str()) || Complain(name, f.res);
+unsigned char piece[PieceBytes];
+
+bool Told(const char* name, Res res) {
+    return res == resDone || Complain(name, res);
 }
 
-bool InsertFile(VFile& content, Progress& progress, std::int32_t pos, HFile& f, const std::string& name,
-                const char* verb) {
-    struct stat st;
-    const bool sized = fstat(DescriptorOf(f.handle), &st) == 0 && S_ISREG(st.st_mode);
-    if (sized && TooLong(content, st.st_size)) return Complain(name, resTooLong);
-    progress.Begin(verb, sized ? st.st_size : -1);
+bool InsertInput(const Work& work, std::int32_t pos, Input& input, const char* verb) {
+    if (!work.space.Fits(pos, input.Size())) return Complain(input.Name(), resTooLong);
+    work.progress.Begin(verb, input.Size());
+    std::int32_t at = std::min(pos, work.content.Length());
     std::int64_t total = 0;
-    content.SetPos(pos);
     for (;;) {
-        const int n = f.ReadBytes(piece, PieceBytes);
-        if (f.res != resDone) return Complain(name, f.res);
+        const int n = input.Read(piece, PieceBytes);
+        if (n < 0) return false;
         if (n == 0) break;
-        if (TooLong(content, n)) return Complain(name, resTooLong); // a pipe, or a file that grows
-        content.InsertBytes(piece, n);
-        if (!ChangeDone(content, name)) return false;
+        const Res res = work.space.Change(at, 0, piece, n); // too long: a pipe, or a file that grows
+        if (res != resDone) return Complain(input.Name(), res);
+        at += n;
         total += n;
-        progress.At(total);
+        work.progress.At(total);
     }
-    progress.End();
+    work.progress.End();
     return true;
 }
 
-bool DoEdit(VFile& content, Progress& progress, const Edit& edit, const std::string& name, std::FILE* out, Done& done) {
-    const auto textLen = static_cast<int>(edit.text.size());
+bool DoEdit(const Work& work, const Edit& edit, Done& done) {
+    const Text& text = edit.text;
+    const std::int32_t from = Position(work, edit);
     switch (edit.kind) {
     case EditKind::Insert:
+        return Told(work.name, work.space.Change(from, 0, text.bytes, text.length));
     case EditKind::Append:
-        if (TooLong(content, textLen)) return Complain(name, resTooLong);
-        content.SetPos(edit.kind == EditKind::Insert ? edit.from : content.Length());
-        content.InsertBytes(edit.text.data(), textLen);
-        return ChangeDone(content, name);
+        return Told(work.name, work.space.Change(MaxLen, 0, text.bytes, text.length));
     case EditKind::Overwrite:
-        if (TooLong(content, std::int64_t{std::min(edit.from, content.Length())} + textLen - content.Length()))
-            return Complain(name, resTooLong);
-        content.SetPos(edit.from);
-        content.ReplaceBytes(edit.text.data(), textLen);
-        return ChangeDone(content, name);
+        return Told(work.name, work.space.Change(from, text.length, text.bytes, text.length));
     case EditKind::Delete:
-        content.Delete(edit.from, edit.count);
-        return ChangeDone(content, name);
+        return Told(work.name, work.space.Change(from, edit.count, nullptr, 0));
     case EditKind::InsertFile:
-        return InsertNamedFile(content, progress, edit);
+        return InsertNamedFile(work, text.bytes, from);
+    case EditKind::AppendFile:
+        return InsertNamedFile(work, text.bytes, MaxLen);
     case EditKind::Replace:
-        return Replace(content, progress, edit, name, done);
+        return Replace(work, edit, done);
     case EditKind::Find:
-        return Find(content, progress, edit, out, done);
+        return Find(work, edit, done);
+    case EditKind::Patch:
+        return Patch(work, edit, done);
+    case EditKind::Hexdump:
+        return Hexdump(work, from, edit.count);
     case EditKind::Line:
-        return PrintLine(content, progress, edit.from, name, out);
+        return PrintLine(work, edit.from);
+    case EditKind::Lines:
+        return PrintLines(work, edit);
+    case EditKind::InsertLine:
+        return InsertLine(work, edit);
     case EditKind::DeleteLines:
-        return DeleteLines(content, progress, edit, name);
+        return DeleteLines(work, edit);
     case EditKind::Stats:
-        return Stats(content, progress, out);
+        return Stats(work);
     }
     return false;
 }

@@ -2,29 +2,53 @@
 // overridden: then searches, lines and saves go over whole blocks instead of byte by byte.
 #pragma once
 
-#include "hostfile/hfile.h"
 #include "vfedit_args.h"
+#include "vfedit_input.h"
+#include "vfedit_space.h"
 #include "vfedit_terminal.h"
 #include "vfile/vfile.h"
 
+#include <algorithm>
 #include <cstdint>
-#include <cstdio>
-#include <string>
 
-// What the virtual memory can hold: one block of the content is one of its pages, and the last page would end at 2 GiB,
-// one byte beyond the last address.
-constexpr std::int32_t ContentMax = 2147482624;
-
-// Inserts what `f` has, to its end, at `pos`. `name` is for messages, `verb` for the progress line.
-bool InsertFile(VFile& content, Progress& progress, std::int32_t pos, HFile& f, const std::string& name,
-                const char* verb);
-
-// Opens `name` for reading, "-" being standard input. False: told.
-bool OpenInput(HFile& f, const std::string& name);
-
-struct Done {
-    std::int64_t matches = 0; // found or replaced
+// What the edits of a run work with.
+struct Work {
+    VFile& content;
+    Space& space;
+    Progress& progress;
+    Report& report;       // what edits print
+    const Output& output; // where the result will go
+    const char* name;     // of IN, for messages
 };
 
-// Does one edit. What it prints goes to `out`; failures are told under `name`.
-bool DoEdit(VFile& content, Progress& progress, const Edit& edit, const std::string& name, std::FILE* out, Done& done);
+// Inserts all that `input` has at `pos`; `verb` is for the progress line. False: told.
+bool InsertInput(const Work& work, std::int32_t pos, Input& input, const char* verb);
+
+struct Done {
+    std::int64_t matches = 0; // found, replaced or patched
+};
+
+// Does one edit. False: told.
+bool DoEdit(const Work& work, const Edit& edit, Done& done);
+
+// For the edits themselves.
+
+constexpr int PieceBytes = 64 * 1024; // of one transfer
+extern unsigned char piece[PieceBytes];
+
+// False, and told, if the result is a failure.
+bool Told(const char* name, Res res);
+
+// Goes over [from, to) and hands each piece to `use`, which returns false to stop.
+template <typename Use>
+bool ForEachPiece(const Work& work, std::int32_t from, std::int32_t to, Use use) {
+    VFile& content = work.content;
+    content.SetPos(from);
+    for (std::int32_t at = from; at < to;) {
+        const int n = content.ReadBytes(piece, std::min(PieceBytes, to - at));
+        if (n == 0 || !use(n)) return false;
+        at += n;
+        work.progress.At(at);
+    }
+    return true;
+}

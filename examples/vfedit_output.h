@@ -1,16 +1,13 @@
-// Where the result of vfedit goes: all of it or nothing.
+// Where the result of vfedit goes: all of it or nothing, as far as there is something that can be replaced.
 #pragma once
 
-#include "hostfile/hfile.h"
+#include "vfedit_args.h"
+#include "vfedit_save.h"
+#include "vfedit_terminal.h"
+#include "vfile/vfile.h"
 
-#include <string>
-#include <sys/types.h>
-
-// The result's file. Until Finish the name still means what it meant before:
-//   Open    a new file in the same directory, without a name where the system can do that
-//   Finish  the new file is complete on the disk, gets mode and owner of the old one and takes its name
-// A symbolic link stays, and the file that it leads to is replaced. Standard output ("-"), devices and pipes can't be
-// replaced and are written as they are.
+// Files are replaced by HFileSave when the new one is complete. Standard output ("-"), a descriptor that has been
+// handed over (/dev/fd/3) and devices and pipes are written as they are.
 class Output {
   public:
     Output() = default;
@@ -18,28 +15,27 @@ class Output {
     Output(const Output&) = delete;
     Output& operator=(const Output&) = delete;
 
-    // False: told on standard error. Early, so that a directory that can't be written is told before the work begins.
-    bool Open(const std::string& outName);
-    HFile& File() { return file; }
-    bool Finish();
+    // Before the work, so that a directory that can't be written is told then. False: told on standard error.
+    bool Open(const CommandLine& line);
+    bool Holds(int fd) const { return save.Holds(HandleOf(fd)); }
+    bool IsStandardOutput() const { return isStandardOutput; }
+    bool Save(VFile& content, Progress& progress);
+
+    // Safe in a signal handler.
+    void RemoveDraft() { save.RemoveDraft(); }
 
   private:
-    bool OpenBeside();
-    bool GiveOldMode();
-    bool NameUnnamed();
+    bool OpenOwn(int fd);
+    bool OpenDirect();
+    bool Write(VFile& content, Progress& progress, int fd);
 
-    HFile file;
-    std::string name;    // as the user gave it, for messages
-    std::string target;  // the name behind all links
-    std::string dir;     // its directory
-    bool direct = false; // written as it is, nothing to rename
-    bool named = false;  // the new file has its temporary name
-    bool existed = false;
-    mode_t oldMode = 0;
-    uid_t oldOwner = 0;
-    gid_t oldGroup = 0;
+    const char* name = "";  // as the user gave it
+    const char* shown = ""; // for messages
+    int direct = -1;
+    bool isStandardOutput = false;
+    HFileSave save;
 };
 
-// From now on a signal that ends the program, and a halt of the library, remove the temporary file first.
-void GuardOutput();
+// From now on a signal that ends the program, and a halt of the library, take the name of a draft away first.
+void GuardOutput(Output& output);
 constexpr int ExitHalted = 3;

@@ -1,9 +1,14 @@
 // What vfedit tells people on standard error.
 #include "vfedit_terminal.h"
 
+#include "vfedit_system.h"
+
+#include <cerrno>
 #include <csignal>
+#include <cstdarg>
 #include <cstdio>
 #include <cstring>
+#include <fcntl.h>
 #include <unistd.h>
 
 namespace {
@@ -23,20 +28,69 @@ void WipeProgressLine() {
     if (write(STDERR_FILENO, wipe, sizeof wipe - 1) < 0) return; // a terminal that is gone needs no wiping
 }
 
-bool Complain(const std::string& name, const std::string& words) {
+bool Complain(const char* name, const char* format, ...) {
+    char words[256];
+    va_list arguments;
+    va_start(arguments, format);
+    std::vsnprintf(words, sizeof words, format, arguments);
+    va_end(arguments);
     WipeProgressLine();
-    std::fprintf(stderr, "vfedit: %s: %s\n", name.c_str(), words.c_str());
+    std::fprintf(stderr, "vfedit: %s: %s\n", name, words);
     return false;
 }
 
-bool Complain(const std::string& name, Res res) {
-    char words[64];
-    GetTextResMsg(words, sizeof words, res);
-    return Complain(name, words);
+bool ComplainErrno(const char* name, int e) {
+    return Complain(name, "%s", std::strerror(e));
 }
 
-bool ComplainErrno(const std::string& name, int e) {
-    return Complain(name, std::strerror(e));
+bool Complain(const char* name, Res res) {
+    if (res == resHeapOverflow) return ComplainErrno(name, ENOMEM);
+    char words[64];
+    GetTextResMsg(words, sizeof words, res);
+    return Complain(name, "%s", words);
+}
+
+const char* InputName(const char* name) {
+    return std::strcmp(name, "-") == 0 ? "standard input" : name;
+}
+
+const char* OutputName(const char* name) {
+    return std::strcmp(name, "-") == 0 ? "standard output" : name;
+}
+
+void Report::Print(const char* format, ...) {
+    char line[256];
+    va_list arguments;
+    va_start(arguments, format);
+    const int n = std::vsnprintf(line, sizeof line, format, arguments);
+    va_end(arguments);
+    Put(line, static_cast<std::size_t>(n) < sizeof line ? static_cast<std::size_t>(n) : sizeof line - 1);
+}
+
+void Report::Put(const void* bytes, std::size_t n) {
+    used = true;
+    if (count + n > sizeof waiting) Empty();
+    if (n > sizeof waiting) {
+        if (error == 0 && !WriteAll(fd, bytes, n)) error = errno;
+        return;
+    }
+    std::memcpy(waiting + count, bytes, n);
+    count += n;
+}
+
+void Report::Empty() {
+    if (error == 0 && count > 0 && !WriteAll(fd, waiting, count)) error = errno;
+    count = 0;
+}
+
+// A file system across a network may tell only at a closing that there is no room; that of a copy does, too.
+bool Report::Deliver() {
+    Empty();
+    if (used && error == 0) {
+        const int copy = fcntl(fd, F_DUPFD_CLOEXEC, STDERR_FILENO + 1);
+        if (copy < 0 || !Close(copy)) error = errno;
+    }
+    return error == 0 || ComplainErrno(fd == STDERR_FILENO ? "standard error" : "standard output", error);
 }
 
 Progress::Progress(bool wanted) : on(wanted && isatty(STDERR_FILENO)) {}

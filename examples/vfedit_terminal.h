@@ -1,16 +1,47 @@
-// What vfedit tells people on standard error: failures, and how far a long step has come.
+// What vfedit tells people: what edits print, failures, and how far a long step has come. Nothing here takes memory
+// from the heap, so that also a lack of it can be told.
 #pragma once
 
 #include "foundation/result.h"
 
 #include <chrono>
+#include <cstddef>
 #include <cstdint>
-#include <string>
 
-// "vfedit: NAME: words". A progress line that stands is wiped first. Always false, so that a step can end with it.
-bool Complain(const std::string& name, const std::string& words);
-bool Complain(const std::string& name, Res res);    // the library's words for the code
-bool ComplainErrno(const std::string& name, int e); // the system's words for errno
+// "vfedit: NAME: words", words as of printf. A progress line that stands is wiped first. Always false, so that a step
+// can end with it.
+__attribute__((format(printf, 2, 3))) bool Complain(const char* name, const char* format, ...);
+bool ComplainErrno(const char* name, int e); // the system's words for the system's failures
+bool Complain(const char* name, Res res);    // what the library refuses, in its words
+
+// "-" is standard input or output to people.
+const char* InputName(const char* name);
+const char* OutputName(const char* name);
+
+// Writes what is asked for to standard output or standard error. The first failure stays, and nothing is written after
+// it.
+class Report {
+  public:
+    explicit Report(int descriptor) : fd(descriptor) {}
+    Report(const Report&) = delete;
+    Report& operator=(const Report&) = delete;
+
+    __attribute__((format(printf, 2, 3))) void Print(const char* format, ...);
+    void Put(const void* bytes, std::size_t n);
+    bool Failed() const { return error != 0; }
+
+    // Everything has gone out, or it is told.
+    bool Deliver();
+
+  private:
+    void Empty();
+
+    char waiting[16384];
+    std::size_t count = 0;
+    int fd;
+    bool used = false;
+    int error = 0;
+};
 
 // A line on the terminal that is written over and over while a step goes on; nothing if standard error is no terminal.
 class Progress {

@@ -1,9 +1,10 @@
-// Searching a run of bytes in RAM for a few bytes: vectors of 16 bytes, and the choice of the widest that the processor
-// has.
+// The scans of a run of bytes in RAM: vectors of 16 bytes, and the choice of the widest that the processor has.
 #include "foundation/byte_scan.h"
 
 #define SCAN_WIDTH 16
 #include "foundation/byte_scan_vectors.inc"
+
+namespace vfile_internal {
 
 const ByteScans byteScans16 = scans;
 
@@ -29,3 +30,13 @@ std::size_t FindEither(const unsigned char* p, std::size_t size, unsigned char a
 std::size_t FindEitherBack(const unsigned char* p, std::size_t size, unsigned char a, unsigned char b) {
     return Widest().findEitherBack(p, size, a, b);
 }
+
+std::size_t CountLineEnds(const unsigned char* p, std::size_t size, bool afterCr) {
+    return Widest().countLineEnds(p, size, afterCr);
+}
+
+std::size_t FindLineEnd(const unsigned char* p, std::size_t size, bool afterCr, std::size_t& k) {
+    return Widest().findLineEnd(p, size, afterCr, k);
+}
+
+} // namespace vfile_internal

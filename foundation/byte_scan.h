@@ -1,4 +1,4 @@
-// Searching a run of bytes in RAM for a few bytes, many at a time. Internal.
+// Searching a run of bytes in RAM for a few bytes, and counting its line ends, many bytes at a time. Internal.
 //
 // Written with the compiler's vectors: of 16 bytes, which every machine has in hardware or gets as plain words, and of
 // 32 where the processor turns out to have AVX2.
@@ -6,6 +6,8 @@
 
 #include <cstddef>
 #include <cstdint>
+
+namespace vfile_internal {
 
 // Three bytes at fixed distances, where a longer run of bytes may lie: three are rare together where each of them is
 // not. A byte is compared under its mask: 0x20 makes that with a lower-case letter blind to case, 0 makes it plain.
@@ -24,3 +26,12 @@ std::size_t FindTripleBack(const unsigned char* p, std::size_t size, const ByteT
 // The first, or the last, byte that is a or b; `size` if there is none.
 std::size_t FindEither(const unsigned char* p, std::size_t size, unsigned char a, unsigned char b);
 std::size_t FindEitherBack(const unsigned char* p, std::size_t size, unsigned char a, unsigned char b);
+
+// The line ends (CR LF, CR, LF) that begin within the run. With `afterCr` it stands behind a CR, of which an LF at its
+// front is then the second half.
+std::size_t CountLineEnds(const unsigned char* p, std::size_t size, bool afterCr);
+
+// Where the k-th of them begins, k above 0; `size` if there are fewer, and k is then less by those that there are.
+std::size_t FindLineEnd(const unsigned char* p, std::size_t size, bool afterCr, std::size_t& k);
+
+} // namespace vfile_internal

@@ -4,4 +4,8 @@
 #define SCAN_WIDTH 32
 #include "foundation/byte_scan_vectors.inc"
 
+namespace vfile_internal {
+
 const ByteScans byteScans32 = scans;
+
+} // namespace vfile_internal

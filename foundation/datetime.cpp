@@ -5,6 +5,8 @@
 
 #include <cstdint>
 
+namespace platform = vfile_internal::platform;
+
 void GetTime(int& hour, int& minute, int& second, int& ms) {
     platform::LocalTime now;
     platform::GetLocalTime(now);

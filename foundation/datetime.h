@@ -2,7 +2,7 @@
 /// The system's date and time, and the kind of line ends.
 #pragma once
 
-#include "platform/export.h"
+#include "../platform/export.h"
 
 /// Kinds of line ends. Line ends of every kind are read alike, and the library writes CR LF where it writes one.
 enum EolKind : int {
@@ -17,7 +17,8 @@ VFILE_API void GetDate(int& day, int& month, int& year);
 
 /// Sets the machine's clock to the date of the moment and this local time. The process needs the right to do so;
 /// whether it worked is not told. The low 16 bits of each argument are taken; a time that does not exist leaves the
-/// clock alone.
+/// clock alone, and of an hour that comes twice the pass of the moment is meant. All operations on date and time go by
+/// the zone that the environment (TZ) names when they are called.
 VFILE_API void SetTime(int hour, int minute, int second, int ms);
 
 /// Sets the machine's clock to this date and the local time of the moment; as SetTime.

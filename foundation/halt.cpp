@@ -7,6 +7,8 @@
 #include <cstdio>
 #include <cstdlib>
 
+namespace platform = vfile_internal::platform;
+
 namespace {
 
 constexpr std::size_t TextSize = 260; // of a halt's text, terminator included

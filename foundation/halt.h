@@ -3,18 +3,20 @@
 ///
 /// An ordinary failure leaves a result code (result.h). A broken contract, or a failure from which the code beneath
 /// can't go on, is a halt: a short text goes to one process-wide halt procedure, which by default shows it on standard
-/// error under the caption "Program halted" and aborts. The text names the raising module ("HSys", "VMem", "VFile",
-/// "HFile").
+/// error under the caption "Program halted" and aborts. A standard error that takes nothing holds it up for some
+/// seconds at most. The text names the raising module ("HSys", "VMem", "VFile", "HFile").
 ///
-/// A host may install a procedure of its own. It may return, or leave by any means; the operation that halted then goes
-/// on with the bad value in hand, and the library vouches for nothing that follows.
+/// A host may install a procedure of its own. If it returns, the operation that halted goes on with the bad value in
+/// hand. It may also leave by any means; but an exception can't leave a destructor or the end of a thread, and ends the
+/// program there. In both cases the library vouches for nothing that follows. One that is to end the process calls
+/// _exit or abort: exit finds the objects of the thread alive and halts once more, into the same procedure.
 ///
 /// Threads: the current procedure is one for the process and can be exchanged at any time. A halt runs on the thread
 /// that failed; halts on several threads don't disturb one another. Whether a halt that runs while the procedure is
 /// being exchanged reaches the old or the new one is open.
 #pragma once
 
-#include "platform/export.h"
+#include "../platform/export.h"
 
 #include <cstdint>
 

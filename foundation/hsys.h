@@ -2,8 +2,9 @@
 /// The foundation: everything that the rest of the library, and its hosts, stand on.
 #pragma once
 
-#include "foundation/datetime.h"
-#include "foundation/halt.h"
-#include "foundation/number.h"
-#include "foundation/result.h"
-#include "foundation/text.h"
+#include "datetime.h"
+#include "halt.h"
+#include "integer.h"
+#include "number.h"
+#include "result.h"
+#include "text.h"

@@ -5,7 +5,7 @@
 /// double. All of it is stateless and can be called from any thread; only Short and ShortC can halt.
 #pragma once
 
-#include "platform/export.h"
+#include "../platform/export.h"
 
 #include <cstdint>
 

@@ -5,7 +5,7 @@
 /// successful positioning clears it, so that a row of calls can be tested once at its end.
 #pragma once
 
-#include "platform/export.h"
+#include "../platform/export.h"
 
 #include <cstdint>
 
@@ -21,7 +21,7 @@ constexpr Res resHeapOverflow = 5;     ///< not enough memory
 constexpr Res resAlreadyExists = 6;    ///< there is such a file already
 constexpr Res resAlreadyOpen = 7;      ///< not used by the library
 constexpr Res resIllegalDrive = 8;     ///< no such drive
-constexpr Res resIllegalPath = 9;      ///< a directory on the way is missing
+constexpr Res resIllegalPath = 9;      ///< a directory on the way is missing, or links lead to no end
 constexpr Res resIllegalName = 10;     ///< no name for a file, or one too long
 constexpr Res resIllegalFile = 11;     ///< not usable as a file
 constexpr Res resUnknownDrive = 12;    ///< not used by the library

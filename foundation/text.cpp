@@ -31,9 +31,14 @@ std::size_t LengthTrimmed(const char* s, std::size_t from) {
     return n;
 }
 
+// Writes nothing where nothing changes: the string may be a constant.
+void EndAt(char* s, std::size_t n) {
+    if (s[n] != '\0') s[n] = '\0';
+}
+
 void KeepRange(char* s, std::size_t from, std::size_t to) {
     if (from > 0) std::memmove(s, s + from, to - from);
-    s[to - from] = '\0';
+    EndAt(s, to - from);
 }
 
 char LowerCase(char c) {
@@ -45,14 +50,15 @@ char LowerCase(char c) {
 void AssignStr(char* dst, unsigned int size, const char* src) {
     if (!dst) HaltA("HSys", __LINE__);
     if (size == 0) HaltA("HSys", __LINE__);
-    CopyCut(dst, size, src);
+    if (dst && size > 0) CopyCut(dst, size, src);
 }
 
 void AppendStr(char* dst, unsigned int size, const char* src) {
     if (!dst) HaltA("HSys", __LINE__);
     if (size == 0) HaltA("HSys", __LINE__);
+    if (!dst || size == 0) return;
     const std::size_t n = strnlen(dst, size);
-    if (n >= size) HaltA("HSys", __LINE__);
+    if (n >= size) return HaltA("HSys", __LINE__);
     CopyCut(dst + n, size - n, src);
 }
 
@@ -84,8 +90,7 @@ void TrimLeft(char* s) {
 }
 
 void TrimRight(char* s) {
-    if (!s) return;
-    s[LengthTrimmed(s, 0)] = '\0';
+    if (s) EndAt(s, LengthTrimmed(s, 0));
 }
 
 void TrimZeroes(char* s) {
@@ -94,8 +99,9 @@ void TrimZeroes(char* s) {
     const std::size_t dot = std::strcspn(s, ".");
     while (n > dot && s[n - 1] == '0') --n;
     if (n > dot && s[n - 1] == '.') --n;
-    if (n == 0) s[n++] = '0';
-    s[n] = '\0';
+    if (n > 0) return EndAt(s, n);
+    s[0] = '0';
+    s[1] = '\0';
 }
 
 bool EqualStr(const char* a, const char* b) {

@@ -5,14 +5,15 @@
 /// bytes, terminator included. All of it is stateless, allocates nothing, and can be called from any thread.
 #pragma once
 
-#include "platform/export.h"
+#include "../platform/export.h"
 
 /// `dst` = `src`, cut at the end to fit `size` without any report. A NIL `src` leaves `dst` empty. Halts ("HSys") if
-/// `dst` is NIL or `size` is 0. The two must not overlap.
+/// `dst` is NIL or `size` is 0; behind a halt that came back `dst` is as it was. The two must not overlap.
 VFILE_API void AssignStr(char* dst, unsigned int size, const char* src);
 
 /// Adds `src` behind the string in `dst`, cut at the end to fit `size` without any report. A NIL `src` adds nothing.
-/// Halts ("HSys") if `dst` is NIL, if `size` is 0, or if the string in `dst` leaves no room for its own terminator.
+/// Halts ("HSys") if `dst` is NIL, if `size` is 0, or if the string in `dst` leaves no room for its own terminator;
+/// behind a halt that came back `dst` is as it was.
 VFILE_API void AppendStr(char* dst, unsigned int size, const char* src);
 
 /// AssignStr, or nothing at all if `dst` is NIL.
@@ -24,10 +25,16 @@ VFILE_API void CondAppendStr(char* dst, unsigned int size, const char* src);
 /// True for the five blanks: tab (9), line feed (10), form feed (12), carriage return (13), space (32).
 VFILE_API bool IsBlank(unsigned char c);
 
+/// The same for any other number or character: only those five are blanks.
+VFILE_LOCAL inline bool IsBlank(int c) {
+    return c == static_cast<unsigned char>(c) && IsBlank(static_cast<unsigned char>(c));
+}
+
 /// True if `s` is NIL, empty, or holds blanks only.
 VFILE_API bool IsBlank(const char* s);
 
-/// Removes blanks at both ends, in place. NIL is taken and left alone, here and in the three that follow.
+/// Removes blanks at both ends, in place. NIL is taken and left alone, here and in the three that follow, and a string
+/// that needs no change is only read.
 VFILE_API void Trim(char* s);
 
 /// Removes blanks at the start, in place.

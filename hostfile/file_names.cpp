@@ -8,11 +8,15 @@
 #include <cstdint>
 #include <cstring>
 
+namespace platform = vfile_internal::platform;
+using vfile_internal::FileNameSize;
+
 namespace {
 
 constexpr std::size_t DriveSize = 3;       // buffers for the parts of a name, terminators included
 constexpr std::size_t PartSize = 256;      // dir, fname, ext
 constexpr std::size_t BuiltNameSize = 260; // a name that is put together from all four
+constexpr std::size_t FullNameSize = 128;  // a full path
 
 // Where the parts of a name begin, up to the terminator at `end`; the drive begins at 0.
 struct Parts {
@@ -101,7 +105,7 @@ void HFile::SplitName(char* dir, char* name, const char* path) {
 }
 
 void HFile::GetFullName(char* full, const char* name) {
-    if (!platform::FullPath(full, FileNameSize, name)) std::memmove(full, name, std::strlen(name) + 1);
+    if (!platform::FullPath(full, FullNameSize, name)) std::memmove(full, name, std::strlen(name) + 1);
 }
 
 void HFile::CondAppendDirSep(char* dir, int size) {

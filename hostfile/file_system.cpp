@@ -3,6 +3,8 @@
 
 #include "platform/fsops.h"
 
+namespace platform = vfile_internal::platform;
+
 bool HFile::Exists(const char* name) {
     return platform::NameExists(name);
 }
@@ -41,6 +43,28 @@ bool HFile::Rename(const char* from, const char* to, int& res) {
 bool HFile::Rename(const char* from, const char* to) {
     int ignored;
     return Rename(from, to, ignored);
+}
+
+bool HFile::ReplaceName(const char* from, const char* to, int& res) {
+    const bool done = platform::ReplaceName(from, to);
+    res = done ? resDone : GetFileRes();
+    return done;
+}
+
+bool HFile::ReplaceName(const char* from, const char* to) {
+    int ignored;
+    return ReplaceName(from, to, ignored);
+}
+
+bool HFile::FlushDirectory(const char* dir, int& res) {
+    const bool done = platform::FlushDirectory(dir);
+    res = done ? resDone : GetFileRes();
+    return done;
+}
+
+bool HFile::FlushDirectory(const char* dir) {
+    int ignored;
+    return FlushDirectory(dir, ignored);
 }
 
 bool HFile::Remove(const char* name, int& res) {

@@ -7,6 +7,8 @@
 
 #include <cstdint>
 
+namespace platform = vfile_internal::platform;
+
 namespace {
 
 using platform::Access;
@@ -16,6 +18,7 @@ using platform::Pattern;
 using platform::Sharing;
 
 constexpr std::int32_t PosMax = 0x7FFFFFFF;
+constexpr std::int64_t NoPosition = -(std::int64_t{1} << 62); // stays below PosMax whatever is transferred
 
 // A position or size of the system, as far as the class's own type reaches; a failed call counts as 0.
 std::int32_t Served(std::int64_t n) {
@@ -32,6 +35,7 @@ HFile::HFile() {
 HFile::HFile(FileHandle h) {
     Init();
     handle = h;
+    farthest = PosMax; // to be asked for
 }
 
 HFile::~HFile() {
@@ -44,6 +48,7 @@ void HFile::Init() {
     base = 10;
     handle = InvalidHandle;
     heldBack = -1;
+    farthest = 0;
 }
 
 bool HFile::Open(const char* name) {
@@ -92,6 +97,7 @@ bool HFile::MayOpen() {
 bool HFile::Opened(FileHandle h) {
     handle = h;
     heldBack = -1;
+    farthest = 0;
     res = IsOpen() ? resDone : GetFileRes();
     return IsOpen();
 }
@@ -132,6 +138,7 @@ int HFile::ReadBytes(void* buf, int count) {
             return done;
         }
         done += got;
+        farthest += got;
     }
     eof = done < count;
     return done;
@@ -143,12 +150,29 @@ void HFile::WriteBytes(const void* buf, int count) {
         res = resCallError;
         return;
     }
-    const std::int32_t written = platform::WriteFile(handle, buf, static_cast<std::uint32_t>(count));
-    if (written < 0) {
-        res = GetFileRes();
-    } else if (written < count) {
-        res = resDiskFull;
+    Put(buf, count);
+}
+
+// A write whose arguments are good: how many bytes went out, fewer with `res` set.
+std::int32_t HFile::Put(const void* buf, int count) {
+    if (farthest + count > PosMax && !MayWrite(count)) {
+        res = resTooLong;
+        return 0;
     }
+    bool failed;
+    const std::int32_t written = platform::WriteFile(handle, buf, static_cast<std::uint32_t>(count), failed);
+    farthest += written;
+    if (written < count) res = failed ? GetFileRes() : resDiskFull;
+    return written;
+}
+
+// For a write that may go past what a position can hold: false if it would change bytes there. New ones may come.
+bool HFile::MayWrite(int count) {
+    farthest = platform::SeekFile(handle, 0, Origin::Current);
+    if (farthest < 0) farthest = NoPosition;
+    if (farthest + count <= PosMax) return true;
+    const std::int64_t size = platform::FileSize(handle);
+    return size <= PosMax || farthest >= size;
 }
 
 std::int32_t HFile::GetPos() const {
@@ -160,15 +184,21 @@ void HFile::SetPos(std::int32_t pos) {
 }
 
 void HFile::SetPos(std::int32_t offset, int origin) {
+    const std::int64_t size = origin == 2 ? platform::FileSize(handle) : 0;
+    if (size < 0) {
+        eof = false;
+        res = GetFileRes();
+        return;
+    }
     switch (origin) {
     case 0:
         SetPosChecked(offset);
         break;
     case 1:
-        SetPosChecked(std::int64_t{GetPos()} + offset);
+        SetPosChecked(MaxQ(platform::SeekFile(handle, 0, Origin::Current), 0) + offset);
         break;
     case 2:
-        SetPosChecked(std::int64_t{Length()} + offset);
+        SetPosChecked(size + offset);
         break;
     default:
         SetPosChecked(-1);
@@ -182,10 +212,17 @@ void HFile::SetPosChecked(std::int64_t pos) {
         res = resCallError;
         return;
     }
-    if (platform::SeekFile(handle, MinQ(pos, Length()), Origin::Begin) < 0) {
+    const std::int64_t size = platform::FileSize(handle);
+    const std::int64_t target = MinQ(pos, size);
+    if (target > PosMax) {
+        res = resTooLong;
+        return;
+    }
+    if (size < 0 || platform::SeekFile(handle, target, Origin::Begin) < 0) {
         res = GetFileRes();
         return;
     }
+    farthest = target;
     heldBack = -1;
     res = resDone;
 }
@@ -201,6 +238,10 @@ std::int32_t HFile::Length() const {
 void HFile::Truncate() {
     if (!IsOpen()) {
         res = resCallError;
+        return;
+    }
+    if (platform::FileSize(handle) > PosMax) {
+        res = resTooLong;
         return;
     }
     res = platform::SetEndOfFile(handle) ? resDone : GetFileRes();

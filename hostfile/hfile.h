@@ -7,11 +7,16 @@
 /// holds 261 bytes, terminator included, unless an operation says otherwise. NIL is allowed only where it is said so.
 #pragma once
 
-#include "foundation/result.h"
-#include "platform/platform.h"
+#include "../foundation/integer.h"
+#include "../foundation/result.h"
+#include "../platform/platform.h"
 
 #include <climits>
 #include <cstdint>
+
+namespace vfile_internal {
+class FileWriter;
+}
 
 /// One open file, pipe, socket or device: bytes at a position, typed values, text and lines, a sticky result code. The
 /// static members take file names apart, put them together, and ask about and change the file system.
@@ -22,9 +27,11 @@
 ///     if (GetFileRes(f) != resDone) ...          ... tested once: the first failure stops those behind it
 ///     f.Close();
 ///
-/// The object has no buffer and no copy of the position: a read, a write, a seek is one call of the system. Positions
-/// and lengths are 32-bit signed. Of a larger file only the part that positions reach can be sought; GetPos and Length
-/// say 0x7FFFFFFF for whatever lies beyond.
+/// The object has no buffer and no copy of the position: each read, write and seek goes to the system, a seek with one
+/// call more for the size, a write with one more that looks for a limit of file sizes (and with a few on a handle that
+/// was given to the object). Positions and lengths are 32-bit signed. A larger file can
+/// be read to its end and appended to, and GetPos and Length say 0x7FFFFFFF for whatever lies beyond; but a seek to
+/// there, a write over bytes from there on, and Truncate give resTooLong and change nothing.
 ///
 /// Results. While `res` is not resDone, all reads and writes do nothing. Opening, Close, Truncate, Flush and the seeks
 /// work whatever `res` holds, and overwrite it. GetPos, Length and IsOpen leave it alone.
@@ -37,9 +44,9 @@
 /// Ownership: the object owns its handle, also one given to it, and closes it in Close and in the destructor; nothing
 /// else does. Threads: no lock and no test; one thread at a time uses an object, and the static members that work on
 /// strings can be called from any thread. Failures are results; the only halts ("HFile") are those of GetTempDir and
-/// CreateTempFile. A pipe or socket whose other end is gone gives a result, never a signal. A descriptor that does not
-/// wait is waited for; a time limit that the host has set for a socket gives resNetworkError, or resDiskFull where part
-/// of a write was taken.
+/// CreateTempFile. A pipe or socket whose other end is gone gives a result, and so does a write past the process's
+/// limit of file sizes (resDiskFull): never a signal. A descriptor that does not wait is waited for; a time limit that
+/// the host has set for a socket gives resNetworkError.
 class VFILE_API HFile {
   public:
     /// A closed object.
@@ -60,7 +67,8 @@ class VFILE_API HFile {
     /// closed and its reason in `res`: resNotFound, resIllegalPath (a directory on the way is missing),
     /// resAlreadyExists, resNoPermission (also: a directory, or held by somebody else), resReadOnly, resDiskFull,
     /// resTooManyFiles, and what else the system tells. A refused opening changes nothing: a file is emptied only once
-    /// it is held. `eof` stays as it was. A new file has mode 0666 less the host's umask.
+    /// it is held, and a new one is held before it gets its name. `eof` stays as it was. A new file has mode 0666 less
+    /// the host's umask.
     /// @{
     bool Open(const char* name);                           ///< an existing file; read and write, random access
     bool OpenSeqRead(const char* name);                    ///< an existing file; read only, from front to back
@@ -71,7 +79,8 @@ class VFILE_API HFile {
     /// @}
 
     /// Closes the file and sets `res` to resDone, whatever the system says to the closing. On a closed object:
-    /// resCallError.
+    /// resCallError. Gives back the lock, also while a forked child has the file still open. In such a child the lock
+    /// stays as long as the process lives that opened the file; behind its end, the first Close gives it back.
     void Close();
 
     /// True if `handle` is not InvalidHandle.
@@ -86,8 +95,9 @@ class VFILE_API HFile {
     /// were fewer, which is no error. After a failure `eof` is false.
     int ReadBytes(void* buf, int count);
 
-    /// Writes `count` bytes at the position. If only some go out, these stay written, the position is behind them, and
-    /// `res` is resDiskFull. `eof` stays as it was.
+    /// Writes `count` bytes at the position. If only some go out, these stay written and the position is behind them.
+    /// `res` is the reason of the failure, or resDiskFull where a device takes no more without one. `eof` stays as it
+    /// was.
     void WriteBytes(const void* buf, int count);
     /// @}
 
@@ -112,120 +122,43 @@ class VFILE_API HFile {
     /// @{
 
     /// Reads one value of the width that the name tells.
-    void ReadByte(unsigned char& v) { ReadBytes(&v, 1); }
-    void ReadChar(char& v) { ReadBytes(&v, 1); }
-    void ReadChar(signed char& v) { ReadBytes(&v, 1); }
-    void ReadChar(unsigned char& v) { ReadBytes(&v, 1); }
-    void ReadWord(short& v) { ReadLow(&v, 2); }
-    void ReadWord(unsigned short& v) { ReadLow(&v, 2); }
-    void ReadDWord(int& v) { ReadLow(&v, 4); }
-    void ReadDWord(unsigned int& v) { ReadLow(&v, 4); }
-    void ReadQWord(long long& v) { ReadLow(&v, 8); }
-    void ReadQWord(unsigned long long& v) { ReadLow(&v, 8); }
-#if ULONG_MAX == 0xFFFFFFFF
-    void ReadDWord(long& v) {
-        ReadLow(&v, 4);
+    void ReadWord(unsigned short& v);
+    void ReadDWord(unsigned int& v);
+    void ReadQWord(unsigned long long& v);
+    VFILE_LOCAL void ReadWord(short& v) { ReadWord(reinterpret_cast<unsigned short&>(v)); }
+    VFILE_LOCAL void ReadDWord(int& v) { ReadDWord(reinterpret_cast<unsigned int&>(v)); }
+    VFILE_LOCAL void ReadQWord(long long& v) { ReadQWord(reinterpret_cast<unsigned long long&>(v)); }
+    VFILE_LOCAL void ReadByte(unsigned char& v) { ReadBytes(&v, 1); }
+    VFILE_LOCAL void ReadChar(char& v) { ReadBytes(&v, 1); }
+    VFILE_LOCAL void ReadChar(signed char& v) { ReadBytes(&v, 1); }
+    VFILE_LOCAL void ReadChar(unsigned char& v) { ReadBytes(&v, 1); }
+    VFILE_LOCAL HFile& operator>>(char& v) {
+        ReadChar(v);
+        return *this;
     }
-    void ReadDWord(unsigned long& v) {
-        ReadLow(&v, 4);
+    VFILE_LOCAL HFile& operator>>(signed char& v) {
+        ReadChar(v);
+        return *this;
     }
-#else
-    void ReadQWord(long& v) {
-        ReadLow(&v, 8);
-    }
-    void ReadQWord(unsigned long& v) {
-        ReadLow(&v, 8);
-    }
-#endif
-    HFile& operator>>(char& v) {
-        return ReadChar(v), *this;
-    }
-    HFile& operator>>(signed char& v) {
-        return ReadChar(v), *this;
-    }
-    HFile& operator>>(unsigned char& v) {
-        return ReadChar(v), *this;
+    VFILE_LOCAL HFile& operator>>(unsigned char& v) {
+        ReadChar(v);
+        return *this;
     }
     /// @}
 
     /// @name Writing values
-    /// Each is one WriteBytes of 1, 2, 4 or 8 bytes, low byte first. Any standard integer type from int up can be given
+    /// Each is one WriteBytes of 1, 2, 4 or 8 bytes, low byte first. An integer of any type can be given
     /// to the wider three; its low bytes are written, a narrower one widened with its sign first.
     /// @{
 
     /// Writes one value in the width that the name tells.
-    void WriteByte(unsigned char v) {
-        WriteBytes(&v, 1);
-    }
-    void WriteChar(char v) {
-        WriteBytes(&v, 1);
-    }
-    void WriteChar(signed char v) {
-        WriteBytes(&v, 1);
-    }
-    void WriteChar(unsigned char v) {
-        WriteBytes(&v, 1);
-    }
-    void WriteWord(short v) {
-        WriteLow(static_cast<std::uint64_t>(v), 2);
-    }
-    void WriteWord(unsigned short v) {
-        WriteLow(v, 2);
-    }
-    void WriteWord(int v) {
-        WriteLow(static_cast<std::uint64_t>(v), 2);
-    }
-    void WriteWord(unsigned int v) {
-        WriteLow(v, 2);
-    }
-    void WriteWord(long v) {
-        WriteLow(static_cast<std::uint64_t>(v), 2);
-    }
-    void WriteWord(unsigned long v) {
-        WriteLow(v, 2);
-    }
-    void WriteWord(long long v) {
-        WriteLow(static_cast<std::uint64_t>(v), 2);
-    }
-    void WriteWord(unsigned long long v) {
-        WriteLow(v, 2);
-    }
-    void WriteDWord(int v) {
-        WriteLow(static_cast<std::uint64_t>(v), 4);
-    }
-    void WriteDWord(unsigned int v) {
-        WriteLow(v, 4);
-    }
-    void WriteDWord(long v) {
-        WriteLow(static_cast<std::uint64_t>(v), 4);
-    }
-    void WriteDWord(unsigned long v) {
-        WriteLow(v, 4);
-    }
-    void WriteDWord(long long v) {
-        WriteLow(static_cast<std::uint64_t>(v), 4);
-    }
-    void WriteDWord(unsigned long long v) {
-        WriteLow(v, 4);
-    }
-    void WriteQWord(int v) {
-        WriteLow(static_cast<std::uint64_t>(v), 8);
-    }
-    void WriteQWord(unsigned int v) {
-        WriteLow(v, 8);
-    }
-    void WriteQWord(long v) {
-        WriteLow(static_cast<std::uint64_t>(v), 8);
-    }
-    void WriteQWord(unsigned long v) {
-        WriteLow(v, 8);
-    }
-    void WriteQWord(long long v) {
-        WriteLow(static_cast<std::uint64_t>(v), 8);
-    }
-    void WriteQWord(unsigned long long v) {
-        WriteLow(v, 8);
-    }
+    void WriteWord(vfile_internal::LowBytes<unsigned short> v);
+    void WriteDWord(vfile_internal::LowBytes<unsigned int> v);
+    void WriteQWord(vfile_internal::LowBytes<unsigned long long> v);
+    VFILE_LOCAL void WriteByte(unsigned char v) { WriteBytes(&v, 1); }
+    VFILE_LOCAL void WriteChar(char v) { WriteBytes(&v, 1); }
+    VFILE_LOCAL void WriteChar(signed char v) { WriteBytes(&v, 1); }
+    VFILE_LOCAL void WriteChar(unsigned char v) { WriteBytes(&v, 1); }
     /// @}
 
     /// @name Writing text
@@ -234,12 +167,8 @@ class VFILE_API HFile {
     /// Writes `c` `count` times, in pieces of 1024 bytes; stops at the first that fails. A `count` below 1 does
     /// nothing.
     void Write(char c, int count);
-    void Write(signed char c, int count) {
-        Write(static_cast<char>(c), count);
-    }
-    void Write(unsigned char c, int count) {
-        Write(static_cast<char>(c), count);
-    }
+    VFILE_LOCAL void Write(signed char c, int count) { Write(static_cast<char>(c), count); }
+    VFILE_LOCAL void Write(unsigned char c, int count) { Write(static_cast<char>(c), count); }
 
     /// Writes the bytes of `s` without its terminator, by one WriteBytes. NIL gives resCallError, a string of more than
     /// 0x7FFFFFFF bytes resTooLong; neither writes anything.
@@ -249,36 +178,50 @@ class VFILE_API HFile {
     void WriteLn();
 
     /// Write(s).
-    HFile& operator<<(const char* s) {
-        return Write(s), *this;
+    VFILE_LOCAL HFile& operator<<(const char* s) {
+        Write(s);
+        return *this;
     }
 
     /// The one byte, raw, for all three character types.
-    HFile& operator<<(char v) {
-        return WriteChar(v), *this;
+    VFILE_LOCAL HFile& operator<<(char v) {
+        WriteChar(v);
+        return *this;
     }
-    HFile& operator<<(signed char v) { ///< the same
-        return WriteChar(v), *this;
+    VFILE_LOCAL HFile& operator<<(signed char v) { ///< the same
+        WriteChar(v);
+        return *this;
     }
-    HFile& operator<<(unsigned char v) { ///< the same
-        return WriteChar(v), *this;
+    VFILE_LOCAL HFile& operator<<(unsigned char v) { ///< the same
+        WriteChar(v);
+        return *this;
     }
 
     /// The number as text with the radix `base`, by one WriteBytes: no padding, no plus sign, lower-case letters. A
     /// negative number carries a minus sign in radix 10; in any other it is written by its bits, 32 of them for types
     /// up to that width, else 64. A `base` outside 2 to 36 counts as 10. No heap is used.
-    HFile& operator<<(short v) {
-        return *this << int{v};
-    }
-    HFile& operator<<(unsigned short v) { ///< the same
-        return *this << static_cast<unsigned int>(v);
-    }
-    HFile& operator<<(int v);                ///< the same
-    HFile& operator<<(unsigned int v);       ///< the same
-    HFile& operator<<(long v);               ///< the same
-    HFile& operator<<(unsigned long v);      ///< the same
-    HFile& operator<<(long long v);          ///< the same
-    HFile& operator<<(unsigned long long v); ///< the same
+    VFILE_LOCAL HFile& operator<<(short v) { return *this << int{v}; }
+    VFILE_LOCAL HFile& operator<<(unsigned short v) { return *this << static_cast<unsigned int>(v); } ///< the same
+    HFile& operator<<(int v);                                                                         ///< the same
+    HFile& operator<<(unsigned int v);                                                                ///< the same
+    HFile& operator<<(long v);                                                                        ///< the same
+    HFile& operator<<(unsigned long v);                                                               ///< the same
+    HFile& operator<<(long long v);                                                                   ///< the same
+    HFile& operator<<(unsigned long long v);                                                          ///< the same
+    /// @}
+
+    /// @name Reading a long
+    /// The types whose width differs from system to system, read by the member of their width.
+    /// @{
+
+    /// As for the other types of this width.
+#if ULONG_MAX == 0xFFFFFFFF
+    void ReadDWord(long& v);
+    void ReadDWord(unsigned long& v);
+#else
+    void ReadQWord(long& v);
+    void ReadQWord(unsigned long& v);
+#endif
     /// @}
 
     /// @name Reading text
@@ -342,17 +285,17 @@ class VFILE_API HFile {
     static void CondAppendDirSep(char* dir, int size);
 
     /// The full path of the file `name`, which must exist, be no directory, and be open to this process for reading;
-    /// else, or if the path has more than 260 characters or contains a '\' that is no separator, `name` unchanged. A
-    /// relative name is looked up in the current directory. Directories on the way are resolved as the system does; the
-    /// last component stays as it was given, so a link is not replaced by what it points at. The path has the system's
-    /// own separators. Never waits: an ordinary file is opened and closed again, a pipe or device is only asked for its
-    /// permissions. Whether somebody holds the file does not matter. `full` has 261 bytes, or more if `name` has, and
-    /// may be the buffer of `name`.
+    /// else, or if the path has more than 127 characters or contains a '\' that is no separator, `name` unchanged. A
+    /// relative name is looked up in the current directory. Directories on the way are resolved as the system does, and
+    /// need be open for searching only; the last component stays as it was given, so a link is not replaced by what it
+    /// points at. The path has the system's own separators. The file is asked for its permissions and not opened, so
+    /// nothing waits, and record locks of the host stay. Whether somebody holds the file does not matter. `full` has
+    /// 261 bytes, or more if `name` has, and may be the buffer of `name`.
     static void GetFullName(char* full, const char* name);
     /// @}
 
     /// @name File system
-    /// The forms with `res` store there what came out, resDone or the reason; the others return the same bool alone.
+    /// The forms with `reason` store there what came out, resDone or the reason; the others return the same bool alone.
     /// @{
 
     /// True if there is a file, directory or anything else of this name. A link counts as what it points at. NIL is
@@ -374,21 +317,52 @@ class VFILE_API HFile {
     /// the copy is complete: on any failure it is as it was before, or absent, and nothing is left beside it. The copy
     /// is a new file of the caller in the directory of `to`; other names of a replaced file keep its old content. If
     /// `to` is a link, the file that it points at is replaced. resNoPermission if somebody holds `from` alone or has
-    /// `to` open, if `to` may not be written or is no ordinary file, and for a copy of a file onto itself under
-    /// whatever name.
-    static bool Copy(const char* from, const char* to, int& res, bool overwrite);
+    /// `to` open, if `to` may not be written or is a directory, and for a copy of a file onto itself under whatever
+    /// name. A `to` that ends in a separator, and is no directory, is resIllegalPath.
+    ///
+    /// In place. An existing `to` is written over where its directory takes no new file or does not let this one be
+    /// exchanged (no permission, sticky, another file mounted at this name). It keeps its owner, its other names, and
+    /// of its permissions those that `from` gives, too; and a failure can leave a part of the copy in it. A device, a
+    /// pipe with a reader (without one: resDeviceOff) and an open file of this process (/dev/stdout, /proc/self/fd/N)
+    /// are written as they are, the last from its position on.
+    ///
+    /// Access. Nobody gets more than he has by the permissions of `from`, its access control list included, and no more
+    /// than the umask leaves: what the list gives to others than owner and group is not copied, and in a group of its
+    /// own the copy gives it what both the group and all others had. A file of somebody else that would be written in
+    /// place, and may be read by more than `from`, is resNoPermission.
+    ///
+    /// Both files are opened and closed again. By the rules of the system, the process loses all record locks (fcntl)
+    /// that it has on them.
+    static bool Copy(const char* from, const char* to, int& reason, bool overwrite);
     static bool Copy(const char* from, const char* to, bool overwrite); ///< the same, without the reason
 
     /// Gives a file or directory another name. An existing `to` is refused with resAlreadyExists, also one that comes
     /// up at that moment, and `from` itself. Whoever has the file open keeps it under its new name. To another file
-    /// system, an ordinary file moves as a copy with everything that Copy promises and the removal of the old one, a
-    /// link moves as a link, and anything else is refused with resNoPermission; so is a file that somebody holds alone.
-    static bool Rename(const char* from, const char* to, int& res);
+    /// system, a link moves as a link, and an ordinary file as a copy that is whole or absent, and on the disk before
+    /// the old file goes. It keeps its permissions, its access control list and its other attributes, and its owner,
+    /// as far as the process may give them, and gives nobody more access otherwise. resNoPermission for anything else,
+    /// for a file that somebody holds alone, and if `from` is written to or comes to mean another file meanwhile: that
+    /// one stays, and the copy goes again. To be copied, a file is opened and closed, as by Copy.
+    static bool Rename(const char* from, const char* to, int& reason);
     static bool Rename(const char* from, const char* to); ///< the same, without the reason
+
+    /// Gives a file or directory another name, in place of what has that: in one step, so that at any time `to` is the
+    /// one or the other. A link at `to` is replaced and not followed. What had the name keeps its content for those who
+    /// have it open, whether alone or not; a file can't replace a directory (resNoPermission), nor a directory what is
+    /// none (resUnknownPath) or is not empty. Two names of one file both stay. resNotSupported on another file system.
+    /// The content is not flushed to the device: see Flush and FlushDirectory, and HFileSave for all of it together.
+    static bool ReplaceName(const char* from, const char* to, int& reason);
+    static bool ReplaceName(const char* from, const char* to); ///< the same, without the reason
+
+    /// Hands the names in the directory `dir` (empty: the current one) to the device: those that were made, changed or
+    /// removed there before are so behind a power failure, too. True also where the file system can't do that.
+    /// resIllegalPath: no such directory.
+    static bool FlushDirectory(const char* dir, int& reason);
+    static bool FlushDirectory(const char* dir); ///< the same, without the reason
 
     /// Removes a file or a link, not a directory (resNoPermission). The permissions of the directory decide, so a file
     /// that is read only is removed as well. Whoever has the file open, alone or not, keeps its content.
-    static bool Remove(const char* name, int& res);
+    static bool Remove(const char* name, int& reason);
     static bool Remove(const char* name); ///< the same, without the reason
     /// @}
 
@@ -401,17 +375,18 @@ class VFILE_API HFile {
     /// text, and at least 5.
     static bool GetNextBackupExt(char* ext);
 
-    /// Stores the directory for temporary files, ending in a separator, cut to `size` bytes: the environment variable
-    /// TMP, else TEMP, else TMPDIR, each if it names something that can be read and written, else /var/tmp or /tmp.
-    /// Halts if `dir` is NIL or `size` is below 1.
+    /// Stores the directory for temporary files, ending in a separator: the environment variable TMP, else TEMP, else
+    /// TMPDIR, else /var/tmp, each if it names a directory in which the process may make files and that has room in
+    /// `size` bytes; else /tmp, untested and cut to that. Halts if `dir` is NIL or `size` is below 1.
     static void GetTempDir(char* dir, int size);
 
     /// Makes a new file that nobody else has, mode 0600, and opens it in `file` as Create does, or as CreateSeqWrite if
-    /// `seqWrite`. `name` gets its name: `dir` (NIL: GetTempDir; empty: the current directory; cut at 260 characters),
-    /// `prefix` (NIL: "~hf"; cut at 63), a number, and `ext` with or without its dot (NIL: ".tmp"; empty: none; cut at
-    /// 63 with the dot). Numbers below 100000000 are tried in turn from the system's clock on until a name is free.
-    /// Returns false, with `file` closed, the reason in its `res` and the last name tried in `name`, if all are taken,
-    /// and at once if a failure is none that another number mends (no such directory, no permission, a full disk). The
+    /// `seqWrite`. `name` gets its name: `dir` (NIL: GetTempDir; empty: the current directory), `prefix` (NIL: "~hf";
+    /// cut at 63), a number, and `ext` with or without its dot (NIL: ".tmp"; empty: none; cut at 63 with the dot).
+    /// Numbers below 100000000 are tried in turn from the system's clock on until a name is free. Returns false, with
+    /// `file` closed, the reason in its `res` and the last name tried in `name`, if all are taken, and at once if a
+    /// failure is none that another number mends (no such directory, no permission, a full disk). A `dir` that has more
+    /// than 260 characters with the separator at its end is refused with resIllegalName, and `name` is empty. The
     /// caller closes and removes the file. `name` needs up to 396 bytes. Halts if `file` is open or `name` is NIL.
     static bool CreateTempFile(HFile& file, char* name, const char* prefix, const char* ext, const char* dir,
                                bool seqWrite);
@@ -423,16 +398,19 @@ class VFILE_API HFile {
     FileHandle handle; ///< the open file, or InvalidHandle
 
   private:
+    friend class vfile_internal::FileWriter; // writes many blocks of a VFile at once
+
     void Init();
     bool MayOpen();
     bool Opened(FileHandle h);
     bool CreatePrivate(const char* name, bool seqWrite);
     void SetPosChecked(std::int64_t pos);
-    void ReadLow(void* v, int bytes);
-    void WriteLow(std::uint64_t v, int bytes);
+    std::int32_t Put(const void* buf, int count);
+    bool MayWrite(int count);
     void StepBack(unsigned char ahead, bool taken);
     static Res GetFileRes();
 
+    std::int64_t farthest; // the position is not beyond this, unless it was moved past the object
     int heldBack; // a byte that ReadLine has read too far where it can't seek, delivered by the next read; else -1
 };
 

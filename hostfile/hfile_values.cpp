@@ -8,6 +8,8 @@
 #include <climits>
 #include <cstring>
 
+namespace platform = vfile_internal::platform;
+
 namespace {
 
 constexpr int FillSize = 1024; // bytes that Write(c, count) hands over at once
@@ -21,25 +23,67 @@ using LongValue = std::int64_t;
 using UnsignedLongValue = std::uint64_t;
 #endif
 
+// Replaces the bytes of the integer at `v`, from the low one on, by those that can be read. Its own value is not looked
+// at: a caller need not have given it one.
+void ReadLow(HFile& f, void* v, int bytes) {
+    const std::uint16_t one = 1;
+    const bool lowFirst = *reinterpret_cast<const unsigned char*>(&one) == 1;
+    unsigned char b[8];
+    const int n = f.ReadBytes(b, bytes);
+    for (int i = 0; i < n; ++i) static_cast<unsigned char*>(v)[lowFirst ? i : bytes - 1 - i] = b[i];
+}
+
+void WriteLow(HFile& f, std::uint64_t v, int bytes) {
+    unsigned char b[8];
+    for (int i = 0; i < bytes; ++i) b[i] = static_cast<unsigned char>(v >> 8 * i);
+    f.WriteBytes(b, bytes);
+}
+
 } // namespace
 
 using vfile_internal::NumberTextSize;
 using vfile_internal::NumberToText;
 
-// Replaces the bytes of the integer at `v`, from the low one on, by those that can be read. Its own value is not looked
-// at: a caller need not have given it one.
-void HFile::ReadLow(void* v, int bytes) {
-    const std::uint16_t one = 1;
-    const bool lowFirst = *reinterpret_cast<const unsigned char*>(&one) == 1;
-    unsigned char b[8];
-    const int n = ReadBytes(b, bytes);
-    for (int i = 0; i < n; ++i) static_cast<unsigned char*>(v)[lowFirst ? i : bytes - 1 - i] = b[i];
+#if ULONG_MAX == 0xFFFFFFFF
+void HFile::ReadDWord(long& v) {
+    ReadLow(*this, &v, 4);
 }
 
-void HFile::WriteLow(std::uint64_t v, int bytes) {
-    unsigned char b[8];
-    for (int i = 0; i < bytes; ++i) b[i] = static_cast<unsigned char>(v >> 8 * i);
-    WriteBytes(b, bytes);
+void HFile::ReadDWord(unsigned long& v) {
+    ReadLow(*this, &v, 4);
+}
+#else
+void HFile::ReadQWord(long& v) {
+    ReadLow(*this, &v, 8);
+}
+
+void HFile::ReadQWord(unsigned long& v) {
+    ReadLow(*this, &v, 8);
+}
+#endif
+
+void HFile::ReadWord(unsigned short& v) {
+    ReadLow(*this, &v, 2);
+}
+
+void HFile::ReadDWord(unsigned int& v) {
+    ReadLow(*this, &v, 4);
+}
+
+void HFile::ReadQWord(unsigned long long& v) {
+    ReadLow(*this, &v, 8);
+}
+
+void HFile::WriteWord(vfile_internal::LowBytes<unsigned short> v) {
+    WriteLow(*this, v, 2);
+}
+
+void HFile::WriteDWord(vfile_internal::LowBytes<unsigned int> v) {
+    WriteLow(*this, v, 4);
+}
+
+void HFile::WriteQWord(vfile_internal::LowBytes<unsigned long long> v) {
+    WriteLow(*this, v, 8);
 }
 
 void HFile::Write(char c, int count) {

@@ -1,12 +1,16 @@
 // HFileDir: the states of a scan.
 #include "hostfile/hfiledir.h"
 
+#include "foundation/result.h"
 #include "foundation/text.h"
 #include "hostfile/hfile.h"
 #include "hostfile/name_size.h"
 #include "platform/dirs.h"
 
 #include <cstring>
+
+namespace platform = vfile_internal::platform;
+using vfile_internal::FileNameSize;
 
 namespace {
 
@@ -34,11 +38,17 @@ void HFileDir::Init() {
     spec[0] = '\0';
     dir[0] = '\0';
     findHandle = platform::NoSearch;
+    skipped = 0;
+    result = resDone;
 }
 
 void HFileDir::Start(const char* pattern) {
     Stop();
-    if (!pattern || !pattern[0] || std::strlen(pattern) >= sizeof spec) return;
+    if (!pattern || !pattern[0]) return;
+    if (std::strlen(pattern) >= sizeof spec) {
+        result = resIllegalName;
+        return;
+    }
     state = Started;
     AssignStr(spec, sizeof spec, pattern);
     char last[FileNameSize];
@@ -67,7 +77,6 @@ bool HFileDir::FindFirst(char* name, const char* pattern) {
 bool HFileDir::FindNext(char* name) {
     if (!name) return false;
     name[0] = '\0';
-    if (state == Started) findHandle = platform::OpenSearch(dir);
     char entry[FileNameSize];
     if ((state == Started || state == Scanning) && FindEntry(entry)) {
         ConstructName(name, entry);
@@ -75,19 +84,33 @@ bool HFileDir::FindNext(char* name) {
         state = Scanning;
         return true;
     }
-    if (state == Started) Stop();
-    if (state == Scanning) {
-        CloseSearch();
-        state = Ended;
+    CloseSearch();
+    if (state == Scanning) state = Ended;
+    if (state == Started) {
+        state = Idle;
+        spec[0] = '\0';
+        dir[0] = '\0';
     }
     return false;
 }
 
-// The next entry whose name has room behind `dir`.
+// The next entry whose name has room behind `dir`. A pattern without wildcards is looked up and opens no walk, so it
+// has no second one.
 bool HFileDir::FindEntry(char* entry) {
-    if (findHandle == platform::NoSearch) return false;
     const std::size_t n = std::strlen(dir);
-    return platform::NextEntry(findHandle, spec + n, entry, FileNameSize - n);
+    const char* pattern = spec + n;
+    const bool first = state == Started;
+    platform::Found found = first ? platform::Found::Failed : platform::Found::End;
+    if (first && pattern[0] && !platform::HasWildcard(pattern)) {
+        AssignStr(entry, FileNameSize, pattern);
+        found = platform::FindOne(spec, dir);
+    } else {
+        if (first) findHandle = platform::OpenSearch(dir);
+        if (findHandle != platform::NoSearch)
+            found = platform::NextEntry(findHandle, pattern, entry, FileNameSize - n, skipped);
+    }
+    if (found == platform::Found::Failed) result = GetFileRes();
+    return found == platform::Found::Entry;
 }
 
 void HFileDir::ConstructName(char* name, const char* entry) {
@@ -98,4 +121,12 @@ void HFileDir::ConstructName(char* name, const char* entry) {
 
 std::int32_t HFileDir::Count() const {
     return count;
+}
+
+std::int32_t HFileDir::Skipped() const {
+    return skipped;
+}
+
+Res HFileDir::Result() const {
+    return result;
 }

@@ -2,7 +2,8 @@
 /// HFileDir: the names that match a wildcard pattern, one at a time.
 #pragma once
 
-#include "platform/export.h"
+#include "../foundation/result.h"
+#include "../platform/export.h"
 
 #include <cstdint>
 
@@ -11,6 +12,7 @@
 ///     HFileDir scan;
 ///     char name[261];
 ///     for (bool more = scan.FindFirst(name, "logs/*.txt"); more; more = scan.FindNext(name)) ...
+///     if (scan.Result() != resDone || scan.Skipped() > 0) ...           there is more than what came out
 ///
 ///     idle --Start--> started --FindNext--> scanning --FindNext, no more--> ended
 ///       ^---------------- Stop, or a first FindNext that finds nothing -------'
@@ -23,12 +25,17 @@
 /// for themselves in their own case. Hidden entries match as any other, and the two that every directory has of itself,
 /// "." and "..", come out where the pattern matches them.
 ///
-/// Names. An entry that is a file which can be read comes out with its full path; everything else, directories above
-/// all, as the pattern's directory followed by the entry's name (HFile::GetFullName). Order is the system's. An entry
-/// is passed over if its name, joined to the directory, has more than 260 characters, or if it contains a '\', which
-/// would be taken for a separator.
+/// Names. An entry that is a file which can be read comes out with its full path, if that has at most 127 characters;
+/// everything else, directories above all, as the pattern's directory followed by the entry's name
+/// (HFile::GetFullName). No file is opened for that. Order is the system's. An entry is passed over if its name, joined
+/// to the directory, has more than 260 characters, or if it contains a '\', which would be taken for a separator;
+/// Skipped tells how many were.
 ///
-/// Failures are not told: no match, no such directory and no permission all look like the end. Nothing halts.
+/// A pattern without wildcards is looked up and not searched for: it costs a few calls, however many entries there are,
+/// and finds its file also in a directory that may be searched but not read.
+///
+/// Failures look like the end: no match, no such directory, no permission, trouble on the way. Result tells them apart.
+/// Nothing halts.
 /// Ownership: the object keeps the pattern and, while it scans, one open directory, which Stop and the destructor
 /// close. Threads: no lock; one thread at a time uses an object, and objects are independent of each other. Cost: one
 /// step of the directory and a few calls of the system per name; the memory does not grow with the directory.
@@ -63,6 +70,15 @@ class VFILE_API HFileDir {
     /// How many names this scan has given. Stays behind the last one, until Stop or Start.
     std::int32_t Count() const;
 
+    /// How many entries that match this scan has passed over so far, since no name can be given to them. As Result, it
+    /// stays behind the last name and behind a scan that found nothing, until Stop or Start.
+    std::int32_t Skipped() const;
+
+    /// Why this scan has ended before it had gone through all entries: resIllegalPath (no such directory),
+    /// resNoPermission (it may not be read), resDiskParityError, ... or resIllegalName for a pattern that was too long
+    /// for Start; resDone if it has gone through all, also if none matched, or has not ended yet.
+    Res Result() const;
+
   private:
     void Init();
     bool FindEntry(char* entry);
@@ -74,4 +90,6 @@ class VFILE_API HFileDir {
     char spec[261];           // the pattern as it was given
     char dir[261];            // what stands in front of its last component; ends in a separator if not empty
     std::intptr_t findHandle; // the open directory, -1 if none
+    std::int32_t skipped;     // matching entries of this scan that can't be named
+    Res result;               // why this scan stopped before its end
 };

@@ -11,6 +11,9 @@
 #include <cstdio>
 #include <cstring>
 
+namespace platform = vfile_internal::platform;
+using vfile_internal::FileNameSize;
+
 namespace {
 
 constexpr std::int32_t NumberLimit = 100000000; // numbers of temporary files lie below it, and above its negative
@@ -21,15 +24,17 @@ bool IsDigit(char c) {
     return c >= '0' && c <= '9';
 }
 
-const char* UsableVariable(const char* variable) {
-    const char* value = platform::Environment(variable);
-    return platform::DirectoryUsable(value) ? value : nullptr;
+// True if a directory and the separator at its end have room in `size` bytes. One that is cut is another directory.
+bool Fits(const char* dir, int size) {
+    const std::size_t n = std::strlen(dir);
+    const bool ends = n > 0 && HFile::IsDirSep(dir[n - 1]);
+    return static_cast<std::int64_t>(n) + (n == 0 || ends ? 0 : 1) < size;
 }
 
 // Whether another number may succeed where this one has failed: its name is taken, or hides behind a refusal that only
 // concerns this one file.
 bool AnotherMaySucceed(Res res, const char* name) {
-    return res == resAlreadyExists || HFile::Exists(name);
+    return res == resAlreadyExists || ((res == resNoPermission || res == resReadOnly) && HFile::Exists(name));
 }
 
 } // namespace
@@ -74,10 +79,12 @@ bool HFile::GetNextBackupExt(char* ext) {
 void HFile::GetTempDir(char* dir, int size) {
     if (!dir) HaltA("HFile", __LINE__);
     if (size < 1) HaltA("HFile", __LINE__);
-    const char* value = UsableVariable("TMP");
-    if (!value) value = UsableVariable("TEMP");
-    if (!value) value = platform::FallbackTempDir(static_cast<std::size_t>(size));
-    AssignStr(dir, static_cast<unsigned int>(size), value);
+    const char* last = "";
+    for (int i = 0; const char* next = platform::TempDirectory(i); ++i) {
+        last = next;
+        if (platform::DirectoryUsable(next) && Fits(next, size)) break;
+    }
+    AssignStr(dir, static_cast<unsigned int>(size), last); // at worst the last one, cut where it has no room
     CondAppendDirSep(dir, size);
 }
 
@@ -87,6 +94,11 @@ bool HFile::CreateTempFile(HFile& file, char* name, const char* prefix, const ch
     if (!name) HaltA("HFile", __LINE__);
 
     char directory[FileNameSize];
+    if (dir && !Fits(dir, sizeof directory)) {
+        name[0] = '\0';
+        file.res = resIllegalName;
+        return false;
+    }
     if (dir) {
         AssignStr(directory, sizeof directory, dir);
         CondAppendDirSep(directory, sizeof directory);

@@ -1,14 +1,19 @@
 // Walking a directory on Linux.
 #include "platform/dirs.h"
 
+#include "platform/descriptor_linux.h"
 #include "platform/error.h"
 #include "platform/name_linux.h"
 #include "platform/platform.h"
 
+#include <cerrno>
 #include <cstring>
 #include <dirent.h>
+#include <fcntl.h>
+#include <sys/stat.h>
+#include <unistd.h>
 
-namespace platform {
+namespace vfile_internal::platform {
 namespace {
 
 // A walk's handle is the system's own directory stream.
@@ -25,33 +30,63 @@ int Fits(const char* name, const char* pattern, bool noDot) {
     return *pattern == '.' && dotForTheEnd && *name == '\0' ? 0 : -1;
 }
 
+// A drive, and no directory of its name: entries are joined without a separator.
+bool IsDrive(const char* dir) {
+    const char last = *dir ? dir[std::strlen(dir) - 1] : '/';
+    if (last == '/' || last == '\\') return false;
+    SetLastError(ErrorPathNotFound);
+    return true;
+}
+
 } // namespace
 
 SearchHandle OpenSearch(const char* dir) {
     const SystemName name(*dir ? dir : "./");
-    if (!name.Ok()) return NoSearch;
-    if (name.Text()[std::strlen(name.Text()) - 1] != '/') {
-        SetLastError(ErrorPathNotFound); // and no directory of the drive's name: entries are joined without a separator
-        return NoSearch;
-    }
-    DIR* stream = opendir(name.Text());
+    if (!name.Ok() || IsDrive(name.Text())) return NoSearch;
+    const int fd = OpenRetried(name.Text(), O_RDONLY | O_DIRECTORY, 0);
+    DIR* stream = fd >= 0 ? fdopendir(fd) : nullptr;
     if (stream) return reinterpret_cast<SearchHandle>(stream);
-    SetErrorFromErrno(name.Text());
+    const int error = errno;
+    if (fd >= 0) close(fd);
+    errno = error == ENOENT ? ENOTDIR : error; // a directory that is missing is one on the way to the entries
+    SetErrorFromErrno();
     return NoSearch;
 }
 
-bool NextEntry(SearchHandle search, const char* pattern, char* name, std::size_t size) {
-    while (const dirent* entry = readdir(StreamOf(search))) {
+Found NextEntry(SearchHandle search, const char* pattern, char* name, std::size_t size, std::int32_t& skipped) {
+    for (;;) {
+        errno = 0;
+        const dirent* entry = readdir(StreamOf(search));
+        if (!entry && errno == 0) return Found::End;
+        if (!entry) {
+            SetErrorFromErrno();
+            return Found::Failed;
+        }
+        if (!MatchesPattern(entry->d_name, pattern)) continue;
         const std::size_t n = std::strlen(entry->d_name);
-        if (n >= size || std::strchr(entry->d_name, '\\') || !MatchesPattern(entry->d_name, pattern)) continue;
-        std::memcpy(name, entry->d_name, n + 1);
-        return true;
+        if (n < size && !std::strchr(entry->d_name, '\\')) {
+            std::memcpy(name, entry->d_name, n + 1);
+            return Found::Entry;
+        }
+        ++skipped;
     }
-    return false;
 }
 
 void CloseSearch(SearchHandle search) {
     closedir(StreamOf(search));
+}
+
+bool HasWildcard(const char* pattern) {
+    return std::strpbrk(pattern, "*?") != nullptr;
+}
+
+Found FindOne(const char* path, const char* dir) {
+    const SystemName name(path);
+    if (!name.Ok() || IsDrive(dir)) return Found::Failed;
+    struct stat st;
+    if (lstat(name.Text(), &st) == 0) return Found::Entry;
+    SetErrorFromErrno(name.Text());
+    return GetLastError() == ErrorFileNotFound ? Found::End : Found::Failed;
 }
 
 bool MatchesPattern(const char* name, const char* pattern) {
@@ -81,4 +116,4 @@ bool MatchesPattern(const char* name, const char* pattern) {
     }
 }
 
-} // namespace platform
+} // namespace vfile_internal::platform

@@ -3,7 +3,7 @@
 
 #include <cstdint>
 
-namespace platform {
+namespace vfile_internal::platform {
 
 // Only the numbers that the layer itself produces. GetFileRes() knows what each means for a caller.
 enum : std::uint32_t {
@@ -36,4 +36,4 @@ void SetErrorFromErrno();
 // `name` is in the system's own spelling.
 void SetErrorFromErrno(const char* name);
 
-} // namespace platform
+} // namespace vfile_internal::platform

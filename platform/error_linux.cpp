@@ -1,12 +1,15 @@
 // The thread's last error, and its making from errno.
 #include "platform/error.h"
 
+#include "platform/name_linux.h"
 #include "platform/platform.h"
 
 #include <cerrno>
 #include <climits>
 #include <cstring>
 #include <sys/stat.h>
+
+namespace platform = vfile_internal::platform;
 
 namespace {
 
@@ -24,6 +27,10 @@ std::uint32_t Translate(int error) {
     case EACCES:
     case EPERM:
     case EISDIR:
+    case ENOKEY:
+    case EKEYEXPIRED:
+    case EKEYREVOKED:
+    case EKEYREJECTED: // encrypted, and the key is not to be had
         return platform::ErrorAccessDenied;
     case EBADF:
         return platform::ErrorInvalidHandle;
@@ -32,6 +39,9 @@ std::uint32_t Translate(int error) {
     case EROFS:
         return platform::ErrorWriteProtect;
     case EIO:
+    case EBADMSG:
+    case EUCLEAN:
+    case EREMOTEIO: // what was read is not what was written
         return platform::ErrorCrc;
     case EBUSY:
     case ETXTBSY:
@@ -51,6 +61,7 @@ std::uint32_t Translate(int error) {
         return platform::ErrorNetworkBusy;
     case ENODEV:
     case ENXIO:
+    case ENOMEDIUM:
         return platform::ErrorDeviceNotExist;
     case EEXIST:
         return platform::ErrorFileExists;
@@ -67,6 +78,7 @@ std::uint32_t Translate(int error) {
     case ENOSYS:
         return platform::ErrorCallNotImplemented;
     case ENAMETOOLONG:
+    case EILSEQ: // the file system has rules for the bytes of a name
         return platform::ErrorInvalidName;
     case ELOOP:
         return platform::ErrorBadPathName;
@@ -77,14 +89,9 @@ std::uint32_t Translate(int error) {
 
 // True if the directory that `name` lies in is there.
 bool ParentExists(const char* name) {
+    if (name[0] == '\0' || std::strlen(name) >= PATH_MAX) return false; // no name lies nowhere
     char parent[PATH_MAX];
-    std::size_t n = std::strlen(name);
-    while (n > 0 && name[n - 1] == '/') --n; // separators at the end name the same file
-    while (n > 0 && name[n - 1] != '/') --n;
-    if (n == 0) return name[0] != '\0'; // a name alone lies in the current directory; no name lies nowhere
-    if (n >= sizeof parent) return false;
-    std::memcpy(parent, name, n);
-    parent[n] = '\0';
+    platform::ParentOf(parent, name); // separators at the end name the same file
     struct stat st;
     return stat(parent, &st) == 0 && S_ISDIR(st.st_mode);
 }
@@ -99,7 +106,7 @@ void SetLastError(std::uint32_t error) {
     lastError = error;
 }
 
-namespace platform {
+namespace vfile_internal::platform {
 
 void SetErrorFromErrno() {
     lastError = Translate(errno);
@@ -110,4 +117,4 @@ void SetErrorFromErrno(const char* name) {
     lastError = error == ENOENT && !ParentExists(name) ? ErrorPathNotFound : Translate(error);
 }
 
-} // namespace platform
+} // namespace vfile_internal::platform

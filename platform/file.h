@@ -8,7 +8,7 @@
 
 #include <cstdint>
 
-namespace platform {
+namespace vfile_internal::platform {
 
 enum class Access { Read, Write, ReadWrite };
 
@@ -45,9 +45,10 @@ std::int32_t ReadFile(FileHandle handle, void* buf, std::uint32_t count);
 // True if a read would not wait: there are bytes, the end, or a failure to tell.
 bool ReadsAtOnce(FileHandle handle);
 
-// Writes until all is written or an error comes: the number of bytes that went out, -1 if none did and it failed.
-// What stopped it is the last error in both cases. Never raises a signal for a pipe or socket whose other end is gone.
-std::int32_t WriteFile(FileHandle handle, const void* buf, std::uint32_t count);
+// Writes until all is written: the number of bytes that went out. If they are fewer, `failed` tells whether an error
+// stopped it, which then is the last error, or the device took no more. Never raises a signal for a pipe or socket
+// whose other end is gone.
+std::int32_t WriteFile(FileHandle handle, const void* buf, std::uint32_t count, bool& failed);
 
 // True if the handle is that of an ordinary file: its transfers may be of any size, and never wait.
 bool IsOrdinaryFile(FileHandle handle);
@@ -64,4 +65,4 @@ bool SetEndOfFile(FileHandle handle);
 // Hands all data of the file to the device.
 bool FlushFile(FileHandle handle);
 
-} // namespace platform
+} // namespace vfile_internal::platform

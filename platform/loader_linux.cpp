@@ -2,16 +2,17 @@
 #include "platform/loader.h"
 
 #include "platform/descriptor_linux.h"
+#include "platform/process_linux.h"
 #include "platform/thread_linux.h"
 
-#include <cstdio>
+#include <atomic>
 #include <cstdlib>
-#include <cstring>
 #include <dirent.h>
+#include <fcntl.h>
 #include <pthread.h>
 #include <unistd.h>
 
-namespace platform {
+namespace vfile_internal::platform {
 namespace {
 
 thread_local bool startNoticeDone = false;
@@ -20,29 +21,19 @@ thread_local bool startNoticeDone = false;
 // the system when they are gone, so the moment at which a thread started tells an old one from its successor.
 struct OlderThread {
     pid_t id;
-    unsigned long long started; // clock ticks since the machine was started
+    unsigned long long started;
 };
 OlderThread* olderThreads = nullptr;
-std::size_t olderThreadCount = 0;
-
-// When a thread of this process started; 0 if that can't be told.
-unsigned long long StartOfThread(pid_t id) {
-    char path[64];
-    std::snprintf(path, sizeof path, "/proc/self/task/%d/stat", static_cast<int>(id));
-    std::FILE* f = std::fopen(path, "re");
-    if (!f) return 0;
-    char line[1024];
-    const std::size_t n = std::fread(line, 1, sizeof line - 1, f);
-    std::fclose(f);
-    line[n] = '\0';
-    const char* field = std::strrchr(line, ')'); // ends field 2, the thread's name, which may hold anything
-    for (int i = 2; field && i < 22; ++i) field = std::strchr(field + 1, ' ');
-    return field ? std::strtoull(field, nullptr, 10) : 0;
-}
+std::atomic<std::size_t> olderThreadCount{0};
+std::atomic<int> asking{0}; // threads that are looking into the list
 
 void RecordOlderThreads() {
-    DIR* tasks = opendir("/proc/self/task");
-    if (!tasks) return;
+    const int fd = OpenRetried("/proc/self/task", O_RDONLY | O_DIRECTORY, 0);
+    DIR* tasks = fd >= 0 ? fdopendir(fd) : nullptr;
+    if (!tasks) {
+        if (fd >= 0) close(fd);
+        return;
+    }
     while (const dirent* entry = readdir(tasks)) {
         const pid_t id = static_cast<pid_t>(std::atoi(entry->d_name));
         if (id == 0 || id == gettid()) continue;
@@ -54,44 +45,54 @@ void RecordOlderThreads() {
     closedir(tasks);
 }
 
+// Who comes to ask from now on finds nobody on the list; under one that is at it, the list stays.
 void ForgetOlderThreads() {
+    olderThreadCount = 0;
+    if (asking != 0) return;
     std::free(olderThreads);
     olderThreads = nullptr;
-    olderThreadCount = 0;
 }
 
 bool IsOlderThread() {
-    if (olderThreadCount == 0) return false;
+    ++asking;
     const pid_t id = gettid();
-    for (std::size_t i = 0; i < olderThreadCount; ++i) {
-        if (olderThreads[i].id == id) return olderThreads[i].started == StartOfThread(id);
+    bool older = false;
+    for (std::size_t i = 0, count = olderThreadCount; i < count && !older; ++i) {
+        older = olderThreads[i].id == id && olderThreads[i].started == StartOfThread(id);
     }
-    return false;
+    --asking;
+    return older;
 }
 
-// Runs in the child of a fork, on its only thread.
+// Runs in the child of a fork, on its only thread. Stays away from the heap, where another thread may have been at
+// work.
 void OnFork() {
-    OnForkedChild();
-    ForgetInheritedLocks();
+    if (startNoticeDone) OnForkedChild();
     RenewThreadInForkedChild();
-    ForgetOlderThreads();
+    olderThreadCount = 0; // none of them is here
+    asking = 0;
     startNoticeDone = false;
 }
 
-bool attached = false;
-
-// 101 is the earliest that a program may ask for: a host's static objects come later and go sooner.
-__attribute__((constructor(101))) void OnLoad() {
+void OnLoad() {
     RecordOlderThreads();
     pthread_atfork(nullptr, nullptr, OnFork);
     startNoticeDone = true; // the loading thread's part of process start
-    attached = OnLoaderNotice(ProcessAttach) != 0;
+    OnLoaderNotice(ProcessAttach);
 }
 
-__attribute__((destructor(101))) void OnUnload() {
-    if (attached) OnLoaderNotice(ProcessDetach);
+// The calling thread has its end here. Other threads find all they use as it was and end without a notice: nobody can
+// tell an exit from an unloading, and even behind the begin of an exit a host may unload what they would come back to.
+void OnUnload() {
+    if (startNoticeDone) OnLoaderNotice(ThreadDetach);
+    StopEndNotices();
     ForgetOlderThreads();
 }
+
+// Before and behind all that a host may ask for: a program's priorities begin with 101.
+using Step = void (*)();
+[[gnu::used, gnu::section(".init_array.00100")]] Step firstStep = OnLoad;
+[[gnu::used, gnu::section(".fini_array.00100")]] Step lastStep = OnUnload;
 
 } // namespace
 
@@ -101,4 +102,4 @@ void DeliverThreadStart() {
     if (!IsOlderThread()) OnLoaderNotice(ThreadAttach);
 }
 
-} // namespace platform
+} // namespace vfile_internal::platform

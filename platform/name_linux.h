@@ -3,7 +3,7 @@
 
 #include <climits>
 
-namespace platform {
+namespace vfile_internal::platform {
 
 // A name in the system's spelling: every '\' is turned into '/'. A NIL name and one that the system can't take are
 // refused, with the last error set.
@@ -18,4 +18,7 @@ class SystemName {
     bool ok;
 };
 
-} // namespace platform
+// The directory that `name`, in the system's spelling, lies in, "." for a name alone; `parent` has PATH_MAX bytes.
+void ParentOf(char* parent, const char* name);
+
+} // namespace vfile_internal::platform

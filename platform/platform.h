@@ -2,7 +2,7 @@
 /// The public face of the platform layer: file handles and the thread's last system error.
 #pragma once
 
-#include "platform/export.h"
+#include "export.h"
 
 #include <cstdint>
 

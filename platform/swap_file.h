@@ -3,14 +3,17 @@
 
 #include "platform/platform.h"
 
-#include <cstddef>
 #include <cstdint>
 
-namespace platform {
+namespace vfile_internal::platform {
 
-// Makes and opens the swap file `name` for reading and writing: mode 0600, held exclusively, never through a symbolic
-// link, and unlinked as soon as it is open. A file of that name is taken over, emptied, only if it is an ordinary file
-// of this user under one name that nobody holds. InvalidHandle if it can't be had.
+// Makes a file in the directory `dir` that never has a name, mode 0600, and opens it for reading and writing.
+// InvalidHandle if that can't be done there, or the file system has no such files.
+FileHandle OpenNamelessFile(const char* dir);
+
+// The same by the name `name`: held exclusively, and unlinked as soon as it is open. A file of that name is removed
+// before if it is left over: an ordinary file of this user under one name that nobody holds. InvalidHandle with "file
+// exists" if anything else has the name, or has had a hand in it; with another error if no other name would serve.
 FileHandle OpenSwapFile(const char* name);
 
 // Reads or writes `count` bytes at `offset`; the number moved (less at the end of the file or on a full disk), or -1 if
@@ -23,14 +26,11 @@ std::int32_t WriteAt(FileHandle handle, const void* buf, std::uint32_t count, st
 std::int32_t WritePiecesAt(FileHandle handle, unsigned char* const* pieces, int n, std::uint32_t size,
                            std::int64_t offset);
 
-// True if `dir` can be read and written by this process. NIL and empty are not.
+// True if `dir` is a directory in which this process may make files. NIL and empty are not.
 bool DirectoryUsable(const char* dir);
 
-// The directory of last resort for temporary files, behind those that a host has set: the variable TMPDIR if it is
-// usable and shorter than `maxLength`, then /var/tmp, then /tmp. The last is not tested.
-const char* FallbackTempDir(std::size_t maxLength);
+// The directories for temporary files, from number 0 on, whether usable or not: the environment's TMP, TEMP and TMPDIR,
+// an empty text for one that is not set, then the system's own. NIL behind the last. The texts are the system's.
+const char* TempDirectory(int n);
 
-// The value of an environment variable, NIL if it is not set. The text is the system's.
-const char* Environment(const char* variable);
-
-} // namespace platform
+} // namespace vfile_internal::platform

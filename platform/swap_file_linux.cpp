@@ -4,116 +4,115 @@
 #include "platform/descriptor_linux.h"
 #include "platform/error.h"
 #include "platform/name_linux.h"
+#include "platform/signal_guard_linux.h"
 
 #include <cerrno>
 #include <cstdlib>
-#include <cstring>
 #include <fcntl.h>
 #include <sys/file.h>
 #include <sys/stat.h>
 #include <sys/uio.h>
 #include <unistd.h>
 
-namespace platform {
+namespace vfile_internal::platform {
 namespace {
 
-// A file that stands in the way may be taken over only if nobody else can have an interest in it: an ordinary file of
-// this user, under this name alone. What a live process holds is told by the lock.
-bool MayTakeOver(int fd) {
+// True if nobody else can have an interest in the file: an ordinary one of this user, under this name alone. What a
+// live process holds is told by the lock.
+bool IsLeftOver(int fd, const char* path) {
     struct stat st;
-    return fstat(fd, &st) == 0 && S_ISREG(st.st_mode) && st.st_uid == geteuid() && st.st_nlink == 1;
+    return fstat(fd, &st) == 0 && S_ISREG(st.st_mode) && st.st_uid == geteuid() && st.st_nlink == 1 &&
+           SameFile(fd, path);
 }
 
-// Makes an open file the swap file: held, empty, and without a name. False with the last error set. The second look at
-// a taken file is for one that another swap file has used up, name and all, before the lock was had.
-bool Hold(int fd, const char* path, bool taken, bool* locked) {
-    if (taken && !MayTakeOver(fd)) {
-        SetLastError(ErrorAccessDenied);
-        return false;
+// Removes the file that stands in the way if it is left over from a process that is no more. It is not used again: who
+// has it open could read what is written to it. The second look, under the lock, is for a file that was in the making.
+bool RemoveLeftOver(const char* path) {
+    // Non-blocking, so that a FIFO is refused and not waited for; to an ordinary file it means nothing.
+    const int fd = OpenRetried(path, O_RDONLY | O_NOFOLLOW | O_NONBLOCK, 0);
+    if (fd < 0) return false;
+    bool locked = false;
+    const bool removed =
+        IsLeftOver(fd, path) && TryLock(fd, true, &locked) && locked && IsLeftOver(fd, path) && unlink(path) == 0;
+    close(fd); // gives back the lock, too: nobody else has this descriptor
+    return removed;
+}
+
+// Takes the name of a new file away, under the lock that keeps it from being taken for a left-over one. A file that has
+// got another name meanwhile would outlive the process, and is none to keep contents in.
+bool LoseName(int fd, const char* path, bool* locked) {
+    if (TryLock(fd, true, locked) && SameFile(fd, path)) {
+        struct stat st;
+        if ((unlink(path) != 0 && errno != ENOENT) || fstat(fd, &st) != 0 || fchmod(fd, 0600) != 0) {
+            SetErrorFromErrno();
+            return false;
+        }
+        if (st.st_nlink == 0) return true;
     }
-    if (!TryLock(fd, true, locked)) return false;
-    if (taken && (!*locked || !MayTakeOver(fd))) { // without locks, somebody may be making it this moment
-        SetLastError(ErrorSharingViolation);
-        return false;
-    }
-    if (taken && (fchmod(fd, 0600) != 0 || ftruncate(fd, 0) != 0)) {
-        SetErrorFromErrno();
-        return false;
-    }
-    if (unlink(path) == 0 || errno == ENOENT) return true;
-    SetErrorFromErrno(); // a file that would outlive the process is none to keep contents in
+    SetLastError(ErrorFileExists);
     return false;
 }
 
-bool OffsetUnreachable(int error) {
-    return error == EINVAL || error == EOVERFLOW || error == ESPIPE;
+off_t OffsetOf(std::int64_t offset, std::size_t done) {
+    return static_cast<off_t>(offset + static_cast<std::int64_t>(done));
+}
+
+// What a transfer has moved; the reason where that is -1.
+std::int32_t Told(ssize_t moved, bool* seekFailed) {
+    *seekFailed = moved < 0 && (errno == EINVAL || errno == EOVERFLOW || errno == ESPIPE);
+    if (moved < 0) SetErrorFromErrno();
+    return static_cast<std::int32_t>(moved);
 }
 
 } // namespace
+
+FileHandle OpenNamelessFile(const char* dir) {
+    const SystemName name(dir);
+    if (!name.Ok()) return InvalidHandle;
+    const int fd = OpenRetried(name.Text(), O_TMPFILE | O_EXCL | O_RDWR, 0600);
+    if (fd >= 0 && fchmod(fd, 0600) == 0) return HandleOfOpened(fd, false, true); // whatever the umask
+    SetErrorFromErrno(name.Text());
+    if (fd >= 0) close(fd);
+    return InvalidHandle;
+}
 
 FileHandle OpenSwapFile(const char* name) {
     const SystemName systemName(name);
     if (!systemName.Ok()) return InvalidHandle;
     const char* path = systemName.Text();
-
-    // Non-blocking, so that a FIFO in the way is refused and not waited for; to an ordinary file it means nothing.
-    constexpr int flags = O_RDWR | O_NOFOLLOW | O_NONBLOCK;
-    bool taken = false;
-    int fd = OpenRetried(path, flags | O_CREAT | O_EXCL, 0600);
+    constexpr int flags = O_RDWR | O_CREAT | O_EXCL;
+    int fd = OpenRetried(path, flags, 0600);
     if (fd < 0 && errno == EEXIST) {
-        fd = OpenRetried(path, flags, 0);
-        taken = fd >= 0;
+        fd = RemoveLeftOver(path) ? OpenRetried(path, flags, 0600) : -1;
+        errno = fd < 0 ? EEXIST : 0;
     }
     if (fd < 0) {
         SetErrorFromErrno(path);
         return InvalidHandle;
     }
     bool locked = false;
-    if (!Hold(fd, path, taken, &locked)) {
-        close(fd); // gives back a lock, too: nobody else has this descriptor
-        return InvalidHandle;
-    }
-    return HandleOfOpened(fd, locked, true);
+    if (LoseName(fd, path, &locked)) return HandleOfOpened(fd, locked, true);
+    close(fd);
+    return InvalidHandle;
 }
 
 std::int32_t ReadAt(FileHandle handle, void* buf, std::uint32_t count, std::int64_t offset, bool* seekFailed) {
-    const int fd = DescriptorOf(handle);
     char* to = static_cast<char*>(buf);
-    std::uint32_t done = 0;
-    *seekFailed = false;
-    while (done < count) {
-        const ssize_t got = pread(fd, to + done, count - done, static_cast<off_t>(offset + done));
-        if (got == 0) break;
-        if (got > 0) {
-            done += static_cast<std::uint32_t>(got);
-        } else if (errno != EINTR) {
-            if (done > 0) break;
-            *seekFailed = OffsetUnreachable(errno);
-            SetErrorFromErrno();
-            return -1;
-        }
-    }
-    return static_cast<std::int32_t>(done);
+    return Told(MoveAll(count,
+                        [&](std::size_t done, std::size_t left) {
+                            return pread(DescriptorOf(handle), to + done, left, OffsetOf(offset, done));
+                        }),
+                seekFailed);
 }
 
 std::int32_t WriteAt(FileHandle handle, const void* buf, std::uint32_t count, std::int64_t offset, bool* seekFailed) {
-    const int fd = DescriptorOf(handle);
+    const SignalGuard guard(SizeIsLimited());
     const char* from = static_cast<const char*>(buf);
-    std::uint32_t done = 0;
-    *seekFailed = false;
-    while (done < count) {
-        const ssize_t moved = pwrite(fd, from + done, count - done, static_cast<off_t>(offset + done));
-        if (moved == 0) break;
-        if (moved > 0) {
-            done += static_cast<std::uint32_t>(moved);
-        } else if (errno != EINTR) {
-            if (done > 0) break;
-            *seekFailed = OffsetUnreachable(errno);
-            SetErrorFromErrno();
-            return -1;
-        }
-    }
-    return static_cast<std::int32_t>(done);
+    return Told(MoveAll(count,
+                        [&](std::size_t done, std::size_t left) {
+                            return pwrite(DescriptorOf(handle), from + done, left, OffsetOf(offset, done));
+                        }),
+                seekFailed);
 }
 
 std::int32_t WritePiecesAt(FileHandle handle, unsigned char* const* pieces, int n, std::uint32_t size,
@@ -128,10 +127,9 @@ std::int32_t WritePiecesAt(FileHandle handle, unsigned char* const* pieces, int 
             runs[count++] = {pieces[i], size};
         }
     }
-    ssize_t moved;
-    do {
-        moved = pwritev(DescriptorOf(handle), runs, count, static_cast<off_t>(offset));
-    } while (moved < 0 && errno == EINTR);
+    const SignalGuard guard(SizeIsLimited());
+    const ssize_t moved =
+        Retried([&] { return pwritev(DescriptorOf(handle), runs, count, static_cast<off_t>(offset)); });
     if (moved < 0) SetErrorFromErrno();
     return static_cast<std::int32_t>(moved);
 }
@@ -139,17 +137,18 @@ std::int32_t WritePiecesAt(FileHandle handle, unsigned char* const* pieces, int 
 bool DirectoryUsable(const char* dir) {
     if (!dir || !*dir) return false;
     const SystemName name(dir);
-    return name.Ok() && faccessat(AT_FDCWD, name.Text(), R_OK | W_OK, AT_EACCESS) == 0;
+    struct stat st;
+    return name.Ok() && stat(name.Text(), &st) == 0 && S_ISDIR(st.st_mode) &&
+           faccessat(AT_FDCWD, name.Text(), W_OK | X_OK, AT_EACCESS) == 0;
 }
 
-const char* FallbackTempDir(std::size_t maxLength) {
-    const char* tmpdir = Environment("TMPDIR");
-    if (DirectoryUsable(tmpdir) && std::strlen(tmpdir) < maxLength) return tmpdir;
-    return DirectoryUsable("/var/tmp") ? "/var/tmp" : "/tmp";
+const char* TempDirectory(int n) {
+    constexpr const char* Variables[] = {"TMP", "TEMP", "TMPDIR"};
+    if (n < 3) {
+        const char* value = std::getenv(Variables[n]);
+        return value ? value : "";
+    }
+    return n == 3 ? "/var/tmp" : n == 4 ? "/tmp" : nullptr;
 }
 
-const char* Environment(const char* variable) {
-    return std::getenv(variable);
-}
-
-} // namespace platform
+} // namespace vfile_internal::platform

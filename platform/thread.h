@@ -3,7 +3,7 @@
 
 #include <cstdint>
 
-namespace platform {
+namespace vfile_internal::platform {
 
 // The calling thread's number, 0 before it has one. For the two functions below, which thereby cost no call.
 inline thread_local std::uint32_t threadId = 0;
@@ -16,6 +16,13 @@ std::uint32_t CurrentThreadId();
 inline bool IsCurrentThread(std::uint32_t id) {
     return id == threadId;
 }
+
+// In a forked child: true if `id` is the number of a thread of a process that it was forked from, so that what bears it
+// was made there.
+bool IsFromBeforeFork(std::uint32_t id);
+
+// True if that thread is the one that forked: then nobody was at work on what it made, and it is whole in the child.
+bool IsOfForkingThread(std::uint32_t id);
 
 // The process's one per-thread pointer. TlsAlloc gives the index, or NoTlsIndex; a thread that has never set its value
 // reads NIL. The thread's end notice comes only to threads whose value is not NIL.
@@ -31,4 +38,4 @@ void SlotLockDone();
 void SlotLockEnter();
 void SlotLockLeave();
 
-} // namespace platform
+} // namespace vfile_internal::platform

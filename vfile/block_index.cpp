@@ -1,265 +1,274 @@
 // The index over the block chain.
 #include "vfile/block_index.h"
 
-#include "vfile/vfile.h"
+#include "vfile/block_chain.h"
 
 #include <cstdlib>
 #include <cstring>
+#include <initializer_list>
 
 namespace vfile_internal {
-namespace {
 
 constexpr int Fan = 64;             // entries of a node
 constexpr int Filled = 56;          // entries that a fresh index gives a node: room for a few blocks more
 constexpr int Thin = Fan / 2;       // a node with fewer looks for a neighbour to join
 constexpr int Joined = Fan * 3 / 4; // what the two may have together
 
-// A node is a leaf at height 0, else an inner node; only the height tells them apart.
-struct Leaf {
+constexpr std::int32_t Unused = INT32_MAX; // as an end, that of an entry behind the last
+
+// A leaf at height 0, else an inner node; only the height tells them apart.
+struct IndexNode {
     std::int32_t count;
-    std::int16_t len[Fan];
-    BlkDesc* blk[Fan];
+    std::int32_t end[Fan];
+
+    std::int32_t Start(int i) const { return i > 0 ? end[i - 1] : 0; }
+    std::int32_t Sum() const { return Start(count); }
 };
 
-struct Inner {
-    std::int32_t count;
-    std::int32_t sum[Fan];
-    void* child[Fan];
+namespace {
+
+struct Leaf : IndexNode {
+    using Entry = BlkDesc;
+    Entry* entry[Fan];
 };
 
-std::int32_t& CountOf(void* node) {
-    return *static_cast<std::int32_t*>(node); // the first word of both
+struct Inner : IndexNode {
+    using Entry = IndexNode;
+    Entry* entry[Fan];
+};
+
+Leaf& AsLeaf(IndexNode* node) {
+    return *static_cast<Leaf*>(node);
 }
 
-void* NewNode(int height) {
-    void* node = std::malloc(height == 0 ? sizeof(Leaf) : sizeof(Inner));
-    if (node) CountOf(node) = 0;
+Inner& AsInner(IndexNode* node) {
+    return *static_cast<Inner*>(node);
+}
+
+template <class Node>
+Node* NewNode() {
+    auto* node = static_cast<Node*>(std::malloc(sizeof(Node)));
+    if (!node) return nullptr;
+    node->count = 0;
+    for (std::int32_t& end : node->end) end = Unused;
     return node;
 }
 
-void FreeNode(void* node, int height) {
-    if (height > 0) {
-        auto* inner = static_cast<Inner*>(node);
-        for (int i = 0; i < inner->count; ++i) FreeNode(inner->child[i], height - 1);
-    }
+void FreeNode(IndexNode* node, int height) {
+    for (int i = 0; height > 0 && i < node->count; ++i) FreeNode(AsInner(node).entry[i], height - 1);
     std::free(node);
 }
 
-// Copies n entries between two nodes of a height, or within one.
-void CopyEntries(int height, void* dst, int to, const void* src, int from, int n) {
-    const auto entries = static_cast<std::size_t>(n);
-    if (height == 0) {
-        auto* d = static_cast<Leaf*>(dst);
-        const auto* s = static_cast<const Leaf*>(src);
-        std::memmove(d->len + to, s->len + from, entries * sizeof s->len[0]);
-        std::memmove(d->blk + to, s->blk + from, entries * sizeof s->blk[0]);
-    } else {
-        auto* d = static_cast<Inner*>(dst);
-        const auto* s = static_cast<const Inner*>(src);
-        std::memmove(d->sum + to, s->sum + from, entries * sizeof s->sum[0]);
-        std::memmove(d->child + to, s->child + from, entries * sizeof s->child[0]);
-    }
-}
-
-void MakeGap(int height, void* node, int i) {
-    CopyEntries(height, node, i + 1, node, i, CountOf(node) - i);
-    ++CountOf(node);
-}
-
-void CloseGap(int height, void* node, int i) {
-    --CountOf(node);
-    CopyEntries(height, node, i, node, i + 1, CountOf(node) - i);
-}
-
-std::int32_t SumOf(int height, const void* node) {
-    std::int32_t sum = 0;
-    if (height == 0) {
-        const auto* leaf = static_cast<const Leaf*>(node);
-        for (int i = 0; i < leaf->count; ++i) sum += leaf->len[i];
-    } else {
-        const auto* inner = static_cast<const Inner*>(node);
-        for (int i = 0; i < inner->count; ++i) sum += inner->sum[i];
-    }
-    return sum;
+// How many entries end at p or before it.
+int EndedBy(const IndexNode& node, std::int32_t p) {
+    int n = 0;
+    for (const std::int32_t end : node.end) n += end <= p ? 1 : 0;
+    return n;
 }
 
 // The entry that holds the byte p bytes into the node; p becomes the place within the entry.
-int EntryOf(const Inner* inner, std::int32_t& p) {
-    int i = 0;
-    while (p >= inner->sum[i]) p -= inner->sum[i++];
+int EntryOf(const IndexNode& node, std::int32_t& p) {
+    const int i = EndedBy(node, p);
+    p -= node.Start(i);
     return i;
 }
 
-int EntryOf(const Leaf* leaf, std::int32_t& p) {
-    int i = 0;
-    while (p >= leaf->len[i]) p -= leaf->len[i++];
-    return i;
+// The entries from i on end so much later.
+void Shift(IndexNode& node, int i, std::int32_t delta) {
+    for (; i < node.count; ++i) node.end[i] += delta;
+}
+
+template <class Node>
+void MoveEntries(Node& to, int at, const Node& from, int i, int n) {
+    std::memmove(to.end + at, from.end + i, static_cast<std::size_t>(n) * sizeof from.end[0]);
+    std::memmove(to.entry + at, from.entry + i, static_cast<std::size_t>(n) * sizeof from.entry[0]);
+}
+
+// Puts an entry in at i.
+template <class Node>
+void Put(Node& node, int i, typename Node::Entry* entry, std::int32_t len) {
+    MoveEntries(node, i + 1, node, i, node.count - i);
+    ++node.count;
+    node.entry[i] = entry;
+    node.end[i] = node.Start(i);
+    Shift(node, i, len);
+}
+
+// Takes the entry i out; its length.
+template <class Node>
+std::int32_t TakeOut(Node& node, int i) {
+    const std::int32_t len = node.end[i] - node.Start(i);
+    --node.count;
+    MoveEntries(node, i, node, i + 1, node.count - i);
+    node.end[node.count] = Unused;
+    Shift(node, i, -len);
+    return len;
+}
+
+// Moves n entries from i on, the last ones of their node, behind those of another node.
+template <class Node>
+void MoveLast(Node& to, Node& from, int i, int n) {
+    MoveEntries(to, to.count, from, i, n);
+    const std::int32_t delta = to.Sum() - from.Start(i);
+    to.count += n;
+    Shift(to, to.count - n, delta);
+    for (int k = i; k < i + n; ++k) from.end[k] = Unused;
+    from.count = i;
 }
 
 // Moves the upper half of a full node to a new one behind it; NIL if the heap has no room.
-void* Split(int height, void* node) {
-    void* behind = NewNode(height);
-    if (!behind) return nullptr;
-    CopyEntries(height, behind, 0, node, Fan / 2, Fan - Fan / 2);
-    CountOf(node) = Fan / 2;
-    CountOf(behind) = Fan - Fan / 2;
+template <class Node>
+Node* Split(Node& node) {
+    auto* behind = NewNode<Node>();
+    if (behind) MoveLast(*behind, node, Fan / 2, Fan - Fan / 2);
     return behind;
 }
 
-void SetEntry(Inner* inner, int i, int childHeight, void* child) {
-    inner->sum[i] = SumOf(childHeight, child);
-    inner->child[i] = child;
-}
-
 // Takes `blk` in where it starts `at` bytes into the node. `*behind` becomes the node that was split off, or NIL. False
-// if the heap has no room.
-bool InsertInto(int height, void* node, std::int32_t at, BlkDesc* blk, void** behind) {
+// if the heap has no room. A node is split before the way goes down: one that can't be had must not come in the middle.
+bool InsertInto(int height, IndexNode* node, std::int32_t at, BlkDesc* blk, IndexNode** behind) {
     *behind = nullptr;
-    const bool full = CountOf(node) == Fan;
-    if (full) { // before going down: a split that can't be had must not come in the middle
-        *behind = Split(height, node);
+    if (node->count == Fan) {
+        *behind = height > 0 ? static_cast<IndexNode*>(Split(AsInner(node))) : Split(AsLeaf(node));
         if (!*behind) return false;
-        const std::int32_t front = SumOf(height, node);
-        if (at > front) {
+        if (at > node->Sum()) {
+            at -= node->Sum();
             node = *behind;
-            at -= front;
         }
     }
     if (height == 0) {
-        auto* leaf = static_cast<Leaf*>(node);
-        int i = 0;
-        while (at > 0) at -= leaf->len[i++];
-        MakeGap(0, leaf, i);
-        leaf->len[i] = blk->len;
-        leaf->blk[i] = blk;
+        Put(AsLeaf(node), EndedBy(*node, at), blk, blk->len);
         return true;
     }
-    auto* inner = static_cast<Inner*>(node);
-    int i = 0;
-    while (at > inner->sum[i]) at -= inner->sum[i++];
-    void* added;
-    if (!InsertInto(height - 1, inner->child[i], at, blk, &added)) {
+    Inner& inner = AsInner(node);
+    const int i = EndedBy(inner, at - 1); // at the border of two children, the end of the first
+    IndexNode* added;
+    if (!InsertInto(height - 1, inner.entry[i], at - inner.Start(i), blk, &added)) {
         if (*behind) FreeNode(*behind, height); // hangs on nothing yet
         return false;
     }
-    inner->sum[i] = added ? SumOf(height - 1, inner->child[i]) : inner->sum[i] + blk->len;
+    Shift(inner, i, blk->len);
     if (added) {
-        MakeGap(height, inner, i + 1);
-        SetEntry(inner, i + 1, height - 1, added);
+        Put(inner, i + 1, added, 0);
+        inner.end[i] -= added->Sum();
     }
     return true;
 }
 
 // Takes the children i and i + 1 together if one of them is thin and both fit.
-void JoinThin(int height, Inner* inner, int i) {
-    if (i < 0 || i + 1 >= inner->count) return;
-    void* left = inner->child[i];
-    void* right = inner->child[i + 1];
-    const int n = CountOf(left);
-    const int m = CountOf(right);
-    if ((n >= Thin && m >= Thin) || n + m > Joined) return;
-    CopyEntries(height - 1, left, n, right, 0, m);
-    CountOf(left) = n + m;
-    inner->sum[i] += inner->sum[i + 1];
-    std::free(right);
-    CloseGap(height, inner, i + 1);
+template <class Node>
+void JoinThin(Inner& inner, int i) {
+    if (i < 0 || i + 1 >= inner.count) return;
+    Node& left = static_cast<Node&>(*inner.entry[i]);
+    Node& right = static_cast<Node&>(*inner.entry[i + 1]);
+    if ((left.count >= Thin && right.count >= Thin) || left.count + right.count > Joined) return;
+    MoveLast(left, right, 0, right.count);
+    std::free(&right);
+    inner.end[i] = inner.end[i + 1]; // and the other one has no length
+    TakeOut(inner, i + 1);
 }
 
 // Takes out the block that starts `at` bytes into the node; its length.
-std::int32_t EraseFrom(int height, void* node, std::int32_t at) {
-    if (height == 0) {
-        auto* leaf = static_cast<Leaf*>(node);
-        const int i = EntryOf(leaf, at);
-        const std::int32_t len = leaf->len[i];
-        CloseGap(0, leaf, i);
+std::int32_t EraseFrom(int height, IndexNode* node, std::int32_t at) {
+    const int i = EntryOf(*node, at);
+    if (height == 0) return TakeOut(AsLeaf(node), i);
+    Inner& inner = AsInner(node);
+    const std::int32_t len = EraseFrom(height - 1, inner.entry[i], at);
+    Shift(inner, i, -len);
+    if (inner.entry[i]->count == 0) {
+        std::free(inner.entry[i]);
+        TakeOut(inner, i);
         return len;
     }
-    auto* inner = static_cast<Inner*>(node);
-    const int i = EntryOf(inner, at);
-    const std::int32_t len = EraseFrom(height - 1, inner->child[i], at);
-    inner->sum[i] -= len;
-    if (CountOf(inner->child[i]) == 0) {
-        std::free(inner->child[i]);
-        CloseGap(height, inner, i);
-    } else {
-        JoinThin(height, inner, i);
-        JoinThin(height, inner, i - 1);
-    }
+    for (const int left : {i, i - 1}) height > 1 ? JoinThin<Inner>(inner, left) : JoinThin<Leaf>(inner, left);
     return len;
 }
 
 // Walks the leaves beside the chain; `blk` goes on. The number of the broken invariant, or 0.
-int CheckNode(int height, void* node, const BlkDesc*& blk, const BlkDesc* current, std::int32_t lag) {
-    if (CountOf(node) < 1 || CountOf(node) > Fan) return 2;
-    if (height == 0) {
-        const auto* leaf = static_cast<const Leaf*>(node);
-        for (int i = 0; i < leaf->count; ++i, blk = blk->next) {
-            if (leaf->blk[i] != blk) return 1;
-            if (leaf->len[i] + (blk == current ? lag : 0) != blk->len) return 1;
+int CheckNode(int height, IndexNode* node, const BlkDesc*& blk, const BlkDesc* lagging, std::int32_t lag) {
+    if (node->count < 1 || node->count > Fan) return 2;
+    for (int i = 0; i < Fan; ++i) {
+        if (i >= node->count) {
+            if (node->end[i] != Unused) return 2;
+            continue;
         }
-        return 0;
-    }
-    auto* inner = static_cast<Inner*>(node);
-    for (int i = 0; i < inner->count; ++i) {
-        if (inner->sum[i] != SumOf(height - 1, inner->child[i])) return 2;
-        if (const int broken = CheckNode(height - 1, inner->child[i], blk, current, lag)) return broken;
+        const std::int32_t len = node->end[i] - node->Start(i);
+        if (height > 0) {
+            IndexNode* child = AsInner(node).entry[i];
+            if (const int broken = CheckNode(height - 1, child, blk, lagging, lag)) return broken;
+            if (child->Sum() != len) return 2;
+        } else {
+            if (AsLeaf(node).entry[i] != blk || len + (blk == lagging ? lag : 0) != blk->len) return 1;
+            blk = blk->next;
+        }
     }
     return 0;
 }
 
+// One level of a fresh index: nodes that stand by themselves, as many as `made`, in an array that has room for all.
+struct Level {
+    IndexNode** nodes;
+    std::int32_t made;
+    int height;
+
+    bool MakeLeaves(BlkDesc* blk);
+    bool MakeNext();
+    void Free() {
+        for (std::int32_t i = 0; i < made; ++i) FreeNode(nodes[i], height);
+    }
+};
+
+bool Level::MakeLeaves(BlkDesc* blk) {
+    while (blk) {
+        auto* leaf = NewNode<Leaf>();
+        if (!leaf) return false;
+        for (; blk && leaf->count < Filled; blk = blk->next) Put(*leaf, leaf->count, blk, blk->len);
+        nodes[made++] = leaf;
+    }
+    return true;
+}
+
+// Makes the level above this one. What has been taken up hangs on the new nodes; without memory for all, all go.
+bool Level::MakeNext() {
+    std::int32_t above = 0;
+    for (std::int32_t below = 0; below < made;) {
+        auto* inner = NewNode<Inner>();
+        if (!inner) {
+            for (std::int32_t i = 0; i < above; ++i) FreeNode(nodes[i], height + 1);
+            for (std::int32_t i = below; i < made; ++i) FreeNode(nodes[i], height);
+            made = 0;
+            return false;
+        }
+        for (; below < made && inner->count < Filled; ++below)
+            Put(*inner, inner->count, nodes[below], nodes[below]->Sum());
+        nodes[above++] = inner;
+    }
+    made = above;
+    ++height;
+    return true;
+}
+
 } // namespace
 
-// Builds the leaves, then level upon level, each from the one below.
-BlkIndex* BlkIndex::Make(const BlkDesc* first) {
+BlkIndex* BlkIndex::Make(BlkDesc* first) {
     if (!first) return nullptr;
     std::int32_t count = 0;
     for (const BlkDesc* b = first; b; b = b->next) ++count;
-    const std::int32_t leaves = (count + Filled - 1) / Filled;
+    const auto leaves = static_cast<std::size_t>((count + Filled - 1) / Filled);
     auto* index = static_cast<BlkIndex*>(std::malloc(sizeof(BlkIndex)));
-    auto** level = static_cast<void**>(std::malloc(static_cast<std::size_t>(leaves) * sizeof(void*)));
-    std::int32_t made = 0;
-    bool whole = index && level;
-    auto* blk = const_cast<BlkDesc*>(first); // the index hands descriptors out as the chain does
-    while (whole && blk) {
-        auto* leaf = static_cast<Leaf*>(NewNode(0));
-        whole = leaf != nullptr;
-        for (; whole && blk && leaf->count < Filled; blk = blk->next) {
-            leaf->len[leaf->count] = blk->len;
-            leaf->blk[leaf->count++] = blk;
-        }
-        if (whole) level[made++] = leaf;
-    }
-    int height = 0;
-    while (whole && made > 1) {
-        std::int32_t above = 0;
-        std::int32_t below = 0;
-        while (whole && below < made) {
-            auto* inner = static_cast<Inner*>(NewNode(height + 1));
-            whole = inner != nullptr;
-            if (!whole) break;
-            while (below < made && inner->count < Filled) SetEntry(inner, inner->count++, height, level[below++]);
-            level[above++] = inner;
-        }
-        if (!whole) { // what has been taken up hangs on the new nodes, the rest stands by itself
-            for (std::int32_t i = 0; i < above; ++i) FreeNode(level[i], height + 1);
-            for (std::int32_t i = below; i < made; ++i) FreeNode(level[i], height);
-            made = 0;
-            break;
-        }
-        made = above;
-        ++height;
-    }
+    Level level{static_cast<IndexNode**>(std::malloc(leaves * sizeof(IndexNode*))), 0, 0};
+    bool whole = index && level.nodes && level.MakeLeaves(first);
+    while (whole && level.made > 1) whole = level.MakeNext();
     if (whole) {
-        *index = BlkIndex();
-        index->root = level[0];
-        index->height = height;
+        index->root = level.nodes[0];
+        index->height = level.height;
         index->count = count;
     } else {
-        for (std::int32_t i = 0; i < made; ++i) FreeNode(level[i], height);
+        level.Free();
         std::free(index);
         index = nullptr;
     }
-    std::free(level);
+    std::free(level.nodes);
     return index;
 }
 
@@ -270,35 +279,28 @@ void BlkIndex::Dispose(BlkIndex*& index) {
 }
 
 void BlkIndex::Find(BlkRdr& rd, std::int32_t p) const {
-    const void* node = root;
+    IndexNode* node = root;
     std::int32_t rest = p;
-    for (int h = height; h > 0; --h) {
-        const auto* inner = static_cast<const Inner*>(node);
-        node = inner->child[EntryOf(inner, rest)];
-    }
-    const auto* leaf = static_cast<const Leaf*>(node);
-    rd.ptr = leaf->blk[EntryOf(leaf, rest)];
+    for (int h = height; h > 0; --h) node = AsInner(node).entry[EntryOf(*node, rest)];
+    rd.ptr = AsLeaf(node).entry[EntryOf(*node, rest)];
     rd.start = p - rest;
 }
 
 void BlkIndex::Adjust(std::int32_t at, std::int32_t delta) {
-    void* node = root;
-    for (int h = height; h > 0; --h) {
-        auto* inner = static_cast<Inner*>(node);
-        const int i = EntryOf(inner, at);
-        inner->sum[i] += delta;
-        node = inner->child[i];
+    IndexNode* node = root;
+    for (int h = height;; --h) {
+        const int i = EntryOf(*node, at);
+        Shift(*node, i, delta);
+        if (h == 0) return;
+        node = AsInner(node).entry[i];
     }
-    auto* leaf = static_cast<Leaf*>(node);
-    std::int16_t& len = leaf->len[EntryOf(leaf, at)];
-    len = static_cast<std::int16_t>(len + delta);
 }
 
 void BlkIndex::Erase(std::int32_t at) {
     EraseFrom(height, root, at);
     --count;
-    while (height > 0 && CountOf(root) == 1) {
-        void* only = static_cast<Inner*>(root)->child[0];
+    while (height > 0 && root->count == 1) {
+        IndexNode* only = AsInner(root).entry[0];
         std::free(root);
         root = only;
         --height;
@@ -306,26 +308,25 @@ void BlkIndex::Erase(std::int32_t at) {
 }
 
 bool BlkIndex::Insert(std::int32_t at, BlkDesc* blk) {
-    void* behind;
+    IndexNode* behind;
     if (!InsertInto(height, root, at, blk, &behind)) return false;
     ++count;
     if (!behind) return true;
-    auto* top = static_cast<Inner*>(NewNode(height + 1));
+    auto* top = NewNode<Inner>();
     if (!top) {
         FreeNode(behind, height);
         return false;
     }
-    top->count = 2;
-    SetEntry(top, 0, height, root);
-    SetEntry(top, 1, height, behind);
+    Put(*top, 0, root, root->Sum());
+    Put(*top, 1, behind, behind->Sum());
     root = top;
     ++height;
     return true;
 }
 
-int BlkIndex::Check(const BlkDesc* first, const BlkDesc* current, std::int32_t lag) const {
+int BlkIndex::Check(const BlkDesc* first, const BlkDesc* lagging, std::int32_t lag) const {
     const BlkDesc* blk = first;
-    if (const int broken = CheckNode(height, root, blk, current, lag)) return broken;
+    if (const int broken = CheckNode(height, root, blk, lagging, lag)) return broken;
     return blk ? 1 : 0;
 }
 

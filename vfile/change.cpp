@@ -1,246 +1,331 @@
-// The change engine: every change of a content is one operation, the bytes from a position on giving way to a new run.
-//
-// Where old and new fit into the current block, the change happens in the buffer. Otherwise the new bytes are laid out
-// in a private chain p1..p2 of fresh blocks, the change is offered to PreChange, and only then the old bytes are cut
-// out and the private chain is spliced in. Whole blocks inside a cut are unlinked unread; bytes move in at most three
-// blocks.
-#include "vfile/vfile_inline.h"
+// The change engine.
+#include "vfile/change.h"
 
 #include "foundation/halt.h"
-#include "vfile/block_index.h"
-#include "vmem/vmem.h"
+#include "vfile/vfile_observer.h"
 
 #include <algorithm>
 #include <cstring>
 
-// Refusals that all changes share. False, with `res` set, if the object takes no changes now.
-bool VFile::MayChange() {
-    if (flags & vfLocked) {
-        res = resContextError;
-    } else if (flags & vfReadOnly) {
-        res = resReadOnly;
+using vfile_internal::Change;
+
+namespace vfile_internal {
+namespace {
+
+// While PreChange runs and observers are told, the block of the change stays in the buffer.
+class Asking {
+  public:
+    explicit Asking(Content& content) : c(content) { c.asking = true; }
+    ~Asking() { c.asking = false; }
+    Asking(const Asking&) = delete;
+    Asking& operator=(const Asking&) = delete;
+
+  private:
+    Content& c;
+};
+
+} // namespace
+
+bool Change::Allowed(VFile& f) {
+    if (f.flags & vfLocked) {
+        f.res = resContextError;
+    } else if (f.flags & vfReadOnly) {
+        f.res = resReadOnly;
     }
-    return res == resDone;
+    return f.res == resDone;
 }
 
-// Brings a place and an old length into the content. False, with `res` set, if the content would become too long.
-bool VFile::ClampChange(std::int32_t& at, std::int32_t& oldLen, std::int32_t newLen) {
-    at = std::min<std::int32_t>(at, len);
-    oldLen = std::min<std::int32_t>(oldLen, len - at);
-    if (len - oldLen <= MaxLen - newLen) return true;
-    res = resTooLong;
+// Brings place and old length into the content. False, with `res` set, if the content would become too long.
+inline bool Change::Clamp(VFile& f, std::int32_t& at, std::int32_t& oldLen, std::int32_t n) {
+    at = std::min<std::int32_t>(at, f.len);
+    oldLen = std::min<std::int32_t>(oldLen, f.len - at);
+    if (f.len - oldLen <= MaxLen - n) return true;
+    f.res = resTooLong;
     return false;
 }
 
-// Puts the cursor at p, on the block that will take the change, with that block in the buffer; or sets `res`.
-void VFile::InitChange(std::int32_t p) {
-    const std::int32_t ix = p - cur.start;
-    if (ix > 0 && ix < cur.ptr->len) { // most changes stay in the block of the one before
-        cur.ix = static_cast<std::int16_t>(ix);
+// Puts the cursor at p, on the block that will take the change, with that block in the buffer. False, with `res` set,
+// if there is no memory for one.
+inline bool Change::InitChange(VFile& f, std::int32_t p, std::int32_t oldLen) {
+    Content& c = Content::Of(f);
+    const std::int32_t ix = p - c.cur.start;
+    if (ix > 0 && ix < c.cur.ptr->len) { // most changes stay in the block of the one before
+        c.cur.ix = static_cast<std::int16_t>(ix);
     } else {
-        const BlkRdr left = cur;
-        FindBlk(cur, p, true);
-        if (cur.ptr != left.ptr) LeaveBlk(left);
+        c.chain.Find(c.cur, p, true);
     }
-    pos = p;
-    eof = false;
-    if (bufLoaded) return;
-    if (!HaveBuf()) {
-        res = resHeapOverflow;
-        return;
-    }
-    if (cur.ptr->adr == -1) {
-        if (cur.ptr->len > 0) Halt("VFile", "InitChange", "cur.ptr->len>0");
-        AllocBuf(cur.ptr->adr, BlkSize);
-    } else {
-        vm->Get(cur.ptr->adr, buf, cur.ptr->len);
-    }
-    bufLoaded = true;
+    c.posBefore = f.pos;
+    f.pos = p;
+    f.eof = false;
+    if (c.bufBlk == c.cur.ptr || LoadCurrent(c, oldLen)) return true;
+    f.res = resHeapOverflow;
+    return false;
 }
 
-// True if the cut lies in the current block, and the block can take the new bytes in its place.
-bool VFile::FitsInPlace(std::int32_t oldLen, std::int32_t newLen) const {
-    return oldLen <= cur.ptr->len - cur.ix && newLen <= BlkSize - (cur.ptr->len - oldLen);
+// A block that is empty, or of which nothing will be left, is not read: the change gives the buffer its bytes. False if
+// there is no memory for a buffer.
+bool Change::LoadCurrent(Content& c, std::int32_t oldLen) {
+    BlkDesc* blk = c.cur.ptr;
+    const bool unread = blk->adr == -1 || (c.cur.ix == 0 && oldLen >= blk->len);
+    if (!(unread ? c.HaveBuf() : c.LoadBuf())) return false;
+    if (unread) c.WriteBack();
+    if (blk->adr == -1) {
+        if (blk->len > 0) Halt("VFile", "InitChange", "cur.ptr->len>0");
+        c.chain.TakePage(blk);
+    }
+    return true;
 }
 
-// The change itself where FitsInPlace.
-void VFile::ChangeInPlace(std::int32_t oldLen, const void* src, std::int32_t n) {
-    unsigned char* at = buf + cur.ix;
-    const std::int32_t rest = cur.ptr->len - cur.ix - oldLen;
+// Notes a line end among new bytes from memory. No flag operation is involved, and no hook.
+inline void Change::CheckEOL(VFile& f, const void* bytes, std::int32_t n) {
+    if (f.type <= 0 || (f.flags & (vfEolCheck | vfNoEolCheck)) != vfEolCheck) return;
+    const auto size = static_cast<std::size_t>(n);
+    if (std::memchr(bytes, '\n', size) || std::memchr(bytes, '\r', size)) f.flags |= vfHasEol;
+}
+
+// Asks PreChange, which refuses nothing where it is not overridden. Behind it nothing stops the change.
+inline bool Change::AskHook(VFile& f, std::int32_t at, std::int32_t oldLen, std::int32_t n) {
+    Content& c = Content::Of(f);
+    const bool asked = Overrides(f, &VFile::PreChange);
+    if (!asked && !c.observers) return true;
+    const Asking asking(c);
+    if (asked) f.res = f.PreChange(at, oldLen, n);
+    if (f.res != resDone) return false;
+    if (c.observers) Observed::TellBefore(f, at, oldLen, n);
+    return true;
+}
+
+// The change itself in the buffer, at index ix of the current block, of which `rest` bytes stand behind the cut.
+inline void Change::ChangeInPlace(Content& c, std::int32_t ix, std::int32_t oldLen, std::int32_t rest,
+                                  const void* bytes, std::int32_t n) {
+    unsigned char* at = c.buf + ix;
     if (rest > 0 && oldLen != n) std::memmove(at + n, at + oldLen, static_cast<std::size_t>(rest));
     if (n == 1) { // typing
-        *at = *static_cast<const unsigned char*>(src);
+        *at = *static_cast<const unsigned char*>(bytes);
     } else if (n > 0) {
-        std::memcpy(at, src, static_cast<std::size_t>(n));
+        std::memcpy(at, bytes, static_cast<std::size_t>(n));
     }
-    SetCurLen(cur.ptr->len - oldLen + n);
-    CheckCurLen();
+    SetCurLen(c, ix + n + rest);
+}
+
+// The current block gets another length, and the buffer what VMem has not.
+inline void Change::SetCurLen(Content& c, std::int32_t n) {
+    c.chain.SetLen(c.cur.ptr, c.cur.start, n);
+    c.bufBlk = c.cur.ptr;
+    c.bufDirty = true;
 }
 
 // The closing step of a change: a current block without bytes goes, unless it is the only one.
-void VFile::CheckCurLen() {
-    BlkDesc* blk = cur.ptr;
-    if (blk->len > BlkSize) Halt("VFile", "CheckCurLen", "cur.ptr->len > BlkSize");
-    if (blk->len != 0) return;
-    if (cur.ix != 0) Halt("VFile", "CheckCurLen", "cur.ix!=0");
-    bufLoaded = false;
-    bufDirty = false;
-    indexLag = 0; // of a block that goes
-    if (blk->next) {
-        cur.ptr = blk->next;
-        RemoveBlk(blk, cur.start);
-    } else if (blk->prev) {
-        cur.ptr = blk->prev;
-        RemoveBlk(blk, cur.start);
-        cur.start -= cur.ptr->len;
-        cur.ix = cur.ptr->len;
-    } else if (blk->adr != -1) {
-        vm->Dealloc(blk->adr, BlkSize);
-    }
+inline void Change::CheckCurLen(Content& c) {
+    if (c.cur.ptr->len > BlkSize) Halt("VFile", "CheckCurLen", "cur.ptr->len > BlkSize");
+    if (c.cur.ptr->len == 0) DropCurrent(c);
 }
 
-// The current block gets another length, and the buffer what VMem has not; the index learns of it when the cursor
-// leaves.
-void VFile::SetCurLen(std::int32_t n) {
-    if (index) indexLag += n - cur.ptr->len;
-    cur.ptr->len = static_cast<std::int16_t>(n);
-    bufDirty = true;
+// The only one stays, without a page.
+void Change::DropCurrent(Content& c) {
+    if (c.cur.ix != 0) Halt("VFile", "CheckCurLen", "cur.ix!=0");
+    BlkDesc* blk = c.cur.ptr;
+    BlkDesc* next = blk->next;
+    c.bufBlk = nullptr;
+    c.bufDirty = false;
+    if (!next && !blk->prev) return c.chain.GiveBackPage(blk);
+    c.cur.ptr = next ? next : blk->prev;
+    c.chain.Remove(blk, c.cur.start);
+    if (next) return;
+    c.cur.start -= c.cur.ptr->len;
+    c.cur.ix = c.cur.ptr->len;
 }
 
-// Adds a block of n bytes to the end of a private chain.
-void VFile::AddPrivate(BlkDesc*& p1, BlkDesc*& p2, const void* bytes, std::int16_t n) {
-    BlkDesc* p = NewBlkPtr(p2, nullptr, n);
-    (p2 ? p2->next : p1) = p;
-    p2 = p;
-    vm->Set(p->adr, bytes, n);
+// The content has changed.
+inline void Change::EndChange(VFile& f, std::int32_t at, std::int32_t oldLen, std::int32_t n) {
+    f.len += n - oldLen;
+    if (Content::Of(f).observers) return EndObserved(f, at, oldLen, n);
+    if (Overrides(f, &VFile::PostChange)) return f.PostChange(at, oldLen, n);
+    if (f.flags & vfTrackModified) f.VFile::PostChange(at, oldLen, n);
 }
 
-// Cuts oldLen bytes out behind the cursor and puts the new run in: headLen bytes at `head`, which fit into the current
-// block, and then the private chain, which may be NIL. On entry the buffer is loaded. Changes neither len nor pos nor
-// cur.ix. All that is merged goes into the last private block, and only where it fits.
-void VFile::DoChange(std::int32_t oldLen, const unsigned char* head, int headLen, BlkDesc* p1, BlkDesc* p2) {
-    BlkDesc* blk = cur.ptr;
-    const std::int32_t behind = blk->len - cur.ix;
-    const std::int32_t at = IndexBehindCur();
+// To observers, what PostChange changes belongs to the change that it is called for.
+void Change::EndObserved(VFile& f, std::int32_t at, std::int32_t oldLen, std::int32_t n) {
+    Observed::TellAfter(f, at, oldLen, n);
+    const HookRuns hook(f, at + n);
+    f.PostChange(at, oldLen, n);
+}
 
-    // Save the tail of the current block: what survives the cut comes after the new run.
-    if (oldLen < behind) {
-        const auto tail = static_cast<std::int16_t>(behind - oldLen);
-        const unsigned char* bytes = buf + cur.ix + oldLen;
-        if (p2 && p2->len + tail <= BlkSize) {
-            vm->Set(p2->adr + p2->len, bytes, tail);
-            p2->len = static_cast<std::int16_t>(p2->len + tail);
-            if (p2->len > BlkSize) Halt("VFile", "DoChange", "Append: p2->len > BlkSize");
-        } else {
-            AddPrivate(p1, p2, bytes, tail);
+// SetPos, of which only a derived class would see the call.
+inline void Change::GoBehind(VFile& f, std::int32_t p) {
+    if (Overrides<void(std::int32_t)>(f, &VFile::SetPos)) return f.SetPos(p);
+    Content::Place(f, std::min<std::int32_t>(p, f.len)); // PostChange may have cut it
+    f.res = resDone;
+    f.eof = false;
+}
+
+// All of a change. Put into both of its callers, since most changes are small.
+[[gnu::always_inline]] inline void Change::Apply(VFile& f, std::int32_t at, std::int32_t oldLen, std::int32_t n,
+                                                 const void* memory, Change* bulk) {
+    if (!Clamp(f, at, oldLen, n)) return;
+    if (oldLen > 0 || n > 0) {
+        if (!InitChange(f, at, oldLen)) return;
+        if (n > 0 && !bulk) CheckEOL(f, memory, n);
+        Content& c = Content::Of(f);
+        const std::int32_t ix = c.cur.ix;
+        const std::int32_t rest = c.cur.ptr->len - ix - oldLen; // of the block, behind the cut, if that ends there
+        if (rest >= 0 && n <= BlkSize - ix - rest && !(bulk && !bulk->text)) {
+            if (!AskHook(f, at, oldLen, n)) return;
+            ChangeInPlace(c, ix, oldLen, rest, bulk ? bulk->NextOfText(n) : memory, n);
+        } else if (!(bulk ? bulk->Finish(at, oldLen, n) : ByChain(f, at, oldLen, n, memory))) {
+            return;
         }
+        CheckCurLen(c);
+        EndChange(f, at, oldLen, n);
     }
-
-    // Cut. Blocks that lie wholly in the cut go unread.
-    if (oldLen > len / 4) DropIndex(); // cheaper made anew than taken apart
-    std::int32_t i = oldLen - std::min<std::int32_t>(oldLen, behind);
-    while (blk->next && i >= blk->next->len) {
-        i -= blk->next->len;
-        RemoveBlk(blk->next, at);
-    }
-    if (i > 0) {
-        BlkDesc* p = blk->next;
-        if (!p || i >= p->len) Halt("VFile", "DoChange", "cut out: i too big");
-        const auto rest = static_cast<std::int16_t>(p->len - i);
-        if (p2 && rest <= BlkSize - p2->len) {
-            vm->CopyBytes(p2->adr + p2->len, p->adr + i, rest);
-            p2->len = static_cast<std::int16_t>(p2->len + rest);
-            if (p2->len > BlkSize) Halt("VFile", "DoChange", "cut out: p2->len > BlkSize");
-            RemoveBlk(p, at);
-        } else {
-            vm->CopyBytes(p->adr, p->adr + i, rest);
-            p->len = rest;
-            if (index) index->Adjust(at, -i);
-        }
-    }
-
-    // Write the head.
-    SetCurLen(cur.ix + headLen);
-    if (headLen > 0) std::memcpy(buf + cur.ix, head, static_cast<std::size_t>(headLen));
-
-    // Splice, and take in the block behind if it fits.
-    if (p1) {
-        BlkDesc* p = blk->next;
-        if (p && p2->len + p->len <= BlkSize) {
-            vm->CopyBytes(p2->adr + p2->len, p->adr, p->len);
-            p2->len = static_cast<std::int16_t>(p2->len + p->len);
-            RemoveBlk(p, at);
-        }
-        SpliceBehind(blk, p1, p2, at);
-    }
-
-    CheckCurLen();
+    GoBehind(f, at + n);
 }
+
+void Change::Make(std::int32_t at, std::int32_t oldLen, std::int32_t n) {
+    Apply(f, at, oldLen, n, nullptr, this);
+}
+
+inline void Change::Make(VFile& f, std::int32_t at, std::int32_t oldLen, std::int32_t n, const void* memory) {
+    Apply(f, at, oldLen, n, memory, nullptr);
+}
+
+} // namespace vfile_internal
 
 void VFile::ReplaceBuf(std::int32_t at, std::int32_t oldLen, const void* src, int n) {
-    if (!OnOwnerThread()) HaltA("VFile", __LINE__);
+    if (!content->OnOwnerThread()) HaltA("VFile", __LINE__);
     if (res != resDone) return;
     if (oldLen == SameLen) oldLen = n;
     if (at < 0 || oldLen < 0 || n < 0 || (!src && n > 0)) {
         res = resCallError;
         return;
     }
-    if (!MayChange()) return;
-    if (!ClampChange(at, oldLen, n)) return;
-
-    if (oldLen > 0 || n > 0) {
-        InitChange(at);
-        if (res != resDone) return;
-        if (type > 0 && n > 0 && (flags & (vfEolCheck | vfNoEolCheck)) == vfEolCheck) CheckEOL(src, n);
-        if (FitsInPlace(oldLen, n)) {
-            res = AskHook(at, oldLen, n);
-            if (res != resDone) return;
-            ChangeInPlace(oldLen, src, n);
-        } else {
-            ChangeByChain(at, oldLen, static_cast<const unsigned char*>(src), n);
-            if (res != resDone) return;
-        }
-        EndChange(at, oldLen, n);
-    }
-    GoBehind(at + n);
+    if (Change::Allowed(*this)) Change::Make(*this, at, oldLen, n, src);
 }
 
-// The change where it does not fit in place, the hook asked. The source is read completely before the hook runs: the
-// hook may well be its owner.
-void VFile::ChangeByChain(std::int32_t at, std::int32_t oldLen, const unsigned char* src, int n) {
-    unsigned char head[BlkSize];
-    const int headLen = std::min<std::int32_t>(BlkSize - cur.ix, n);
-    if (headLen > 0) std::memcpy(head, src, static_cast<std::size_t>(headLen));
-    BlkDesc* p1 = nullptr;
-    BlkDesc* p2 = nullptr;
-    for (int done = headLen, k; done < n; done += k) {
+namespace vfile_internal {
+
+// ---- Through the private chain
+
+bool Change::ByChain(VFile& f, std::int32_t at, std::int32_t oldLen, std::int32_t n, const void* memory) {
+    Change change(f);
+    change.StageAll(memory, n);
+    return change.Finish(at, oldLen, n);
+}
+
+// The new bytes are there, or come from text, and are read before the hook runs: it may well be their owner. False,
+// with `res` set, if it refuses.
+bool Change::Finish(std::int32_t at, std::int32_t oldLen, std::int32_t n) {
+    if (text && !giver) StageAll(nullptr, n);
+    if (!AskHook(f, at, oldLen, n)) return false;
+    if (giver) TakeAll();
+    DoChange(oldLen);
+    return true;
+}
+
+const void* Change::NextOfText(std::int32_t n) {
+    if (n == 0) return room;
+    if (!reader) reader.emplace(*text, from);
+    reader->Read(room, n);
+    return room;
+}
+
+// Adds a block of n bytes to the private chain.
+void Change::Stage(const void* bytes, std::int32_t n) {
+    BlkDesc* p = c.chain.NewBlock(p2, n);
+    (p2 ? p2->next : p1) = p;
+    p2 = p;
+    c.chain.Fill(p, bytes);
+}
+
+// Reads n bytes of memory, or of text: what fits behind the cursor into the head, all else into the private chain.
+void Change::StageAll(const void* memory, std::int32_t n) {
+    const auto* next = static_cast<const unsigned char*>(memory);
+    headLen = std::min<std::int32_t>(BlkSize - c.cur.ix, n);
+    if (headLen > 0) std::memcpy(head, text ? NextOfText(headLen) : next, static_cast<std::size_t>(headLen));
+    for (std::int32_t done = headLen, k; done < n; done += k) {
         k = std::min<std::int32_t>(n - done, BlkSize);
-        AddPrivate(p1, p2, src + done, static_cast<std::int16_t>(k));
+        Stage(text ? NextOfText(k) : next + done, k);
     }
-    res = AskHook(at, oldLen, n);
-    if (res == resDone) {
-        DoChange(oldLen, head, headLen, p1, p2);
+}
+
+// All blocks of the giver become the private chain.
+void Change::TakeAll() {
+    Content& gone = Content::Of(*giver);
+    gone.WriteBack();
+    BlkDesc* alone = gone.chain.NewBlock(nullptr, 0);
+    p1 = gone.chain.First();
+    p2 = gone.chain.Last();
+    gone.chain.BeginAnew(alone);
+    gone.cur = {alone, 0, 0};
+    giver->len = 0;
+    giver->VFile::SetPos(0);
+}
+
+// Cuts oldLen bytes out behind the cursor, which InitChange has placed, and puts the head and the private chain in.
+// Changes neither len nor pos nor cur.ix. All that is merged goes into the last private block, and only where it fits.
+// The current block keeps its length up to the end, so that what follows it starts where the chain says.
+void Change::DoChange(std::int32_t oldLen) {
+    const std::int32_t behind = c.cur.ptr->len - c.cur.ix;
+    const std::int32_t at = c.cur.start + c.cur.ptr->len;
+    if (oldLen > f.len / 4) c.chain.DropIndex(); // cheaper made anew than taken apart
+    if (oldLen < behind) {
+        KeepTail(oldLen, behind - oldLen);
     } else {
-        DisposeBlkPtrList(p1);
+        Cut(oldLen - behind, at);
     }
+    Splice(at);
+    SetCurLen(c, c.cur.ix + headLen);
+    if (headLen > 0) std::memcpy(c.buf + c.cur.ix, head, static_cast<std::size_t>(headLen));
 }
 
-// What PreChange says, which refuses nothing where the class is VFile itself.
-Res VFile::AskHook(std::int32_t at, std::int32_t oldLen, std::int32_t n) const {
-    return IsPlain() ? resDone : PreChange(at, oldLen, n);
+// What survives of the current block behind the cut comes after the new run.
+void Change::KeepTail(std::int32_t oldLen, std::int32_t tail) {
+    const unsigned char* bytes = c.buf + c.cur.ix + oldLen;
+    const std::int32_t adr = GrowLast(tail);
+    if (adr == -1) return Stage(bytes, tail);
+    if (p2->len > BlkSize) Halt("VFile", "DoChange", "Append: p2->len > BlkSize");
+    c.chain.Set(adr, bytes, tail);
 }
 
-// The content has changed.
-void VFile::EndChange(std::int32_t at, std::int32_t oldLen, std::int32_t n) {
-    len += n - oldLen;
-    if (!IsPlain()) return PostChange(at, oldLen, n);
-    if (flags & vfTrackModified) VFile::PostChange(at, oldLen, n);
+// Takes i bytes out behind the current block. Blocks that lie wholly in the cut go unread.
+void Change::Cut(std::int32_t i, std::int32_t at) {
+    const BlkDesc* blk = c.cur.ptr;
+    while (blk->next && i >= blk->next->len) {
+        i -= blk->next->len;
+        c.chain.Remove(blk->next, at);
+    }
+    if (i == 0) return;
+    BlkDesc* p = blk->next;
+    if (!p || i >= p->len) Halt("VFile", "DoChange", "cut out: i too big");
+    const std::int32_t rest = p->len - i;
+    const std::int32_t adr = GrowLast(rest);
+    c.chain.Copy(adr == -1 ? p->adr : adr, p->adr + i, rest);
+    if (adr == -1) return c.chain.SetLen(p, at, rest);
+    if (p2->len > BlkSize) Halt("VFile", "DoChange", "cut out: p2->len > BlkSize");
+    c.chain.Remove(p, at);
 }
 
-// SetPos, of which only a derived class would see the call.
-void VFile::GoBehind(std::int32_t p) {
-    if (!IsPlain()) return SetPos(p);
-    PlaceAt(p);
-    res = resDone;
-    eof = false;
+// The private chain becomes part of the object's, and takes in the block behind it if that fits.
+void Change::Splice(std::int32_t at) {
+    if (!p1) return;
+    BlkDesc* blk = c.cur.ptr;
+    BlkDesc* p = blk->next;
+    const std::int32_t adr = p ? GrowLast(p->len) : -1;
+    if (adr != -1) {
+        c.chain.Copy(adr, p->adr, p->len);
+        c.chain.Remove(p, at);
+    }
+    c.chain.SpliceBehind(blk, at, p1, p2);
+    p1 = nullptr;
 }
+
+// Where n more bytes come to stand at the end of the private chain, which counts them from now on; -1 if they don't
+// fit.
+std::int32_t Change::GrowLast(std::int32_t n) {
+    if (!p2 || p2->len + n > BlkSize) return -1;
+    const std::int32_t adr = p2->adr + p2->len;
+    p2->len = static_cast<std::int16_t>(p2->len + n);
+    return adr;
+}
+
+} // namespace vfile_internal

@@ -1,18 +1,19 @@
-// Changes whose new bytes come from elsewhere than memory: one byte repeated, another VFile, a file. All but the first
-// stage the new bytes in a private chain before anything changes, so that a failing source leaves the content alone.
-#include "vfile/vfile_inline.h"
+// Changes whose new bytes come from elsewhere than memory: one byte repeated, another VFile, a file.
+#include "vfile/change.h"
 
 #include "foundation/halt.h"
-#include "hostfile/hfile.h"
 #include "platform/file.h"
+#include "vfile/large_transfer.h"
+#include "vfile/vfile_observer.h"
 
 #include <algorithm>
-#include <cstdlib>
 #include <cstring>
+
+using vfile_internal::Change;
 
 // The first chunk takes out all the old bytes, the later ones insert; each is a change of its own.
 void VFile::ReplaceCh(std::int32_t at, std::int32_t oldLen, char ch, int count) {
-    if (!OnOwnerThread()) HaltA("VFile", __LINE__);
+    if (!content->OnOwnerThread()) HaltA("VFile", __LINE__);
     if (count <= 1) {
         ReplaceBuf(at, oldLen, &ch, count);
         return;
@@ -21,6 +22,7 @@ void VFile::ReplaceCh(std::int32_t at, std::int32_t oldLen, char ch, int count) 
     const int filled = std::min<std::int32_t>(count, BlkSize);
     std::memset(chunk, ch, static_cast<std::size_t>(filled));
     if (oldLen == SameLen) oldLen = count;
+    const vfile_internal::OneStep step(content->observers && count > filled ? this : nullptr);
     while (count > 0) {
         const int n = std::min<std::int32_t>(count, filled);
         ReplaceBuf(at, oldLen, chunk, n);
@@ -34,8 +36,8 @@ void VFile::ReplaceCh(std::int32_t at, std::int32_t oldLen, char ch, int count) 
 // The object may be its own source: every byte is read before the first one changes, and read through the buffer.
 void VFile::ReplaceTxt(std::int32_t at, std::int32_t oldLen, const VFile& src, std::int32_t srcPos,
                        std::int32_t srcLen) {
-    if (!OnOwnerThread()) HaltA("VFile", __LINE__);
-    if (src.owner != owner) HaltA("VFile", __LINE__);
+    if (!content->OnOwnerThread()) HaltA("VFile", __LINE__);
+    if (src.content->owner != content->owner) HaltA("VFile", __LINE__);
     if (res != resDone) return;
     const bool same = oldLen == SameLen;
     if (same) oldLen = 0;
@@ -43,135 +45,88 @@ void VFile::ReplaceTxt(std::int32_t at, std::int32_t oldLen, const VFile& src, s
         res = resCallError;
         return;
     }
-    if (!MayChange()) return;
+    if (!Change::Allowed(*this)) return;
     srcPos = std::min<std::int32_t>(srcPos, src.len);
     srcLen = std::min<std::int32_t>(srcLen, src.len - srcPos);
-    if (same) oldLen = srcLen;
-    if (!ClampChange(at, oldLen, srcLen)) return;
+    Change change(*this, &src, srcPos);
+    change.Make(at, same ? srcLen : oldLen, srcLen);
+}
 
-    if (oldLen > 0 || srcLen > 0) {
-        InitChange(at);
-        if (res != resDone) return;
-        unsigned char head[BlkSize];
-        BlkRdr rd;
-        if (FitsInPlace(oldLen, srcLen)) {
-            res = AskHook(at, oldLen, srcLen);
-            if (res != resDone) return;
-            if (srcLen > 0) {
-                src.SetPosC(rd, srcPos);
-                src.ReadBytesC(rd, head, srcLen);
-            }
-            ChangeInPlace(oldLen, head, srcLen);
-        } else {
-            const int headLen = std::min<std::int32_t>(BlkSize - cur.ix, srcLen);
-            BlkDesc* p1 = nullptr;
-            BlkDesc* p2 = nullptr;
-            if (srcLen > 0) {
-                src.SetPosC(rd, srcPos);
-                src.ReadBytesC(rd, head, headLen);
-                unsigned char bytes[BlkSize];
-                for (std::int32_t left = srcLen - headLen, k; left > 0; left -= k) {
-                    k = std::min<std::int32_t>(left, BlkSize);
-                    src.ReadBytesC(rd, bytes, k);
-                    AddPrivate(p1, p2, bytes, static_cast<std::int16_t>(k));
-                }
-            }
-            res = AskHook(at, oldLen, srcLen);
-            if (res != resDone) {
-                DisposeBlkPtrList(p1);
-                return;
-            }
-            DoChange(oldLen, head, headLen, p1, p2);
-        }
-        EndChange(at, oldLen, srcLen);
+VFile& VFile::operator=(VFile&& src) { // NOLINT(performance-noexcept-move-constructor)
+    const bool seen = vfile_internal::Overrides<VFile&(const VFile&)>(*this, &VFile::operator=) ||
+                      vfile_internal::Overrides(*this, &VFile::ReplaceTxt);
+    if (seen || &src == this || !Change::MayGive(src)) {
+        *this = static_cast<const VFile&>(src);
+    } else {
+        Change::FromGiver(*this, src);
     }
-    GoBehind(at + srcLen);
+    if (res != resDone || &src == this || src.len == 0) return *this;
+    src.Reset();
+    src.ReplaceBuf(0, MaxLen, nullptr, 0);
+    return *this;
 }
 
 void VFile::ReplaceFile(std::int32_t at, std::int32_t oldLen, HFile& f, std::int32_t count) {
-    if (!OnOwnerThread()) HaltA("VFile", __LINE__);
-    ReplaceFrom(at, oldLen, &f, f.handle, count);
+    if (!content->OnOwnerThread()) HaltA("VFile", __LINE__);
+    Change::FromFile(*this, at, oldLen, &f, f.handle, count);
 }
 
 void VFile::ReplaceFile(std::int32_t at, std::int32_t oldLen, FileHandle h, std::int32_t count) {
-    if (!OnOwnerThread()) HaltA("VFile", __LINE__);
-    ReplaceFrom(at, oldLen, nullptr, h, count);
+    if (!content->OnOwnerThread()) HaltA("VFile", __LINE__);
+    Change::FromFile(*this, at, oldLen, nullptr, h, count);
 }
 
-// Both forms of ReplaceFile: from `f`, or from the bare handle `h` if f is NIL. All new bytes go through a private
-// chain, even ten of them, a block for each read.
-void VFile::ReplaceFrom(std::int32_t at, std::int32_t oldLen, HFile* f, FileHandle h, std::int32_t count) {
-    if (res != resDone) return;
+namespace vfile_internal {
+
+bool Change::MayGive(const VFile& f) {
+    return TableOf(f) == tableOfVFile.load(std::memory_order_relaxed) && !Content::Of(f).observers &&
+           !(f.flags & (vfLocked | vfReadOnly | vfTrackModified));
+}
+
+void Change::FromGiver(VFile& f, VFile& giver) {
+    if (!Content::Of(f).OnOwnerThread()) HaltA("VFile", __LINE__);
+    if (Content::Of(giver).owner != Content::Of(f).owner) HaltA("VFile", __LINE__);
+    if (f.res != resDone || !Allowed(f)) return;
+    Change change(f, &giver, 0);
+    change.giver = &giver;
+    change.Make(0, f.len, giver.len);
+}
+
+void Change::FromFile(VFile& f, std::int32_t at, std::int32_t oldLen, HFile* file, FileHandle h, std::int32_t count) {
+    if (f.res != resDone) return;
     const bool same = oldLen == SameLen;
     if (same) oldLen = 0;
     if (at < 0 || oldLen < 0 || count < 0 || h == InvalidHandle) {
-        res = resCallError;
+        f.res = resCallError;
         return;
     }
-    if (!MayChange()) return;
-
-    BlkDesc* p1 = nullptr;
-    BlkDesc* p2 = nullptr;
-    const std::int32_t total = StageFile(p1, p2, f, h, count);
-    if (res == resDone && total < count && count != MaxLen) res = resNotDone;
-    if (same) oldLen = total;
-    if (res == resDone) ClampChange(at, oldLen, total);
-    const bool anything = oldLen > 0 || total > 0;
-    if (res == resDone && anything) InitChange(at);
-    if (res == resDone && anything) res = AskHook(at, oldLen, total);
-    if (res != resDone) {
-        DisposeBlkPtrList(p1);
-        return;
-    }
-
-    if (anything) {
-        DoChange(oldLen, nullptr, 0, p1, p2);
-        EndChange(at, oldLen, total);
-    }
-    GoBehind(at + total);
+    if (!Allowed(f)) return;
+    Change change(f);
+    const std::int32_t total = change.StageFile(file, h, count);
+    if (f.res == resDone && total < count && count != MaxLen) f.res = resNotDone;
+    if (f.res == resDone) change.Make(at, same ? total : oldLen, total);
 }
 
-// Reads up to `count` bytes into a private chain; how many there were. A failed read sets `res`.
-std::int32_t VFile::StageFile(BlkDesc*& p1, BlkDesc*& p2, HFile* f, FileHandle h, std::int32_t count) {
-    unsigned char bytes[BlkSize];
-    std::int32_t total = platform::IsOrdinaryFile(h) ? StageGathered(p1, p2, f, h, count) : 0;
-    while (res == resDone && total < count) {
-        const std::int32_t k = std::min<std::int32_t>(count - total, BlkSize);
-        std::int32_t got;
-        if (f) {
-            got = f->ReadBytes(bytes, k);
-            res = f->res == resDone ? resDone : GetFileRes(*f);
-        } else {
-            got = platform::ReadFile(h, bytes, static_cast<std::uint32_t>(k));
-            res = got >= 0 ? resDone : GetFileRes();
+// In larger reads where the file is an ordinary one and there is memory: it is cut into the same blocks.
+std::int32_t Change::StageFile(HFile* file, FileHandle h, std::int32_t count) {
+    unsigned char piece[BlkSize];
+    const LargeRoom large(platform::IsOrdinaryFile(h) ? count : 0);
+    unsigned char* bytes = large.bytes ? large.bytes : piece;
+    const std::int32_t most = large.bytes ? LargeRoom::Size : BlkSize;
+    std::int32_t total = 0;
+    for (std::int32_t got = 1; total < count && got > 0; total += got) {
+        const std::int32_t want = std::min(count - total, most);
+        got = file ? file->ReadBytes(bytes, want) : platform::ReadFile(h, bytes, static_cast<std::uint32_t>(want));
+        if (file ? file->res != resDone : got < 0) {
+            f.res = file ? GetFileRes(*file) : GetFileRes();
+            return total;
         }
-        if (res != resDone || got == 0) break;
-        AddPrivate(p1, p2, bytes, static_cast<std::int16_t>(got));
-        total += got;
+        for (std::int32_t done = 0, k; done < got; done += k) {
+            k = std::min<std::int32_t>(got - done, BlkSize);
+            Stage(bytes + done, k);
+        }
     }
     return total;
 }
 
-// Reads from an ordinary file in larger transfers, which end where small ones would; how many bytes there were. What it
-// leaves the small ones are to go on with: the end of the file, or all if there is no memory for larger ones. A failed
-// read sets `res`.
-std::int32_t VFile::StageGathered(BlkDesc*& p1, BlkDesc*& p2, HFile* f, FileHandle h, std::int32_t count) {
-    const std::int32_t most = std::min<std::int32_t>(count, GatherSize);
-    auto* bytes =
-        static_cast<unsigned char*>(f && f->res != resDone ? nullptr : std::malloc(static_cast<std::size_t>(most)));
-    std::int32_t total = 0, k = 0, got = 0;
-    while (bytes && got == k && total < count) {
-        k = std::min<std::int32_t>(count - total, most);
-        got = platform::ReadFile(h, bytes, static_cast<std::uint32_t>(k));
-        if (got < 0) res = GetFileRes();
-        if (got < 0 && f) f->res = res;
-        if (f) f->eof = got >= 0 && got < k;
-        for (std::int32_t done = 0, n; done < got; done += n) {
-            n = std::min<std::int32_t>(got - done, BlkSize);
-            AddPrivate(p1, p2, bytes + done, static_cast<std::int16_t>(n));
-        }
-        total += std::max<std::int32_t>(0, got);
-    }
-    std::free(bytes);
-    return total;
-}
+} // namespace vfile_internal

@@ -1,10 +1,15 @@
 // Comparison of whole contents, with one another and with strings, through a cursor beside the object's own.
-#include "vfile/vfile_inline.h"
+#include "vfile/content.h"
 
 #include "foundation/halt.h"
+#include "vfile/span_reader.h"
 
 #include <algorithm>
 #include <cstring>
+
+using vfile_internal::Content;
+using vfile_internal::Span;
+using vfile_internal::SpanReader;
 
 namespace {
 
@@ -13,77 +18,82 @@ std::int32_t CommonLength(std::int32_t len, std::size_t textLen) {
     return static_cast<std::int32_t>(std::min<std::size_t>(static_cast<std::size_t>(len), textLen));
 }
 
+// The next n bytes against these: below 0, 0 or above 0.
+int OrderOf(SpanReader& in, const void* bytes, std::size_t n) {
+    const auto* against = static_cast<const unsigned char*>(bytes);
+    int order = 0;
+    for (std::size_t k; n > 0 && order == 0; n -= k) {
+        const Span s = in.Next();
+        k = std::min(n, s.size);
+        order = std::memcmp(s.bytes, against, k);
+        in.Take(k);
+        against += k;
+    }
+    return order;
+}
+
+// The first n bytes of both.
+int Order(const VFile& v, const char* s, std::int32_t n) {
+    SpanReader in(v, 0);
+    return OrderOf(in, s, static_cast<std::size_t>(n));
+}
+
+int Order(const VFile& a, const VFile& b, std::int32_t n) {
+    SpanReader ofA(a, 0);
+    SpanReader ofB(b, 0);
+    unsigned char bytes[BlkSize]; // a copy: what VMem lends lasts only until the other side is asked for
+    int order = 0;
+    for (std::size_t left = static_cast<std::size_t>(n), k; left > 0 && order == 0; left -= k) {
+        const Span s = ofB.Next();
+        k = std::min(left, s.size);
+        std::memcpy(bytes, s.bytes, k);
+        ofB.Take(k);
+        order = OrderOf(ofA, bytes, k);
+    }
+    return order;
+}
+
+// Halts unless both are the calling thread's.
+void TestOwners(const VFile& a, const VFile& b) {
+    if (!Content::Of(a).OnOwnerThread()) HaltA("VFile", __LINE__);
+    if (Content::Of(a).owner != Content::Of(b).owner) HaltA("VFile", __LINE__);
+}
+
 } // namespace
 
-void VFile::TestOwners(const VFile& a, const VFile& b) {
-    if (!a.OnOwnerThread()) HaltA("VFile", __LINE__);
-    if (a.owner != b.owner) HaltA("VFile", __LINE__);
-}
-
-int VFile::Order(const VFile& a, const VFile& b, std::int32_t n) {
-    BlkRdr ra;
-    BlkRdr rb;
-    a.SetPosC(ra, 0);
-    b.SetPosC(rb, 0);
-    unsigned char bytesOfA[BlkSize]; // a copy: what VMem lends lasts only until b's bytes are asked for
-    int order = 0;
-    while (n > 0 && order == 0) {
-        const int chunk = std::min<std::int32_t>(n, BlkSize);
-        a.ReadBytesC(ra, bytesOfA, chunk);
-        for (int done = 0, k; done < chunk && order == 0; done += k) {
-            const unsigned char* bytesOfB = b.PieceC(rb, chunk - done, k);
-            order = std::memcmp(bytesOfA + done, bytesOfB, static_cast<std::size_t>(k));
-        }
-        n -= chunk;
-    }
-    return order;
-}
-
-int VFile::Order(const VFile& v, const char* s, std::int32_t n) {
-    BlkRdr rd;
-    v.SetPosC(rd, 0);
-    int order = 0;
-    for (int k; n > 0 && order == 0; n -= k) {
-        const unsigned char* bytes = v.PieceC(rd, n, k);
-        order = std::memcmp(bytes, s, static_cast<std::size_t>(k));
-        s += k;
-    }
-    return order;
-}
-
 bool operator==(const VFile& a, const VFile& b) {
-    VFile::TestOwners(a, b);
-    return a.len == b.len && VFile::Order(a, b, a.len) == 0;
+    TestOwners(a, b);
+    return a.Length() == b.Length() && Order(a, b, a.Length()) == 0;
 }
 
 bool operator==(const VFile& v, const char* s) {
-    VFile::TestOwners(v, v);
+    TestOwners(v, v);
     const std::size_t textLen = std::strlen(s);
-    return static_cast<std::size_t>(v.len) == textLen && VFile::Order(v, s, v.len) == 0;
+    return static_cast<std::size_t>(v.Length()) == textLen && Order(v, s, v.Length()) == 0;
 }
 
 bool operator<(const VFile& a, const VFile& b) {
-    VFile::TestOwners(a, b);
-    const int order = VFile::Order(a, b, std::min<std::int32_t>(a.len, b.len));
-    return order < 0 || (order == 0 && a.len < b.len);
+    TestOwners(a, b);
+    const int order = Order(a, b, std::min<std::int32_t>(a.Length(), b.Length()));
+    return order < 0 || (order == 0 && a.Length() < b.Length());
 }
 
 bool operator<(const VFile& v, const char* s) {
-    VFile::TestOwners(v, v);
+    TestOwners(v, v);
     const std::size_t textLen = std::strlen(s);
-    const int order = VFile::Order(v, s, CommonLength(v.len, textLen));
-    return order < 0 || (order == 0 && static_cast<std::size_t>(v.len) < textLen);
+    const int order = Order(v, s, CommonLength(v.Length(), textLen));
+    return order < 0 || (order == 0 && static_cast<std::size_t>(v.Length()) < textLen);
 }
 
 bool operator<=(const VFile& a, const VFile& b) {
-    VFile::TestOwners(a, b);
-    const int order = VFile::Order(a, b, std::min<std::int32_t>(a.len, b.len));
-    return order < 0 || (order == 0 && a.len <= b.len);
+    TestOwners(a, b);
+    const int order = Order(a, b, std::min<std::int32_t>(a.Length(), b.Length()));
+    return order < 0 || (order == 0 && a.Length() <= b.Length());
 }
 
 bool operator<=(const VFile& v, const char* s) {
-    VFile::TestOwners(v, v);
+    TestOwners(v, v);
     const std::size_t textLen = std::strlen(s);
-    const int order = VFile::Order(v, s, CommonLength(v.len, textLen));
-    return order < 0 || (order == 0 && static_cast<std::size_t>(v.len) <= textLen);
+    const int order = Order(v, s, CommonLength(v.Length(), textLen));
+    return order < 0 || (order == 0 && static_cast<std::size_t>(v.Length()) <= textLen);
 }

@@ -1,13 +1,16 @@
 // The cursor: queries, positioning, reading, and the one block buffer.
-#include "vfile/vfile_inline.h"
+#include "vfile/content.h"
 
 #include "foundation/halt.h"
-#include "vfile/block_index.h"
-#include "vmem/vmem.h"
+#include "vfile/span_reader.h"
 
 #include <algorithm>
 #include <cstdlib>
-#include <cstring>
+
+using vfile_internal::BlkRdr;
+using vfile_internal::Content;
+using vfile_internal::EnterAhead;
+using vfile_internal::EnterBefore;
 
 std::int32_t VFile::Length() const {
     return len;
@@ -26,22 +29,14 @@ bool VFile::Bof() const {
 }
 
 void VFile::SetPos(std::int32_t p) {
-    if (!OnOwnerThread()) HaltA("VFile", __LINE__);
+    if (!content->OnOwnerThread()) HaltA("VFile", __LINE__);
     if (p < 0) {
         res = resCallError;
         return;
     }
-    PlaceAt(std::min<std::int32_t>(p, len));
+    Content::Place(*this, std::min<std::int32_t>(p, len));
     res = resDone;
     eof = false;
-}
-
-// PlaceAt for a place outside the current block, or at its end.
-void VFile::PlaceFar(std::int32_t p) {
-    const BlkRdr left = cur;
-    FindBlk(cur, p, false);
-    if (cur.ptr != left.ptr) LeaveBlk(left);
-    pos = p;
 }
 
 void VFile::SetPos(std::int32_t offset, int origin) {
@@ -67,101 +62,76 @@ void VFile::Reset() {
     SetPos(0);
 }
 
-// The cursor is leaving this block, or has just left it: what only the buffer has goes to VMem, and the index learns of
-// the block's new length.
-void VFile::LeaveBlk(const BlkRdr& left) {
+namespace vfile_internal {
+
+void Content::WriteBack() {
     if (bufDirty) {
-        vm->Set(left.ptr->adr, buf, left.ptr->len);
+        chain.Fill(bufBlk, buf);
         bufDirty = false;
     }
-    bufLoaded = false;
-    if (indexLag != 0) {
-        index->Adjust(left.start, indexLag);
-        indexLag = 0;
-    }
+    bufBlk = nullptr;
 }
 
-// The bytes of the current block, which has some, wherever the newest of them are. Good until the next call of VMem.
-const unsigned char* VFile::BytesOfCur() const {
-    return bufLoaded ? buf : vm->Peek(cur.ptr->adr, cur.ptr->len);
+void Content::FreeBuf() {
+    if (buf) vm.buffers.Give(*this);
+    bufBlk = nullptr;
+    bufDirty = false;
 }
 
-// Goes to the block that holds the byte at the cursor. False, and at the end of the last block, if there is none.
-bool VFile::EnterBlkAhead() {
-    while (cur.ix >= cur.ptr->len) {
-        if (!cur.ptr->next) return false;
-        LeaveBlk(cur);
-        cur.start += cur.ptr->len;
-        cur.ix = 0;
-        cur.ptr = cur.ptr->next;
-    }
-    return true;
-}
-
-// Goes to the block that holds the byte before the cursor. False, and at the start of the first block, if there is
-// none.
-bool VFile::EnterBlkBefore() {
-    while (cur.ix < 1) {
-        if (cur.ptr == first) return false;
-        LeaveBlk(cur);
-        cur.ptr = cur.ptr->prev;
-        cur.start -= cur.ptr->len;
-        cur.ix = cur.ptr->len;
-    }
-    return true;
-}
-
-bool VFile::HaveBuf() {
-    if (!buf) buf = static_cast<unsigned char*>(std::malloc(BlkSize));
-    return buf != nullptr;
-}
-
-// Brings the current block into the buffer. False if the heap has no room for a buffer.
-bool VFile::LoadBuf() {
-    if (bufLoaded) return true;
+bool Content::LoadBuf() {
+    if (bufBlk == cur.ptr) return true;
     if (!HaveBuf()) return false;
-    vm->Get(cur.ptr->adr, buf, cur.ptr->len);
-    bufLoaded = true;
+    WriteBack();
+    chain.Load(cur.ptr, buf);
+    bufBlk = cur.ptr;
     return true;
 }
 
 // The byte at the cursor, which stands on one; past the buffer if there is no memory for it.
-unsigned char VFile::ByteAtCursor() {
+unsigned char Content::ByteAtCursor() {
     if (LoadBuf()) return buf[cur.ix];
     unsigned char b;
-    vm->Get(cur.ptr->adr + cur.ix, b);
+    chain.Load(cur.ptr, cur.ix, b);
     return b;
 }
 
+} // namespace vfile_internal
+
 void VFile::ReadByte(unsigned char& b) {
-    if (bufLoaded && cur.ix < cur.ptr->len) { // most bytes come this way
-        const unsigned char c = buf[cur.ix];
-        ++cur.ix;
-        ++pos;
-        eof = false;
-        b = c; // last: it might be anything, as far as the compiler knows
-        return;
-    }
-    if (!EnterBlkAhead()) {
-        b = 0;
-        eof = true;
-        return;
-    }
-    b = ByteAtCursor();
+    Content& c = *content;
+    BlkRdr& cur = c.cur;
+    if (c.bufBlk != cur.ptr || cur.ix >= cur.ptr->len) return Content::ReadByteFar(*this, b);
+    const unsigned char byte = c.buf[cur.ix]; // most bytes come this way
     ++cur.ix;
     ++pos;
     eof = false;
+    b = byte; // last: it might be anything, as far as the compiler knows
+}
+
+// ReadByte where the buffer does not have the byte. By itself, so that the short way saves no registers.
+[[gnu::noinline]] void Content::ReadByteFar(VFile& f, unsigned char& b) {
+    BlkRdr& cur = f.content->cur;
+    if (!EnterAhead(cur)) {
+        b = 0;
+        f.eof = true;
+        return;
+    }
+    b = f.content->ByteAtCursor();
+    ++cur.ix;
+    ++f.pos;
+    f.eof = false;
 }
 
 void VFile::ReadPrevByte(unsigned char& b) {
-    if (!EnterBlkBefore()) {
+    BlkRdr& cur = content->cur;
+    if (!EnterBefore(cur)) {
         b = 0;
         eof = true;
         return;
     }
     --cur.ix;
-    b = ByteAtCursor();
-    --pos;
+    --pos; // before a halt that leaves by an exception could come between the two
+    b = content->ByteAtCursor();
     eof = false;
 }
 
@@ -171,30 +141,22 @@ int VFile::ReadBytes(void* dst, int n) {
         res = resCallError;
         return 0;
     }
+    BlkRdr& cur = content->cur;
     auto* to = static_cast<unsigned char*>(dst);
     int done = 0;
-    while (done < n) {
-        if (!EnterBlkAhead()) {
-            eof = true;
-            return done;
-        }
-        const auto k = static_cast<std::int16_t>(std::min<std::int32_t>(n - done, cur.ptr->len - cur.ix));
-        if (bufLoaded) {
-            std::memcpy(to + done, buf + cur.ix, static_cast<std::size_t>(k));
-        } else {
-            vm->Get(cur.ptr->adr + cur.ix, to + done, k);
-        }
+    while (done < n && EnterAhead(cur)) {
+        const int k = std::min<std::int32_t>(n - done, cur.ptr->len - cur.ix);
+        std::memcpy(to + done, content->BytesOf(cur.ptr) + cur.ix, static_cast<std::size_t>(k));
         done += k;
         pos += k;
         cur.ix = static_cast<std::int16_t>(cur.ix + k);
     }
-    eof = false;
+    eof = done < n;
     return done;
 }
 
 void VFile::Flush() {
-    if (!OnOwnerThread()) HaltA("VFile", __LINE__);
-    LeaveBlk(cur);
-    std::free(buf);
-    buf = nullptr;
+    if (!content->OnOwnerThread()) HaltA("VFile", __LINE__);
+    content->WriteBack();
+    content->FreeBuf();
 }

@@ -4,6 +4,8 @@
 
 #include "vfile/edit_internal.h"
 
+using vfile_internal::TextLength;
+
 namespace {
 
 // Least significant byte first, whatever the machine does.
@@ -30,11 +32,12 @@ unsigned long long ReadValue(VFile& f, unsigned long long old, int n) {
     return v.Value();
 }
 
-} // namespace
-
-std::int32_t VFile::WriteOldLen(std::int32_t n) const {
-    return flags & vfInsert ? 0 : n;
+// The old length of a Write over n bytes.
+std::int32_t WriteOldLen(const VFile& f, std::int32_t n) {
+    return f.FlagOn(vfInsert) ? 0 : n;
 }
+
+} // namespace
 
 void VFile::InsertByte(unsigned char b) {
     ReplaceBuf(pos, 0, &b, 1);
@@ -44,15 +47,15 @@ void VFile::InsertBytes(const void* bytes, int n) {
     ReplaceBuf(pos, 0, bytes, n);
 }
 
-void VFile::InsertWord(unsigned short v) {
+void VFile::InsertWord(Word v) {
     ReplaceBuf(pos, 0, ValueBytes(v).bytes, 2);
 }
 
-void VFile::InsertDWord(unsigned int v) {
+void VFile::InsertDWord(DWord v) {
     ReplaceBuf(pos, 0, ValueBytes(v).bytes, 4);
 }
 
-void VFile::InsertQWord(unsigned long long v) {
+void VFile::InsertQWord(QWord v) {
     ReplaceBuf(pos, 0, ValueBytes(v).bytes, 8);
 }
 
@@ -84,15 +87,15 @@ void VFile::ReplaceBytes(const void* bytes, int n) {
     ReplaceBuf(pos, n, bytes, n);
 }
 
-void VFile::ReplaceWord(unsigned short v) {
+void VFile::ReplaceWord(Word v) {
     ReplaceBuf(pos, 2, ValueBytes(v).bytes, 2);
 }
 
-void VFile::ReplaceDWord(unsigned int v) {
+void VFile::ReplaceDWord(DWord v) {
     ReplaceBuf(pos, 4, ValueBytes(v).bytes, 4);
 }
 
-void VFile::ReplaceQWord(unsigned long long v) {
+void VFile::ReplaceQWord(QWord v) {
     ReplaceBuf(pos, 8, ValueBytes(v).bytes, 8);
 }
 
@@ -117,43 +120,43 @@ void VFile::Replace(HFile& f, std::int32_t count) {
 }
 
 void VFile::WriteByte(unsigned char b) {
-    ReplaceBuf(pos, WriteOldLen(1), &b, 1);
+    ReplaceBuf(pos, WriteOldLen(*this, 1), &b, 1);
 }
 
 void VFile::WriteBytes(const void* bytes, int n) {
-    ReplaceBuf(pos, WriteOldLen(n), bytes, n);
+    ReplaceBuf(pos, WriteOldLen(*this, n), bytes, n);
 }
 
-void VFile::WriteWord(unsigned short v) {
-    ReplaceBuf(pos, WriteOldLen(2), ValueBytes(v).bytes, 2);
+void VFile::WriteWord(Word v) {
+    ReplaceBuf(pos, WriteOldLen(*this, 2), ValueBytes(v).bytes, 2);
 }
 
-void VFile::WriteDWord(unsigned int v) {
-    ReplaceBuf(pos, WriteOldLen(4), ValueBytes(v).bytes, 4);
+void VFile::WriteDWord(DWord v) {
+    ReplaceBuf(pos, WriteOldLen(*this, 4), ValueBytes(v).bytes, 4);
 }
 
-void VFile::WriteQWord(unsigned long long v) {
-    ReplaceBuf(pos, WriteOldLen(8), ValueBytes(v).bytes, 8);
+void VFile::WriteQWord(QWord v) {
+    ReplaceBuf(pos, WriteOldLen(*this, 8), ValueBytes(v).bytes, 8);
 }
 
 void VFile::Write(char c, int n) {
-    ReplaceCh(pos, WriteOldLen(n), c, n);
+    ReplaceCh(pos, WriteOldLen(*this, n), c, n);
 }
 
 void VFile::Write(const char* s) {
-    ReplaceBuf(pos, WriteOldLen(SameLen), s, TextLength(s));
+    ReplaceBuf(pos, WriteOldLen(*this, SameLen), s, TextLength(s));
 }
 
 void VFile::Write(const VFile& src, std::int32_t from, std::int32_t count) {
-    ReplaceTxt(pos, WriteOldLen(SameLen), src, from, count);
+    ReplaceTxt(pos, WriteOldLen(*this, SameLen), src, from, count);
 }
 
 void VFile::Write(FileHandle h, std::int32_t count) {
-    ReplaceFile(pos, WriteOldLen(SameLen), h, count);
+    ReplaceFile(pos, WriteOldLen(*this, SameLen), h, count);
 }
 
 void VFile::Write(HFile& f, std::int32_t count) {
-    ReplaceFile(pos, WriteOldLen(SameLen), f, count);
+    ReplaceFile(pos, WriteOldLen(*this, SameLen), f, count);
 }
 
 void VFile::AppendByte(unsigned char b) {
@@ -164,15 +167,15 @@ void VFile::AppendBytes(const void* bytes, int n) {
     ReplaceBuf(len, 0, bytes, n);
 }
 
-void VFile::AppendWord(unsigned short v) {
+void VFile::AppendWord(Word v) {
     ReplaceBuf(len, 0, ValueBytes(v).bytes, 2);
 }
 
-void VFile::AppendDWord(unsigned int v) {
+void VFile::AppendDWord(DWord v) {
     ReplaceBuf(len, 0, ValueBytes(v).bytes, 4);
 }
 
-void VFile::AppendQWord(unsigned long long v) {
+void VFile::AppendQWord(QWord v) {
     ReplaceBuf(len, 0, ValueBytes(v).bytes, 8);
 }
 
@@ -204,15 +207,15 @@ void VFile::PrependBytes(const void* bytes, int n) {
     ReplaceBuf(0, 0, bytes, n);
 }
 
-void VFile::PrependWord(unsigned short v) {
+void VFile::PrependWord(Word v) {
     ReplaceBuf(0, 0, ValueBytes(v).bytes, 2);
 }
 
-void VFile::PrependDWord(unsigned int v) {
+void VFile::PrependDWord(DWord v) {
     ReplaceBuf(0, 0, ValueBytes(v).bytes, 4);
 }
 
-void VFile::PrependQWord(unsigned long long v) {
+void VFile::PrependQWord(QWord v) {
     ReplaceBuf(0, 0, ValueBytes(v).bytes, 8);
 }
 
@@ -272,8 +275,26 @@ void VFile::ReadQWord(unsigned long long& v) {
     v = ReadValue(*this, v, 8);
 }
 
+#if ULONG_MAX == 0xFFFFFFFF
+void VFile::ReadDWord(long& v) {
+    v = static_cast<long>(ReadValue(*this, static_cast<unsigned long>(v), 4));
+}
+
+void VFile::ReadDWord(unsigned long& v) {
+    v = static_cast<unsigned long>(ReadValue(*this, v, 4));
+}
+#else
+void VFile::ReadQWord(long& v) {
+    v = static_cast<long>(ReadValue(*this, static_cast<unsigned long>(v), 8));
+}
+
+void VFile::ReadQWord(unsigned long& v) {
+    v = static_cast<unsigned long>(ReadValue(*this, v, 8));
+}
+#endif
+
 std::int32_t VFile::Read(unsigned char& c) {
-    unsigned char b;
+    unsigned char b = 0; // an override may leave it alone
     ReadByte(b);
     c = b;
     if (eof) return 0;

@@ -4,6 +4,8 @@
 #include "foundation/number_text.h"
 #include "vfile/edit_internal.h"
 
+using vfile_internal::TextLength;
+
 // A constructor calls the class's own operation: what a derived class would put in its place is not there yet.
 
 VFile::VFile(char c, int n) {

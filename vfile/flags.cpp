@@ -1,9 +1,7 @@
 // The flag word, the kind number, the hooks' defaults, and the empty diagnostics.
-#include "vfile/vfile_inline.h"
+#include "vfile/content.h"
 
 #include "foundation/halt.h"
-
-#include <cstring>
 
 int VFile::GetFlags() const {
     return flags;
@@ -30,7 +28,7 @@ void VFile::ExclFlag(int mask) {
 }
 
 void VFile::ToggleFlag(int mask) {
-    if (!OnOwnerThread()) HaltA("VFile", __LINE__);
+    if (!content->OnOwnerThread()) HaltA("VFile", __LINE__);
     if (res != resDone) return;
     if (flags & vfLocked) {
         res = resContextError;
@@ -63,9 +61,3 @@ void VFile::CheckInvariants() const {}
 void VFile::Show(const char*) const {}
 
 void VFile::Dump() const {}
-
-// Notes a line end among new bytes. No flag operation is involved, and no hook.
-void VFile::CheckEOL(const void* src, int n) {
-    const auto size = static_cast<std::size_t>(n);
-    if (std::memchr(src, '\n', size) || std::memchr(src, '\r', size)) flags |= vfHasEol;
-}

@@ -1,11 +1,18 @@
 // Lines, found by reading around a position, and reads of lines and stretches of text into a buffer.
-#include "vfile/vfile_inline.h"
+#include "vfile/content.h"
 
 #include "foundation/byte_scan.h"
 #include "foundation/halt.h"
+#include "vfile/span_reader.h"
 
 #include <algorithm>
 #include <cstring>
+
+using vfile_internal::FindEither;
+using vfile_internal::FindEitherBack;
+using vfile_internal::Span;
+using vfile_internal::SpanReader;
+using Way = SpanReader::Way;
 
 namespace {
 
@@ -16,70 +23,29 @@ bool IsEol(unsigned char c) {
     return c == Cr || c == Lf;
 }
 
+// Goes over the text that comes next, storing what `room` allows, and over the first byte of the line end behind it,
+// which it returns; 0 with the object's `eof` if there is none. `size` becomes the length of the text.
+unsigned char PassText(SpanReader& in, const bool& eof, char* dst, int room, std::int32_t& size) {
+    size = 0;
+    for (;;) {
+        const Span s = in.Next();
+        if (eof) return 0;
+        const std::size_t i = FindEither(s.bytes, s.size, Cr, Lf);
+        if (size < room) std::memcpy(dst + size, s.bytes, std::min(i, static_cast<std::size_t>(room - size)));
+        size += static_cast<std::int32_t>(i);
+        if (i < s.size) {
+            const unsigned char c = s.bytes[i];
+            in.Take(i + 1);
+            return c;
+        }
+        in.Take(i);
+    }
+}
+
 } // namespace
 
-// The byte at the position, or before it, as ReadByte and ReadPrevByte give it: through them, or where nobody would see
-// the call, from the block where it lies.
-
-unsigned char VFile::NextByte() {
-    unsigned char c = 0;
-    if (!IsPlain()) {
-        ReadByte(c);
-        return c;
-    }
-    eof = !EnterBlkAhead();
-    if (eof) return 0;
-    c = BytesOfCur()[cur.ix];
-    Advance(1);
-    return c;
-}
-
-unsigned char VFile::PrevByte() {
-    unsigned char c = 0;
-    if (!IsPlain()) {
-        ReadPrevByte(c);
-        return c;
-    }
-    eof = !EnterBlkBefore();
-    if (eof) return 0;
-    Advance(-1);
-    return BytesOfCur()[cur.ix];
-}
-
-// Goes over the text that comes next, up to a line end or the end, storing what `room` allows; how many bytes it was.
-// None if somebody would see the reads: they are then the caller's, byte by byte.
-std::int32_t VFile::PassText(char* dst, int room) {
-    std::int32_t passed = 0;
-    bool atEol = !IsPlain();
-    while (!atEol && EnterBlkAhead()) {
-        const unsigned char* bytes = BytesOfCur() + cur.ix;
-        const auto size = static_cast<std::size_t>(cur.ptr->len - cur.ix);
-        const std::size_t i = FindEither(bytes, size, Cr, Lf);
-        if (passed < room) std::memcpy(dst + passed, bytes, std::min(i, static_cast<std::size_t>(room - passed)));
-        Advance(static_cast<int>(i));
-        passed += static_cast<std::int32_t>(i);
-        atEol = i < size;
-    }
-    return passed;
-}
-
-// The same going back, to behind a line end or to the start.
-std::int32_t VFile::PassTextBack() {
-    std::int32_t passed = 0;
-    bool atEol = !IsPlain();
-    while (!atEol && EnterBlkBefore()) {
-        const auto size = static_cast<std::size_t>(cur.ix);
-        const std::size_t i = FindEitherBack(BytesOfCur(), size, Cr, Lf);
-        atEol = i < size;
-        const auto n = static_cast<int>(atEol ? size - 1 - i : size);
-        Advance(-n);
-        passed += n;
-    }
-    return passed;
-}
-
 std::int32_t VFile::LineStart(std::int32_t p) {
-    if (!OnOwnerThread()) HaltA("VFile", __LINE__);
+    if (!content->OnOwnerThread()) HaltA("VFile", __LINE__);
     if (p < 0) {
         res = resCallError;
         return 0;
@@ -88,46 +54,46 @@ std::int32_t VFile::LineStart(std::int32_t p) {
     if (p == 0) return 0;
 
     SetPos(p);
-    unsigned char c = PrevByte();
+    SpanReader back(*this, Way::Back);
+    unsigned char c = back.Byte();
     if (c == Cr) {
         SetPos(p);
-        if (NextByte() != Lf) return p;
+        if (SpanReader(*this, Way::Ahead).Byte() != Lf) return p;
         // Between the two of a pair: the search goes on before it.
         SetPos(p);
-        PrevByte();
+        back.Byte();
         --p;
-        c = PrevByte();
+        c = back.Byte();
     }
-    while (p > 0 && !IsEol(c)) {
-        p -= PassTextBack() + 1;
-        c = PrevByte();
+    while (p > 0 && !IsEol(c)) { // c is the byte at p - 1
+        const Span s = back.Next();
+        const std::size_t i = FindEitherBack(s.bytes, s.size, Cr, Lf);
+        const std::size_t n = i < s.size ? s.size - i : s.size;
+        c = s.bytes[s.size - n];
+        back.Take(n);
+        p -= static_cast<std::int32_t>(n);
     }
     return p;
 }
 
 void VFile::LineSize(std::int32_t p, std::int32_t& start, std::int32_t& size, std::int32_t& eolSize) {
-    if (!OnOwnerThread()) HaltA("VFile", __LINE__);
+    if (!content->OnOwnerThread()) HaltA("VFile", __LINE__);
     if (p < 0) {
         res = resCallError;
         return;
     }
     start = LineStart(p);
     SetPos(start);
-    size = 0;
+    SpanReader in(*this, Way::Ahead);
+    const unsigned char c = PassText(in, eof, nullptr, 0, size);
     eolSize = 0;
-    while (eolSize == 0) {
-        size += PassText(nullptr, 0);
-        const unsigned char c = NextByte();
-        if (eof) return;
-        ++size;
-        if (!IsEol(c)) continue;
-        eolSize = c == Cr && NextByte() == Lf ? 2 : 1;
-        size += eolSize - 1;
-    }
+    if (eof) return;
+    eolSize = c == Cr && in.Byte() == Lf ? 2 : 1;
+    size += eolSize;
 }
 
 std::int32_t VFile::LineEnd(std::int32_t p, bool withEol) {
-    if (!OnOwnerThread()) HaltA("VFile", __LINE__);
+    if (!content->OnOwnerThread()) HaltA("VFile", __LINE__);
     if (p < 0) {
         res = resCallError;
         return 0;
@@ -140,32 +106,34 @@ std::int32_t VFile::LineEnd(std::int32_t p, bool withEol) {
 }
 
 std::int32_t VFile::LineIndent(std::int32_t p) {
-    if (!OnOwnerThread()) HaltA("VFile", __LINE__);
+    if (!content->OnOwnerThread()) HaltA("VFile", __LINE__);
     if (p < 0) {
         res = resCallError;
         return 0;
     }
     SetPos(LineStart(p));
+    SpanReader in(*this, Way::Ahead);
     std::int32_t count = 0;
-    while (NextByte() == ' ') ++count;
+    while (in.Byte() == ' ') ++count;
     return count;
 }
 
 bool VFile::AfterCRLF(std::int32_t p) {
     SetPos(p);
-    return PrevByte() == Lf && PrevByte() == Cr;
+    SpanReader back(*this, Way::Back);
+    return back.Byte() == Lf && back.Byte() == Cr;
 }
 
 bool VFile::BeforeCRLF(std::int32_t p) {
     SetPos(p);
-    return NextByte() == Cr && NextByte() == Lf;
+    SpanReader in(*this, Way::Ahead);
+    return in.Byte() == Cr && in.Byte() == Lf;
 }
 
 bool VFile::BetweenCRLF(std::int32_t p) {
-    if (!OnOwnerThread()) HaltA("VFile", __LINE__);
+    if (!content->OnOwnerThread()) HaltA("VFile", __LINE__);
     if (p < 1) return false;
-    SetPos(p - 1);
-    return NextByte() == Cr && NextByte() == Lf;
+    return BeforeCRLF(p - 1);
 }
 
 int VFile::ReadLine(char* dst, int size) {
@@ -173,20 +141,15 @@ int VFile::ReadLine(char* dst, int size) {
         res = resCallError;
         return 0;
     }
-    const int room = size - 1;
-    int stored = 0;
-    for (;;) {
-        stored += std::min<std::int32_t>(PassText(dst + stored, room - stored), room - stored);
-        const unsigned char c = NextByte();
-        if (eof || c == Lf) break;
-        if (c == Cr) {
-            const std::int32_t behind = pos;
-            const unsigned char follower = NextByte();
-            if (eof || follower != Lf) SetPos(behind);
-            break;
-        }
-        if (stored < room) dst[stored++] = static_cast<char>(c);
+    SpanReader in(*this, Way::Ahead);
+    std::int32_t passed;
+    const unsigned char c = PassText(in, eof, dst, size - 1, passed);
+    if (!eof && c == Cr) {
+        const std::int32_t behind = pos;
+        const unsigned char follower = in.Byte();
+        if (eof || follower != Lf) SetPos(behind);
     }
+    const int stored = std::min(passed, size - 1);
     dst[stored] = '\0';
     return stored;
 }

@@ -1,18 +1,33 @@
 // Whole files in and out: named files are opened, moved in pieces of 1024 bytes, or larger ones where nobody can tell,
 // and closed within one call.
-#include "vfile/vfile_inline.h"
+#include "vfile/content.h"
 
 #include "foundation/halt.h"
 #include "hostfile/hfile.h"
 #include "platform/file.h"
+#include "vfile/change.h"
+#include "vfile/large_transfer.h"
+#include "vfile/overrides.h"
+#include "vfile/vfile_observer.h"
 
 #include <algorithm>
-#include <cstdlib>
+
+namespace platform = vfile_internal::platform;
+
+namespace {
+
+// Closes a file at the end of its block, also where an override or a hook throws.
+struct Closing {
+    ~Closing() { platform::CloseFile(h); }
+    FileHandle h;
+};
+
+} // namespace
 
 void VFile::ReadFile(const char* name, std::uint32_t share) {
-    if (!OnOwnerThread()) HaltA("VFile", __LINE__);
+    if (!content->OnOwnerThread()) HaltA("VFile", __LINE__);
     if (res != resDone) return;
-    if (!MayChange()) return;
+    if (!vfile_internal::Change::Allowed(*this)) return;
     const platform::Sharing sharing = share == 0 ? platform::Sharing::None : platform::Sharing::All;
     const FileHandle h = platform::OpenFile(name, platform::Access::Read, sharing, platform::Disposition::OpenExisting,
                                             platform::Pattern::Sequential);
@@ -20,11 +35,12 @@ void VFile::ReadFile(const char* name, std::uint32_t share) {
         res = GetFileRes();
         return;
     }
+    const Closing closing{h};
     ReplaceFile(pos, flags & vfInsert ? 0 : SameLen, h, MaxLen);
-    platform::CloseFile(h);
 }
 
 void VFile::Load(const char* name, std::uint32_t share) {
+    const vfile_internal::OneStep step(content->observers ? this : nullptr);
     SetPos(0);
     ReplaceBuf(0, MaxLen, nullptr, 0);
     ReadFile(name, share);
@@ -32,7 +48,7 @@ void VFile::Load(const char* name, std::uint32_t share) {
 }
 
 void VFile::WriteFile(const char* name, bool overwrite) {
-    if (!OnOwnerThread()) HaltA("VFile", __LINE__);
+    if (!content->OnOwnerThread()) HaltA("VFile", __LINE__);
     if (res != resDone) return;
     const platform::Disposition disposition =
         overwrite ? platform::Disposition::CreateAlways : platform::Disposition::CreateNew;
@@ -42,9 +58,9 @@ void VFile::WriteFile(const char* name, bool overwrite) {
         res = GetFileRes();
         return;
     }
+    const Closing closing{h};
     SetPos(0);
     WriteToFile(h, MaxLen);
-    platform::CloseFile(h);
 }
 
 void VFile::Save(const char* name, bool overwrite) {
@@ -52,76 +68,73 @@ void VFile::Save(const char* name, bool overwrite) {
     WriteFile(name, overwrite);
 }
 
+namespace vfile_internal {
+
+// Writes what a content has from its position on to `file`, or to the bare handle if that is NIL.
+class FileWriter {
+  public:
+    FileWriter(VFile& content, HFile* file, FileHandle handle) : v(content), f(file), h(handle) {}
+    void Write(std::int32_t count);
+
+  private:
+    std::int32_t WritePiece(const void* bytes, std::int32_t n);
+
+    VFile& v;
+    HFile* f;
+    FileHandle h;
+};
+
+// In pieces of a block, or in larger ones to an ordinary file where nobody sees how much ReadBytes is asked for. A
+// failure is told, and the position left, as if each piece of a block had been written by itself.
+void FileWriter::Write(std::int32_t count) {
+    if (v.res != resDone) return;
+    if (count < 0 || h == InvalidHandle) {
+        v.res = resCallError;
+        return;
+    }
+    count = std::min(count, v.Length() - v.GetPos());
+    unsigned char piece[BlkSize];
+    const bool unseen = !Overrides(v, &VFile::ReadBytes) && platform::IsOrdinaryFile(h);
+    const LargeRoom large(unseen ? count : 0);
+    for (std::int32_t got; count > 0; count -= got) {
+        const bool useLarge = large.bytes && (!f || (f->res == resDone && f->MayWrite(LargeRoom::Size)));
+        unsigned char* bytes = useLarge ? large.bytes : piece;
+        const std::int32_t want = std::min(count, useLarge ? LargeRoom::Size : BlkSize);
+        const std::int32_t start = v.GetPos();
+        got = v.ReadBytes(bytes, want);
+        if (got <= 0 || got > want) { // a derived class's ReadBytes that gives nothing, or tells of more than fits
+            if (v.res == resDone) v.res = resNotDone;
+            return;
+        }
+        const std::int32_t moved = WritePiece(bytes, got);
+        if (moved == got) continue;
+        const std::int32_t failed = moved / BlkSize * BlkSize; // where the piece begins that did not go out whole
+        if (useLarge) Content::Place(v, std::min(start + failed + BlkSize, start + got));
+        return;
+    }
+}
+
+// How many bytes went out; fewer with `res` set.
+std::int32_t FileWriter::WritePiece(const void* bytes, std::int32_t n) {
+    if (f) {
+        const std::int32_t moved = f->res == resDone ? f->Put(bytes, n) : 0;
+        if (moved < n) v.res = GetFileRes(*f);
+        return moved;
+    }
+    bool failed;
+    const std::int32_t moved = platform::WriteFile(h, bytes, static_cast<std::uint32_t>(n), failed);
+    if (moved < n) v.res = failed ? GetFileRes() : resDiskFull;
+    return moved;
+}
+
+} // namespace vfile_internal
+
 void VFile::WriteToFile(FileHandle h, std::int32_t count) {
-    if (!OnOwnerThread()) HaltA("VFile", __LINE__);
-    WriteTo(nullptr, h, count);
+    if (!content->OnOwnerThread()) HaltA("VFile", __LINE__);
+    vfile_internal::FileWriter(*this, nullptr, h).Write(count);
 }
 
 void VFile::WriteToFile(HFile& f, std::int32_t count) {
-    if (!OnOwnerThread()) HaltA("VFile", __LINE__);
-    WriteTo(&f, f.handle, count);
-}
-
-// Both forms of WriteToFile: to `f`, or to the bare handle `h` if f is NIL.
-void VFile::WriteTo(HFile* f, FileHandle h, std::int32_t count) {
-    if (res != resDone) return;
-    if (count < 0 || h == InvalidHandle) {
-        res = resCallError;
-        return;
-    }
-    count = std::min<std::int32_t>(count, len - pos);
-    if (IsPlain() && count > BlkSize && platform::IsOrdinaryFile(h)) count -= WriteGathered(f, h, count);
-    if (res != resDone) return;
-    unsigned char bytes[BlkSize];
-    while (count > 0) {
-        const int want = std::min<std::int32_t>(count, BlkSize);
-        const int got = ReadBytes(bytes, want);
-        if (got <= 0 || got > want) { // a derived class's ReadBytes that gives nothing, or tells of more than fits
-            if (res == resDone) res = resNotDone;
-            return;
-        }
-        if (!WritePiece(f, h, bytes, got)) return;
-        count -= got;
-    }
-}
-
-// Writes to an ordinary file in larger transfers; how many bytes went out. A failure is told, and the position left, as
-// if each piece of a block had been written by itself. Without memory for the larger transfers it writes nothing.
-std::int32_t VFile::WriteGathered(HFile* f, FileHandle h, std::int32_t count) {
-    const std::int32_t most = std::min<std::int32_t>(count, GatherSize);
-    auto* bytes =
-        static_cast<unsigned char*>(f && f->res != resDone ? nullptr : std::malloc(static_cast<std::size_t>(most)));
-    std::int32_t done = 0;
-    while (bytes && done < count) {
-        const std::int32_t start = pos;
-        const int n = ReadBytes(bytes, std::min<std::int32_t>(count - done, most));
-        const std::uint32_t error = GetLastError();
-        SetLastError(0); // so that an old one is no reason for a short transfer
-        const std::int32_t moved = platform::WriteFile(h, bytes, static_cast<std::uint32_t>(n));
-        const bool told = GetLastError() != 0;
-        if (!told) SetLastError(error);
-        done += std::max<std::int32_t>(0, moved);
-        if (moved == n) continue;
-        const std::int32_t whole = std::max<std::int32_t>(0, moved) / BlkSize * BlkSize; // pieces that went out whole
-        res = told && moved <= whole ? GetFileRes() : resDiskFull; // and the next one, in part or not at all
-        if (f) f->res = res;
-        PlaceAt(std::min<std::int32_t>(start + whole + BlkSize, start + n));
-        break;
-    }
-    std::free(bytes);
-    return done;
-}
-
-// False, with `res` set, if not all of it was taken.
-bool VFile::WritePiece(HFile* f, FileHandle h, const void* bytes, int n) {
-    if (f) {
-        f->WriteBytes(bytes, n);
-        if (f->res == resDone) return true;
-        res = GetFileRes(*f);
-        return false;
-    }
-    const std::int32_t moved = platform::WriteFile(h, bytes, static_cast<std::uint32_t>(n));
-    if (moved == n) return true;
-    res = moved < 0 ? GetFileRes() : resDiskFull;
-    return false;
+    if (!content->OnOwnerThread()) HaltA("VFile", __LINE__);
+    vfile_internal::FileWriter(*this, &f, f.handle).Write(count);
 }

@@ -7,6 +7,8 @@
 #include <cstdlib>
 #include <cstring>
 
+namespace vfile_internal {
+
 namespace {
 
 std::uint32_t tlsIndex = platform::NoTlsIndex;
@@ -112,3 +114,5 @@ bool TlsSlotSet(std::uint32_t slot, TlsWord word) {
     words[slot] = word;
     return true;
 }
+
+} // namespace vfile_internal

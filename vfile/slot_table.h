@@ -9,6 +9,8 @@
 
 #include <cstdint>
 
+namespace vfile_internal {
+
 using TlsWord = std::uintptr_t; // holds a pointer as well as a number
 
 constexpr std::uint32_t NoSlot = 0xFFFFFFFF;
@@ -25,3 +27,5 @@ std::uint32_t TlsSlotAlloc(); // a slot number, or NoSlot
 bool TlsSlotFree(std::uint32_t slot);
 TlsWord TlsSlotGet(std::uint32_t slot);            // 0 where there is no table, no array or no such slot
 bool TlsSlotSet(std::uint32_t slot, TlsWord word); // false and no effect in the same cases
+
+} // namespace vfile_internal

@@ -6,17 +6,20 @@
 //
 // While a VMem exists its own temp directory and cache limit are the live ones and the slots are stale; they are
 // written back when the last VFile goes.
-#include "vfile/vfile.h"
+#include "vfile/thread_env.h"
 
 #include "foundation/halt.h"
 #include "platform/loader.h"
+#include "vfile/content.h"
 #include "vfile/slot_table.h"
+#include "vfile/vfile.h"
 #include "vmem/vmem.h"
 
+#include <atomic>
 #include <cstdlib>
 #include <cstring>
-#include <new>
 
+namespace vfile_internal {
 namespace {
 
 constexpr std::int32_t DefaultMaxCache = 4000; // kilobytes
@@ -25,55 +28,51 @@ void HaltWithoutSlot(std::uint32_t slot, std::int32_t line) {
     if (slot == NoSlot) HaltA("VFile", line);
 }
 
-} // namespace
+// In a forked child: what the thread that forked had, and how many of its objects are still there. One for each of the
+// latest forks that led to this process; what an earlier one had is not freed.
+struct Estate {
+    ThreadsVMem* vm;
+    std::atomic<std::int32_t> objects;
+};
+constexpr int MostEstates = 8;
+Estate estates[MostEstates];
+int lastEstate = 0;
 
-std::uint32_t VFile::slotVFileCount = NoSlot;
-std::uint32_t VFile::slotVMem = NoSlot;
-std::uint32_t VFile::slotTempDir = NoSlot;
-std::uint32_t VFile::slotMaxCache = NoSlot;
+// Four words of the slot table.
+std::uint32_t slotVFileCount = NoSlot; // number of live VFile objects of the thread
+std::uint32_t slotVMem = NoSlot;       // its VMem, NIL while that number is 0
+std::uint32_t slotTempDir = NoSlot;    // heap copy of its temp directory, NIL when none
+std::uint32_t slotMaxCache = NoSlot;   // its cache limit in kilobytes
 
 // The slot accessors.
 
-std::int32_t VFile::ThreadVFileCount() {
-    HaltWithoutSlot(slotVFileCount, __LINE__);
-    return static_cast<std::int32_t>(TlsSlotGet(slotVFileCount));
-}
-
-void VFile::SetThreadVFileCount(std::int32_t count) {
+void SetThreadVFileCount(std::int32_t count) {
     HaltWithoutSlot(slotVFileCount, __LINE__);
     TlsSlotSet(slotVFileCount, static_cast<TlsWord>(count));
 }
 
-void VFile::IncThreadVFileCount() {
-    SetThreadVFileCount(ThreadVFileCount() + 1);
-}
-
-void VFile::DecThreadVFileCount() {
-    SetThreadVFileCount(ThreadVFileCount() - 1);
-}
-
-VMem* VFile::ThreadVMem() {
+ThreadsVMem* ThreadVMem() {
     HaltWithoutSlot(slotVMem, __LINE__);
-    return reinterpret_cast<VMem*>(TlsSlotGet(slotVMem));
+    return reinterpret_cast<ThreadsVMem*>(TlsSlotGet(slotVMem));
 }
 
-void VFile::SetThreadVMem(VMem* vm) {
+void SetThreadVMem(ThreadsVMem* vm) {
     HaltWithoutSlot(slotVMem, __LINE__);
     TlsSlotSet(slotVMem, reinterpret_cast<TlsWord>(vm));
 }
 
-char* VFile::ThreadTempDir() {
+char* ThreadTempDir() {
     HaltWithoutSlot(slotTempDir, __LINE__);
     return reinterpret_cast<char*>(TlsSlotGet(slotTempDir));
 }
 
-void VFile::SetThreadTempDirPtr(char* dir) {
+void SetThreadTempDirPtr(char* dir) {
     HaltWithoutSlot(slotTempDir, __LINE__);
     TlsSlotSet(slotTempDir, reinterpret_cast<TlsWord>(dir));
 }
 
 // The copy comes first: `dir` can be the very string of the slot.
-void VFile::AssignThreadTempDir(const char* dir) {
+void AssignThreadTempDir(const char* dir) {
     char* copy = nullptr;
     if (dir && *dir) {
         const std::size_t size = std::strlen(dir) + 1;
@@ -84,43 +83,78 @@ void VFile::AssignThreadTempDir(const char* dir) {
     SetThreadTempDirPtr(copy);
 }
 
-std::int32_t VFile::ThreadMaxCache() {
+std::int32_t ThreadMaxCache() {
     HaltWithoutSlot(slotMaxCache, __LINE__);
     return static_cast<std::int32_t>(TlsSlotGet(slotMaxCache));
 }
 
-void VFile::SetThreadMaxCache(std::int32_t kb) {
+void SetThreadMaxCache(std::int32_t kb) {
     HaltWithoutSlot(slotMaxCache, __LINE__);
     TlsSlotSet(slotMaxCache, static_cast<TlsWord>(kb));
 }
 
+// One halt, however many of the four are missing.
+void HaltWithoutSlots(std::int32_t line) {
+    const bool all = slotVFileCount != NoSlot && slotVMem != NoSlot && slotTempDir != NoSlot && slotMaxCache != NoSlot;
+    if (!all) HaltA("VFile", line);
+}
+
+} // namespace
+
+// What VMem lets do in the child of a fork.
+class ForkedChild {
+  public:
+    static void Inherit();
+};
+
 // Objects coming and going.
 
-VMem* VFile::JoinThread() {
+std::int32_t ThreadVFileCount() {
+    HaltWithoutSlot(slotVFileCount, __LINE__);
+    return static_cast<std::int32_t>(TlsSlotGet(slotVFileCount));
+}
+
+ThreadsVMem* JoinThread() {
     if (ThreadVFileCount() == 0) {
         if (ThreadVMem()) HaltA("VFile", __LINE__);
-        auto* made = new (std::nothrow) VMem;
-        if (!made) HaltA("VFile", __LINE__);
-        made->SetTempDir(ThreadTempDir());
-        made->SetMaxCacheSize(static_cast<std::int16_t>(ThreadMaxCache()));
+        auto* made = new (std::nothrow) ThreadsVMem;
+        if (made) {
+            made->SetTempDir(ThreadTempDir());
+            made->SetCacheLimit(ThreadMaxCache());
+        } else {
+            HaltA("VFile", __LINE__);
+        }
         SetThreadVMem(made);
+        if (!ThreadVMem()) delete made; // a thread that is not set up keeps nothing
     }
-    IncThreadVFileCount();
-    VMem* vm = ThreadVMem();
-    if (!vm) HaltA("VFile", __LINE__); // a thread that is not set up: nothing of the above was kept
+    SetThreadVFileCount(ThreadVFileCount() + 1);
+    ThreadsVMem* vm = ThreadVMem();
+    if (!vm) HaltA("VFile", __LINE__); // there is none, or the thread is not set up
     return vm;
 }
 
-void VFile::LeaveThread() {
-    DecThreadVFileCount();
+void LeaveThread() {
+    SetThreadVFileCount(ThreadVFileCount() - 1);
     if (ThreadVFileCount() != 0) return;
-    VMem* vm = ThreadVMem();
-    if (!vm) HaltA("VFile", __LINE__);
+    ThreadsVMem* vm = ThreadVMem();
+    if (!vm) return HaltA("VFile", __LINE__);
     AssignThreadTempDir(vm->GetTempDir());
-    SetThreadMaxCache(vm->GetMaxCacheSize());
+    SetThreadMaxCache(vm->GetCacheLimit());
     delete vm;
     SetThreadVMem(nullptr);
 }
+
+void LeaveEstate(ThreadsVMem* vm) {
+    for (Estate& estate : estates) {
+        if (estate.vm != vm || estate.objects == 0) continue; // one without objects is of a VMem that is gone
+        if (--estate.objects == 0) delete vm;
+        return;
+    }
+}
+
+} // namespace vfile_internal
+
+using namespace vfile_internal;
 
 // Settings of the calling thread.
 
@@ -128,22 +162,43 @@ void VFile::ReleaseCache() {
     if (VMem* vm = ThreadVMem()) vm->ReleaseCache();
 }
 
-std::int16_t VFile::GetCacheSize() {
-    VMem* vm = ThreadVMem();
-    return vm ? vm->GetCacheSize() : std::int16_t{0};
+void VFile::ReleaseMemory() {
+    Content::ReleaseAll();
+    ReleaseCache();
 }
 
-std::int16_t VFile::GetMaxCacheSize() {
+std::int32_t VFile::GetCacheUse() {
     VMem* vm = ThreadVMem();
-    return vm ? vm->GetMaxCacheSize() : static_cast<std::int16_t>(ThreadMaxCache());
+    return vm ? vm->GetCacheUse() : 0;
 }
 
-void VFile::SetMaxCacheSize(std::int16_t kb) {
+std::int32_t VFile::GetCacheLimit() {
+    VMem* vm = ThreadVMem();
+    return vm ? vm->GetCacheLimit() : ThreadMaxCache();
+}
+
+void VFile::SetCacheLimit(std::int32_t kb) {
     if (VMem* vm = ThreadVMem()) {
-        vm->SetMaxCacheSize(kb);
+        vm->SetCacheLimit(kb);
     } else {
         SetThreadMaxCache(kb);
     }
+}
+
+std::int16_t VFile::GetCacheSize() {
+    return static_cast<std::int16_t>(GetCacheUse() < INT16_MAX ? GetCacheUse() : INT16_MAX);
+}
+
+std::int16_t VFile::GetMaxCacheSize() {
+    return static_cast<std::int16_t>(GetCacheLimit() < INT16_MAX ? GetCacheLimit() : INT16_MAX);
+}
+
+void VFile::SetMaxCacheSize(std::int16_t kb) {
+    SetCacheLimit(kb);
+}
+
+void VFile::SetMaxCacheSize(long long kb) {
+    SetMaxCacheSize(static_cast<std::int16_t>(kb < INT16_MIN ? INT16_MIN : kb > INT16_MAX ? INT16_MAX : kb));
 }
 
 const char* VFile::GetTempDir() {
@@ -160,12 +215,6 @@ void VFile::SetTempDir(const char* dir) {
 }
 
 // Start and end of process and thread.
-
-// One halt, however many of the four are missing.
-void VFile::HaltWithoutSlots(std::int32_t line) {
-    const bool all = slotVFileCount != NoSlot && slotVMem != NoSlot && slotTempDir != NoSlot && slotMaxCache != NoSlot;
-    if (!all) HaltA("VFile", line);
-}
 
 bool VFile::TLS_InitializeProcess() {
     std::uint32_t* const slots[] = {&slotVFileCount, &slotVMem, &slotTempDir, &slotMaxCache};
@@ -243,23 +292,30 @@ int DllMain(void*, std::uint32_t reason, void*) {
     }
 }
 
-namespace platform {
+// The child of a fork starts with the settings of the thread that forked, wherever they were, and with no objects.
+// Takes no memory from the heap: another thread may have been at work there.
+void ForkedChild::Inherit() {
+    if (!TlsThreadReady()) return;
+    ThreadsVMem* parents = ThreadVMem();
+    if (!parents) return;
+    char* dir = ThreadTempDir(); // stale
+    SetThreadMaxCache(parents->Bequeath(dir));
+    SetThreadTempDirPtr(dir);
+    lastEstate = (lastEstate + 1) % MostEstates;
+    estates[lastEstate].vm = parents;
+    estates[lastEstate].objects = ThreadVFileCount();
+    SetThreadVMem(nullptr);
+    SetThreadVFileCount(0);
+}
+
+namespace vfile_internal::platform {
 
 int OnLoaderNotice(std::uint32_t reason) {
-    // A host that has ended the process part itself, through DllMain, has left nothing to end.
-    if (reason == ProcessDetach && !TlsProcessLive()) return 1;
     return DllMain(nullptr, reason, nullptr);
 }
 
 void OnForkedChild() {
-    VFile::DropThread();
+    ForkedChild::Inherit();
 }
 
-} // namespace platform
-
-// The child of a fork: the objects and the VMem are the parent's, and of the environment only the memory is ours.
-void VFile::DropThread() {
-    if (!TlsThreadReady()) return;
-    std::free(ThreadTempDir());
-    TlsThreadDone();
-}
+} // namespace vfile_internal::platform

@@ -2,82 +2,34 @@
 /// VFile: an editable sequence of bytes that behaves like a file and may grow far past what the host keeps in RAM.
 #pragma once
 
-#include "foundation/result.h"
-#include "platform/platform.h"
+#include "../foundation/integer.h"
+#include "../foundation/result.h"
+#include "../platform/platform.h"
+#include "vfile_compare.h"
+#include "vfile_flags.h"
 
 #include <climits>
+#include <cstddef>
 #include <cstdint>
 
 class HFile;
-class VMem;
+class HFileStamp;
 
 namespace vfile_internal {
-class BlkIndex;
-class Folding;
-class Scan;
+class Change;
+class HistoryRecord;
+class Observed;
+class SpanReader;
 class VFileCheck;
+struct Content;
 } // namespace vfile_internal
-
-namespace platform {
-void OnForkedChild();
-}
-
-/// Bytes of a block, and of the VMem page that holds it.
-constexpr int BlkSize = 1024;
-
-/// As an old length: as many old bytes as the new run has, an overwrite.
-constexpr std::int32_t SameLen = INT32_MIN;
-
-/// The limit of a length. As an old length or a source length it reaches to the end; as a count of bytes from a file it
-/// means all that the file has.
-constexpr std::int32_t MaxLen = INT32_MAX;
-
-/// @name Flags of a VFile
-/// The bits 0x004, 0x010 and 0x040 are the host's: the flag operations change them as the others, and nothing here
-/// reads them. No operation changes vfLocked or clears vfHasEol; a derived class does, in its field `flags`.
-/// @{
-constexpr int vfInsert = 0x001;        ///< The Write family inserts; off, it overwrites.
-constexpr int vfReadOnly = 0x002;      ///< Changes of the content are refused with resReadOnly.
-constexpr int vfModified = 0x008;      ///< The content has changed since a caller last cleared this bit.
-constexpr int vfTrackModified = 0x020; ///< Each change sets vfModified.
-constexpr int vfNoEolCheck = 0x080;    ///< New bytes are not looked through for line ends, whatever vfEolCheck says.
-constexpr int vfEolCheck = 0x100; ///< New bytes that come from memory are looked through for line ends (if Type() > 0).
-constexpr int vfLocked = 0x200;   ///< Changes of content and flags are refused with resContextError.
-constexpr int vfHasEol = 0x400;   ///< Bytes with a CR or LF have been found by the look through.
-constexpr int vfToggleMask = 0x1FF; ///< The bits that the flag operations can change.
-/// @}
-
-// One block of a VFile's chain. Internal.
-struct BlkDesc {
-    BlkDesc* prev;    // previous block, NIL at the first
-    BlkDesc* next;    // next block, NIL at the last
-    std::int16_t len; // bytes in use, from the block's first byte on
-    std::int32_t adr; // VMem address of the block's page, -1 if it has none
-};
-
-// A reading cursor over a chain. Internal.
-struct BlkRdr {
-    BlkDesc* ptr;       // the block
-    std::int32_t start; // position of its first byte in the content
-    std::int16_t ix;    // index in the block, 0 to ptr->len
-};
 
 /// VFile: an editable sequence of bytes with a length, a position, reads that move the position, and changes at any
 /// place that cost about the size of the change and not of the content. The content is a chain of blocks, each in one
 /// page of the thread's VMem, so that the cache of VMem alone decides how much of it stays in RAM.
 ///
-///     first -> {len 1024, adr 0} <-> {len 310, adr 5120} <-> {len 1024, adr 2048} <- last      len = 2358
-///                                     cur.start 1024, cur.ix 17: pos = 1041
-///
-/// True between any two operations of a live object:
-///
-///  - B1 `next` from first and `prev` from last visit the same blocks; both ends are NIL.
-///  - B2 The blocks' `len` add up to `len`; each is 1 to 1024, or 0 if the block is alone.
-///  - B3 A block that holds bytes has a page, and no two blocks have the same one.
-///  - B4 cur.ptr is in the chain, cur.start is the sum before it, cur.ix is 0 to cur.ptr->len, pos = cur.start +
-///  cur.ix.
-///  - B5 bufDirty implies bufLoaded implies buf. While bufLoaded, buf is right for cur.ptr and VMem may lag, there
-///  only.
+///     {1024 bytes, at 0} <-> {310 bytes, at 5120} <-> {1024 bytes, at 2048}      len = 2358
+///                                    ^ 17 bytes into the second block: pos = 1041
 ///
 /// **Results.** A failed operation leaves its code in `res`, and while that is not resDone, changes, flag changes and
 /// transfers of files do nothing: a row of calls can be tested once at its end. A successful SetPos clears it, and so
@@ -88,19 +40,24 @@ struct BlkRdr {
 /// **Positions** count bytes from 0. One beyond the end counts as the end, a negative one is a call error.
 ///
 /// **Deriving.** All internal use of the virtual operations goes through the object's table, so that a derived class
-/// sees every step; only constructors call their filling operation directly. The hooks PreChange, PostChange and
-/// PostChangeFlag are called for every change. A derived class may use `pos`, `len`, `flags` and `type`.
+/// sees every step of what it overrides; only constructors call their filling operation directly. Reads that it does
+/// not override are done in whole blocks, as in a VFile itself. The hooks PreChange, PostChange and PostChangeFlag are
+/// called for every change. A derived class may use `pos`, `len`, `flags` and `type`.
 ///
-/// **Ownership.** The object owns its blocks and their pages, and one buffer of 1024 bytes. **Threads:** it belongs for
+/// **Ownership.** The object owns its blocks and their pages. **Threads:** it belongs for
 /// life to the thread that made it, and must be destroyed there before the thread ends. SetPos, Flush, the destructor,
 /// flag changes, changes of content, searches, line queries, comparisons and transfers of files halt ("VFile",
-/// assertion) on any other thread, plain queries and reads only where they reach VMem. A forked child is another thread
-/// to every object, and may have objects of its own: those of the parent it must leave alone, so that a child of a
-/// parent with static or thread_local objects ends through _exit, since exit would destroy them.
+/// assertion) on any other thread, plain queries and reads only where they reach VMem. **Processes:** the child of a
+/// fork has the settings of the thread that forked, and copies of its parent's objects. It may destroy them: that gives
+/// back memory at most, touches no file and halts nowhere, so that the child can end as it likes. Every other use halts
+/// as on another thread. When a process exits, its other threads may be at work with objects; one that the exiting
+/// thread still has, and that is not destroyed on the way, is a halt.
 /// **Failures** beside result codes are halts: no memory for a descriptor, and whatever stops VMem.
 /// **Cost.** A position a few blocks away is walked to, any other found through an index over the chain, in the time of
 /// a few cache misses; a change moves bytes in at most three blocks; bytes in the current block cost no call of VMem. A
-/// block takes up to 64 bytes of RAM beside its page, and one buffer of 1024 bytes serves the object.
+/// block takes up to 64 bytes of RAM beside its page. An empty object takes 48 bytes and 208 of the heap; one that is
+/// read by bytes or changed has a buffer of 1024 bytes, of which a thread has 256 at most: one more takes that of
+/// another object, which gets its block again when it needs it.
 class VFILE_API VFile {
   public:
     /// An empty object. The first one of a thread makes the thread's VMem. Halts if the heap has no room, or if the
@@ -121,6 +78,16 @@ class VFILE_API VFile {
     /// ReplaceTxt: `n` bytes of `src` from `start` on, both cut to what it has; so also the copy constructor.
     VFile(const VFile& src, std::int32_t start = 0, std::int32_t n = MaxLen);
     /// @}
+
+    /// Takes over what `src` is, without a change: content, position, `res`, `eof`, `base`, flags, and the histories
+    /// and marks that watch it; the kind number is copied. `src` is as a new object then, of its own class and kind. No
+    /// hook is called: a class that keeps more of its content moves that along in its own constructor. Halts ("VFile")
+    /// unless `src` is of the calling thread; a halt procedure that throws ends the program. Not to be used by hooks of
+    /// `src`. Costs as much as an empty object.
+    VFile(VFile&& src) noexcept;
+
+    VFile(std::nullptr_t) = delete;                                   ///< no string
+    VFile(const char*, std::int32_t, std::int32_t = MaxLen) = delete; ///< nor part of one
 
     /// The content goes with the object; nothing is written anywhere. The last object of a thread takes the thread's
     /// VMem and its swap file with it. Halts on any thread but the object's own.
@@ -148,10 +115,10 @@ class VFILE_API VFile {
     /// @}
 
     /// @name Changes
-    /// One operation in five forms: `oldLen` bytes from `pos` on give way to a new run of bytes, and the position then
+    /// One operation in five forms: `oldLen` bytes from `at` on give way to a new run of bytes, and the position then
     /// stands behind that run, with `res` and `eof` cleared.
     ///
-    /// `pos` beyond the end counts as the end, and `oldLen` is cut to what lies behind it; SameLen stands for the
+    /// `at` beyond the end counts as the end, and `oldLen` is cut to what lies behind it; SameLen stands for the
     /// length of the new run, MaxLen reaches to the end. A change without old and new bytes calls no hook and only
     /// moves the position.
     ///
@@ -159,30 +126,30 @@ class VFILE_API VFile {
     /// happens); a negative argument, a NIL source with bytes to come or a closed file (resCallError); vfLocked
     /// (resContextError); vfReadOnly (resReadOnly); a source that fails or ends early (its own result, resNotDone); a
     /// content that would pass 0x7FFFFFFF bytes (resTooLong); no memory for the block buffer (resHeapOverflow);
-    /// PreChange (its result). The last two leave the position at the clamped `pos`, with `eof` cleared, all others
+    /// PreChange (its result). The last two leave the position at the clamped `at`, with `eof` cleared, all others
     /// leave both alone.
     /// @{
 
     /// From memory: `n` bytes at `src`, which may be NIL if `n` is 0.
-    virtual void ReplaceBuf(std::int32_t pos, std::int32_t oldLen, const void* src, int n);
+    virtual void ReplaceBuf(std::int32_t at, std::int32_t oldLen, const void* src, int n);
 
     /// `count` copies of `ch`. A run of more than 1024 is made of several changes, the first of which takes out all the
     /// old bytes; a failure in a later one leaves the earlier ones in place, and the hooks see each.
-    virtual void ReplaceCh(std::int32_t pos, std::int32_t oldLen, char ch, int count);
+    virtual void ReplaceCh(std::int32_t at, std::int32_t oldLen, char ch, int count);
 
     /// `srcLen` bytes of `src` from `srcPos` on, both cut to what it holds. `src` may be the object itself and belongs
     /// to the same thread (else a halt); it is not changed in any way. With SameLen, as many old bytes as `src` really
     /// gives.
-    virtual void ReplaceTxt(std::int32_t pos, std::int32_t oldLen, const VFile& src, std::int32_t srcPos,
+    virtual void ReplaceTxt(std::int32_t at, std::int32_t oldLen, const VFile& src, std::int32_t srcPos,
                             std::int32_t srcLen);
 
     /// `count` bytes read from `f`, or with MaxLen all up to its end. The file's position stays where reading left it,
     /// also after a failure; a file with fewer bytes is resNotDone, one that fails gives GetFileRes(f). No more than
     /// 0x7FFFFFFF bytes are read.
-    virtual void ReplaceFile(std::int32_t pos, std::int32_t oldLen, HFile& f, std::int32_t count);
+    virtual void ReplaceFile(std::int32_t at, std::int32_t oldLen, HFile& f, std::int32_t count);
 
     /// The same from a bare handle: a pipe, say. A failure gives GetFileRes().
-    virtual void ReplaceFile(std::int32_t pos, std::int32_t oldLen, FileHandle h, std::int32_t count);
+    virtual void ReplaceFile(std::int32_t at, std::int32_t oldLen, FileHandle h, std::int32_t count);
     /// @}
 
     /// @name Assignment
@@ -194,6 +161,15 @@ class VFILE_API VFile {
     virtual VFile& operator=(char c);
     virtual VFile& operator=(signed char c);
     virtual VFile& operator=(unsigned char c);
+
+    /// The same from an object that is not needed any more: one change, with the same results, hooks and refusals, and
+    /// `src` is left empty if it worked. Position, flags and all else stay its own. The blocks are handed over, not
+    /// copied, where nobody sees it: where this class overrides neither ReplaceTxt nor operator=(const VFile&), which
+    /// otherwise is called (with `src` itself, so an override passes no rvalue on), and where nobody watches `src`, by
+    /// its class or as a history or marks. Otherwise `src` is emptied by Reset and one change of its own, which it may
+    /// refuse. An object that is assigned to itself keeps its content.
+    VFile& operator=(VFile&& src);             // NOLINT(performance-noexcept-move-constructor): hooks may throw
+    VFile& operator=(std::nullptr_t) = delete; ///< no string
     /// @}
 
     /// @name Diagnostics of a derived class
@@ -211,18 +187,24 @@ class VFILE_API VFile {
     /// @name Hooks
     /// Called on the object's thread, inside the operation that they tell of, with the clamped position, the clamped
     /// old length and the length of the new run.
+    ///
+    /// A hook may throw, and so may an override that is called inside of an operation: the exception passes through to
+    /// who called the operation, nothing leaks, and the object is sound. From PreChange it leaves things as a refusal
+    /// does, but `res` as it was. From PostChange the change stands, with the position still at it. From PostChangeFlag
+    /// the bits up to this one have changed; inside a change that one stands. What an operation of several changes has
+    /// done before stays done.
     /// @{
 
     /// Before a change, with the content still as it was and the position at the change. Anything but resDone refuses
     /// the change and becomes its result. It must leave the object alone, content, position and buffer: the change is
     /// half made. Queries, comparisons and the object as the source of a change of another one are free.
-    virtual int PreChange(std::int32_t pos, std::int32_t oldLen, std::int32_t newLen) const;
+    virtual int PreChange(std::int32_t at, std::int32_t oldLen, std::int32_t newLen) const;
 
     /// After a change, with the new content and length, and the position still at the change. Here it sets vfModified
     /// if vfTrackModified is on; a derived one that wants that calls it. It may read, move and even change the object,
-    /// each such change with hooks of its own; whatever it does, the change then ends with the position at `pos` +
+    /// each such change with hooks of its own; whatever it does, the change then ends with the position at `at` +
     /// `newLen`, cut to the length, and with `res` and `eof` cleared.
-    virtual void PostChange(std::int32_t pos, std::int32_t oldLen, std::int32_t newLen);
+    virtual void PostChange(std::int32_t at, std::int32_t oldLen, std::int32_t newLen);
 
     /// After one bit of the flags has changed, with that bit and its new state. Several bits come from the lowest up.
     virtual void PostChangeFlag(int flag, bool on);
@@ -278,6 +260,17 @@ class VFILE_API VFile {
     /// alone.
     void Load(const char* name, std::uint32_t share);
 
+    /// Makes the named file the content, as Load does, or else leaves all as it is: content, position, flags, `eof`. An
+    /// earlier error is cleared first. Refused, with the file not opened, by vfLocked and vfReadOnly; `share` as above.
+    /// The file is read to its end, into fresh blocks, before the old content goes: for that long both take room in the
+    /// memory below, and a file that finds none beside the old content is resTooLong before it is read. `stamp`, if not
+    /// NIL, gets what the file was when it was opened, for SaveSafely; none for a pipe or device, and on failure.
+    ///
+    /// It is one change: a derived class sees ReplaceFile(0, MaxLen, h, MaxLen), within that the hooks of one change
+    /// that takes out all and puts in all, and then SetPos(0). PreChange can refuse it; the position is then at 0 only
+    /// while it is being asked. A history has one step of it.
+    void LoadKeeping(const char* name, std::uint32_t share, HFileStamp* stamp = nullptr);
+
     /// Creates the named file, held exclusively, and writes the whole content into it; the position ends at the end.
     /// Without `overwrite` an existing file is left alone (resAlreadyExists), with it emptied first. Does nothing while
     /// `res` is set; a file that can't be made leaves the position alone. A failure on the way leaves a partly written
@@ -287,10 +280,20 @@ class VFILE_API VFile {
     /// SetPos(0), which clears an earlier error, and then WriteFile.
     void Save(const char* name, bool overwrite);
 
+    /// Replaces the named file by the content so that it is the old or the new one at any time, by HFileSave
+    /// (hostfile/hfilesave.h), whose ways `how` takes (hsMayWriteInPlace, ...) and whose results come to stand in
+    /// `res`: resNotSupported, the file can't be replaced; resContextError, it is not what `stamp` says; and so on. Any
+    /// failure leaves the old file whole, if it was not to be written in place. The content is read as by Save:
+    /// SetPos(0), then ReadBytes; the position ends at the end, or where a failure came. Flags play no part and are not
+    /// changed. `stamp`, if not NIL: what the file must still be, if anything; afterwards what it now is, for the next
+    /// saving.
+    void SaveSafely(const char* name, int how = 0, HFileStamp* stamp = nullptr);
+
     /// Writes up to `count` bytes from the position on to an open handle, and moves behind them; MaxLen writes the
-    /// rest. A negative count or InvalidHandle is resCallError. A write that fails gives GetFileRes(), one that comes
-    /// short resDiskFull; the position then is one piece of up to 1024 bytes ahead of what reached the file. The bytes
-    /// come through ReadBytes; a derived one that gives none of them, or more than were asked for, is resNotDone.
+    /// rest. A negative count or InvalidHandle is resCallError. A write that fails gives GetFileRes(), also behind a
+    /// part that was taken, and one that comes short without a failure resDiskFull; the position then is one piece of
+    /// up to 1024 bytes ahead of what reached the file. The bytes come through ReadBytes; a derived one that gives none
+    /// of them, or more than were asked for, is resNotDone.
     void WriteToFile(FileHandle h, std::int32_t count);
 
     /// The same to an open HFile. A failure gives GetFileRes(f), and `f` keeps its own `res`.
@@ -301,18 +304,39 @@ class VFILE_API VFile {
     /// They act on the thread's VMem while it has a VFile, and wait for the next one while it has none. They end with
     /// the thread; a new thread starts with 4000 KB and no temp directory.
     /// @{
-    static void ReleaseCache();            ///< Moves all cached pages to the swap file. No data is lost.
-    static std::int16_t GetCacheSize();    ///< Kilobytes that the cached pages take now; 0 without a VMem.
-    static std::int16_t GetMaxCacheSize(); ///< The limit on that.
-    static void
-    SetMaxCacheSize(std::int16_t kb); ///< Sets the limit. A negative one counts as 0; one page is always kept.
+    /// Gives back the memory that the thread's objects can do without, and loses nothing: what stands in their block
+    /// buffers goes to VMem, as by Flush, their ways to far positions are forgotten and found anew when needed, and all
+    /// cached pages move to the swap file. For a host that has many objects, or is idle. An object whose PreChange runs
+    /// keeps its buffer. Halts where VMem can't write.
+    static void ReleaseMemory();
+
+    static std::int32_t GetCacheUse();   ///< Kilobytes that the cached pages take now; 0 without a VMem.
+    static std::int32_t GetCacheLimit(); ///< The limit on that.
+    /// Sets the limit. A negative one counts as 0; one page is always kept. 2121728 is enough for all that there can
+    /// be.
+    static void SetCacheLimit(std::int32_t kb);
+
+    static void ReleaseCache();                   ///< Moves all cached pages to the swap file. No data is lost.
+    static std::int16_t GetCacheSize();           ///< GetCacheUse, at most 32767.
+    static std::int16_t GetMaxCacheSize();        ///< GetCacheLimit, at most 32767.
+    static void SetMaxCacheSize(std::int16_t kb); ///< SetCacheLimit.
+
+    /// The same; what passes 32767, the greatest limit, counts as that.
+    static void SetMaxCacheSize(long long kb);
+    VFILE_LOCAL static void SetMaxCacheSize(int kb) { SetMaxCacheSize(static_cast<long long>(kb)); }
+    VFILE_LOCAL static void SetMaxCacheSize(long kb) { SetMaxCacheSize(static_cast<long long>(kb)); }
+    VFILE_LOCAL static void SetMaxCacheSize(unsigned long long kb) {
+        SetMaxCacheSize(kb < 32767 ? static_cast<int>(kb) : 32767);
+    }
+    VFILE_LOCAL static void SetMaxCacheSize(unsigned long kb) { SetMaxCacheSize(static_cast<unsigned long long>(kb)); }
+    VFILE_LOCAL static void SetMaxCacheSize(unsigned int kb) { SetMaxCacheSize(static_cast<unsigned long long>(kb)); }
 
     /// The directory asked for by SetTempDir, NIL if none. Valid until the next change of the setting, and until the
     /// first VFile of the thread comes or the last one goes.
     static const char* GetTempDir();
 
-    /// Where the next swap file is to be made; copied. NIL or empty: where TMP or TEMP say, or the system's own place.
-    /// A directory that can't be read and written is passed over.
+    /// Where the next swap file is to be made; copied. NIL or empty: where TMP, TEMP or TMPDIR say, or the system's own
+    /// place. These also come next where no file can be made in `dir`. VMem::SetTempDir tells what is too long.
     static void SetTempDir(const char* dir);
     /// @}
 
@@ -371,12 +395,16 @@ class VFILE_API VFile {
     /// Cost: one virtual call, and nothing allocated beyond what the change itself needs.
     /// @{
 
+    using Word = vfile_internal::LowBytes<unsigned short>;      ///< 2 bytes, from an integer of any type
+    using DWord = vfile_internal::LowBytes<unsigned int>;       ///< 4 bytes
+    using QWord = vfile_internal::LowBytes<unsigned long long>; ///< 8 bytes
+
     /// One edit: the first word of the name tells where, the rest of it what comes in.
     void InsertByte(unsigned char b);
     void InsertBytes(const void* bytes, int n);
-    void InsertWord(unsigned short v);
-    void InsertDWord(unsigned int v);
-    void InsertQWord(unsigned long long v);
+    void InsertWord(Word v);
+    void InsertDWord(DWord v);
+    void InsertQWord(QWord v);
     void Insert(char c, int n);
     void Insert(const char* s);
     void Insert(const VFile& src, std::int32_t from, std::int32_t count);
@@ -385,9 +413,9 @@ class VFILE_API VFile {
 
     void ReplaceByte(unsigned char b);
     void ReplaceBytes(const void* bytes, int n);
-    void ReplaceWord(unsigned short v);
-    void ReplaceDWord(unsigned int v);
-    void ReplaceQWord(unsigned long long v);
+    void ReplaceWord(Word v);
+    void ReplaceDWord(DWord v);
+    void ReplaceQWord(QWord v);
     void Replace(char c, int n);
     void Replace(const char* s);
     void Replace(const VFile& src, std::int32_t from, std::int32_t count);
@@ -396,9 +424,9 @@ class VFILE_API VFile {
 
     void WriteByte(unsigned char b);
     void WriteBytes(const void* bytes, int n);
-    void WriteWord(unsigned short v);
-    void WriteDWord(unsigned int v);
-    void WriteQWord(unsigned long long v);
+    void WriteWord(Word v);
+    void WriteDWord(DWord v);
+    void WriteQWord(QWord v);
     void Write(char c, int n);
     void Write(const char* s);
     void Write(const VFile& src, std::int32_t from, std::int32_t count);
@@ -407,9 +435,9 @@ class VFILE_API VFile {
 
     void AppendByte(unsigned char b);
     void AppendBytes(const void* bytes, int n);
-    void AppendWord(unsigned short v);
-    void AppendDWord(unsigned int v);
-    void AppendQWord(unsigned long long v);
+    void AppendWord(Word v);
+    void AppendDWord(DWord v);
+    void AppendQWord(QWord v);
     void Append(char c, int n);
     void Append(const char* s);
     void Append(const VFile& src, std::int32_t from, std::int32_t count);
@@ -418,9 +446,9 @@ class VFILE_API VFile {
 
     void PrependByte(unsigned char b);
     void PrependBytes(const void* bytes, int n);
-    void PrependWord(unsigned short v);
-    void PrependDWord(unsigned int v);
-    void PrependQWord(unsigned long long v);
+    void PrependWord(Word v);
+    void PrependDWord(DWord v);
+    void PrependQWord(QWord v);
     void Prepend(char c, int n);
     void Prepend(const char* s);
     void Prepend(const VFile& src, std::int32_t from, std::int32_t count);
@@ -432,101 +460,16 @@ class VFILE_API VFile {
     /// @{
 
     /// The edit of the same name.
-    void Insert(signed char c, int n) { Insert(static_cast<char>(c), n); }
-    void Insert(unsigned char c, int n) { Insert(static_cast<char>(c), n); }
-    void Replace(signed char c, int n) { Replace(static_cast<char>(c), n); }
-    void Replace(unsigned char c, int n) { Replace(static_cast<char>(c), n); }
-    void Write(signed char c, int n) { Write(static_cast<char>(c), n); }
-    void Write(unsigned char c, int n) { Write(static_cast<char>(c), n); }
-    void Append(signed char c, int n) { Append(static_cast<char>(c), n); }
-    void Append(unsigned char c, int n) { Append(static_cast<char>(c), n); }
-    void Prepend(signed char c, int n) { Prepend(static_cast<char>(c), n); }
-    void Prepend(unsigned char c, int n) { Prepend(static_cast<char>(c), n); }
-    void InsertWord(short v) { InsertWord(static_cast<unsigned short>(v)); }
-    void InsertWord(int v) { InsertWord(static_cast<unsigned short>(v)); }
-    void InsertWord(unsigned int v) { InsertWord(static_cast<unsigned short>(v)); }
-    void InsertWord(long v) { InsertWord(static_cast<unsigned short>(v)); }
-    void InsertWord(unsigned long v) { InsertWord(static_cast<unsigned short>(v)); }
-    void InsertWord(long long v) { InsertWord(static_cast<unsigned short>(v)); }
-    void InsertWord(unsigned long long v) { InsertWord(static_cast<unsigned short>(v)); }
-    void InsertDWord(int v) { InsertDWord(static_cast<unsigned int>(v)); }
-    void InsertDWord(long v) { InsertDWord(static_cast<unsigned int>(v)); }
-    void InsertDWord(unsigned long v) { InsertDWord(static_cast<unsigned int>(v)); }
-    void InsertDWord(long long v) { InsertDWord(static_cast<unsigned int>(v)); }
-    void InsertDWord(unsigned long long v) { InsertDWord(static_cast<unsigned int>(v)); }
-    void InsertQWord(int v) { InsertQWord(static_cast<unsigned long long>(v)); }
-    void InsertQWord(unsigned int v) { InsertQWord(static_cast<unsigned long long>(v)); }
-    void InsertQWord(long v) { InsertQWord(static_cast<unsigned long long>(v)); }
-    void InsertQWord(unsigned long v) { InsertQWord(static_cast<unsigned long long>(v)); }
-    void InsertQWord(long long v) { InsertQWord(static_cast<unsigned long long>(v)); }
-    void ReplaceWord(short v) { ReplaceWord(static_cast<unsigned short>(v)); }
-    void ReplaceWord(int v) { ReplaceWord(static_cast<unsigned short>(v)); }
-    void ReplaceWord(unsigned int v) { ReplaceWord(static_cast<unsigned short>(v)); }
-    void ReplaceWord(long v) { ReplaceWord(static_cast<unsigned short>(v)); }
-    void ReplaceWord(unsigned long v) { ReplaceWord(static_cast<unsigned short>(v)); }
-    void ReplaceWord(long long v) { ReplaceWord(static_cast<unsigned short>(v)); }
-    void ReplaceWord(unsigned long long v) { ReplaceWord(static_cast<unsigned short>(v)); }
-    void ReplaceDWord(int v) { ReplaceDWord(static_cast<unsigned int>(v)); }
-    void ReplaceDWord(long v) { ReplaceDWord(static_cast<unsigned int>(v)); }
-    void ReplaceDWord(unsigned long v) { ReplaceDWord(static_cast<unsigned int>(v)); }
-    void ReplaceDWord(long long v) { ReplaceDWord(static_cast<unsigned int>(v)); }
-    void ReplaceDWord(unsigned long long v) { ReplaceDWord(static_cast<unsigned int>(v)); }
-    void ReplaceQWord(int v) { ReplaceQWord(static_cast<unsigned long long>(v)); }
-    void ReplaceQWord(unsigned int v) { ReplaceQWord(static_cast<unsigned long long>(v)); }
-    void ReplaceQWord(long v) { ReplaceQWord(static_cast<unsigned long long>(v)); }
-    void ReplaceQWord(unsigned long v) { ReplaceQWord(static_cast<unsigned long long>(v)); }
-    void ReplaceQWord(long long v) { ReplaceQWord(static_cast<unsigned long long>(v)); }
-    void WriteWord(short v) { WriteWord(static_cast<unsigned short>(v)); }
-    void WriteWord(int v) { WriteWord(static_cast<unsigned short>(v)); }
-    void WriteWord(unsigned int v) { WriteWord(static_cast<unsigned short>(v)); }
-    void WriteWord(long v) { WriteWord(static_cast<unsigned short>(v)); }
-    void WriteWord(unsigned long v) { WriteWord(static_cast<unsigned short>(v)); }
-    void WriteWord(long long v) { WriteWord(static_cast<unsigned short>(v)); }
-    void WriteWord(unsigned long long v) { WriteWord(static_cast<unsigned short>(v)); }
-    void WriteDWord(int v) { WriteDWord(static_cast<unsigned int>(v)); }
-    void WriteDWord(long v) { WriteDWord(static_cast<unsigned int>(v)); }
-    void WriteDWord(unsigned long v) { WriteDWord(static_cast<unsigned int>(v)); }
-    void WriteDWord(long long v) { WriteDWord(static_cast<unsigned int>(v)); }
-    void WriteDWord(unsigned long long v) { WriteDWord(static_cast<unsigned int>(v)); }
-    void WriteQWord(int v) { WriteQWord(static_cast<unsigned long long>(v)); }
-    void WriteQWord(unsigned int v) { WriteQWord(static_cast<unsigned long long>(v)); }
-    void WriteQWord(long v) { WriteQWord(static_cast<unsigned long long>(v)); }
-    void WriteQWord(unsigned long v) { WriteQWord(static_cast<unsigned long long>(v)); }
-    void WriteQWord(long long v) { WriteQWord(static_cast<unsigned long long>(v)); }
-    void AppendWord(short v) { AppendWord(static_cast<unsigned short>(v)); }
-    void AppendWord(int v) { AppendWord(static_cast<unsigned short>(v)); }
-    void AppendWord(unsigned int v) { AppendWord(static_cast<unsigned short>(v)); }
-    void AppendWord(long v) { AppendWord(static_cast<unsigned short>(v)); }
-    void AppendWord(unsigned long v) { AppendWord(static_cast<unsigned short>(v)); }
-    void AppendWord(long long v) { AppendWord(static_cast<unsigned short>(v)); }
-    void AppendWord(unsigned long long v) { AppendWord(static_cast<unsigned short>(v)); }
-    void AppendDWord(int v) { AppendDWord(static_cast<unsigned int>(v)); }
-    void AppendDWord(long v) { AppendDWord(static_cast<unsigned int>(v)); }
-    void AppendDWord(unsigned long v) { AppendDWord(static_cast<unsigned int>(v)); }
-    void AppendDWord(long long v) { AppendDWord(static_cast<unsigned int>(v)); }
-    void AppendDWord(unsigned long long v) { AppendDWord(static_cast<unsigned int>(v)); }
-    void AppendQWord(int v) { AppendQWord(static_cast<unsigned long long>(v)); }
-    void AppendQWord(unsigned int v) { AppendQWord(static_cast<unsigned long long>(v)); }
-    void AppendQWord(long v) { AppendQWord(static_cast<unsigned long long>(v)); }
-    void AppendQWord(unsigned long v) { AppendQWord(static_cast<unsigned long long>(v)); }
-    void AppendQWord(long long v) { AppendQWord(static_cast<unsigned long long>(v)); }
-    void PrependWord(short v) { PrependWord(static_cast<unsigned short>(v)); }
-    void PrependWord(int v) { PrependWord(static_cast<unsigned short>(v)); }
-    void PrependWord(unsigned int v) { PrependWord(static_cast<unsigned short>(v)); }
-    void PrependWord(long v) { PrependWord(static_cast<unsigned short>(v)); }
-    void PrependWord(unsigned long v) { PrependWord(static_cast<unsigned short>(v)); }
-    void PrependWord(long long v) { PrependWord(static_cast<unsigned short>(v)); }
-    void PrependWord(unsigned long long v) { PrependWord(static_cast<unsigned short>(v)); }
-    void PrependDWord(int v) { PrependDWord(static_cast<unsigned int>(v)); }
-    void PrependDWord(long v) { PrependDWord(static_cast<unsigned int>(v)); }
-    void PrependDWord(unsigned long v) { PrependDWord(static_cast<unsigned int>(v)); }
-    void PrependDWord(long long v) { PrependDWord(static_cast<unsigned int>(v)); }
-    void PrependDWord(unsigned long long v) { PrependDWord(static_cast<unsigned int>(v)); }
-    void PrependQWord(int v) { PrependQWord(static_cast<unsigned long long>(v)); }
-    void PrependQWord(unsigned int v) { PrependQWord(static_cast<unsigned long long>(v)); }
-    void PrependQWord(long v) { PrependQWord(static_cast<unsigned long long>(v)); }
-    void PrependQWord(unsigned long v) { PrependQWord(static_cast<unsigned long long>(v)); }
-    void PrependQWord(long long v) { PrependQWord(static_cast<unsigned long long>(v)); }
+    VFILE_LOCAL void Insert(signed char c, int n) { Insert(static_cast<char>(c), n); }
+    VFILE_LOCAL void Insert(unsigned char c, int n) { Insert(static_cast<char>(c), n); }
+    VFILE_LOCAL void Replace(signed char c, int n) { Replace(static_cast<char>(c), n); }
+    VFILE_LOCAL void Replace(unsigned char c, int n) { Replace(static_cast<char>(c), n); }
+    VFILE_LOCAL void Write(signed char c, int n) { Write(static_cast<char>(c), n); }
+    VFILE_LOCAL void Write(unsigned char c, int n) { Write(static_cast<char>(c), n); }
+    VFILE_LOCAL void Append(signed char c, int n) { Append(static_cast<char>(c), n); }
+    VFILE_LOCAL void Append(unsigned char c, int n) { Append(static_cast<char>(c), n); }
+    VFILE_LOCAL void Prepend(signed char c, int n) { Prepend(static_cast<char>(c), n); }
+    VFILE_LOCAL void Prepend(unsigned char c, int n) { Prepend(static_cast<char>(c), n); }
     /// @}
 
     /// Another name of Write(h, count).
@@ -552,71 +495,41 @@ class VFILE_API VFile {
 
     /// The next byte; 0 with `eof` at the end.
     void ReadChar(unsigned char& c);
-    void ReadChar(char& c) { ReadChar(reinterpret_cast<unsigned char&>(c)); }        ///< the same
-    void ReadChar(signed char& c) { ReadChar(reinterpret_cast<unsigned char&>(c)); } ///< the same
+    VFILE_LOCAL void ReadChar(char& c) { ReadChar(reinterpret_cast<unsigned char&>(c)); }        ///< the same
+    VFILE_LOCAL void ReadChar(signed char& c) { ReadChar(reinterpret_cast<unsigned char&>(c)); } ///< the same
 
     /// The byte before `pos`; 0 with `eof` at the start.
     void ReadPrevChar(unsigned char& c);
-    void ReadPrevChar(char& c) { ReadPrevChar(reinterpret_cast<unsigned char&>(c)); }        ///< the same
-    void ReadPrevChar(signed char& c) { ReadPrevChar(reinterpret_cast<unsigned char&>(c)); } ///< the same
+    VFILE_LOCAL void ReadPrevChar(char& c) { ReadPrevChar(reinterpret_cast<unsigned char&>(c)); }        ///< the same
+    VFILE_LOCAL void ReadPrevChar(signed char& c) { ReadPrevChar(reinterpret_cast<unsigned char&>(c)); } ///< the same
 
     /// 2 bytes, least significant first. With fewer left, the bytes there are become the low ones of `v`, its other
     /// bytes stay as they were, `pos` goes to the end and `eof` is set; so for the two below.
     void ReadWord(unsigned short& v);
-    void ReadWord(short& v) { ReadWord(reinterpret_cast<unsigned short&>(v)); } ///< 2 bytes
+    VFILE_LOCAL void ReadWord(short& v) { ReadWord(reinterpret_cast<unsigned short&>(v)); } ///< 2 bytes
 
     /// 4 bytes.
     void ReadDWord(unsigned int& v);
-    void ReadDWord(int& v) { ReadDWord(reinterpret_cast<unsigned int&>(v)); } ///< 4 bytes
+    VFILE_LOCAL void ReadDWord(int& v) { ReadDWord(reinterpret_cast<unsigned int&>(v)); } ///< 4 bytes
 
     /// 8 bytes.
     void ReadQWord(unsigned long long& v);
-    void ReadQWord(long long& v) { ReadQWord(reinterpret_cast<unsigned long long&>(v)); } ///< 8 bytes
-
-    // The two types whose width differs from system to system stand with the member of their width. An overload can't
-    // be left out by a constant, so this is the preprocessor's.
-#if ULONG_MAX == 0xFFFFFFFF
-    void ReadDWord(unsigned long& v) { ///< 4 bytes
-        auto u = static_cast<unsigned int>(v);
-        ReadDWord(u);
-        v = u;
-    }
-    void ReadDWord(long& v) { ///< 4 bytes
-        ReadDWord(reinterpret_cast<unsigned long&>(v));
-    }
-#else
-    void ReadQWord(unsigned long& v) { ///< 8 bytes
-        auto u = static_cast<unsigned long long>(v);
-        ReadQWord(u);
-        v = static_cast<unsigned long>(u);
-    }
-    void ReadQWord(long& v) { ///< 8 bytes
-        ReadQWord(reinterpret_cast<unsigned long&>(v));
-    }
-#endif
+    VFILE_LOCAL void ReadQWord(long long& v) { ReadQWord(reinterpret_cast<unsigned long long&>(v)); } ///< 8 bytes
 
     /// One character, with a line end of any form (CR LF, CR, LF) given as a single LF. Returns the number of bytes
     /// consumed: 2 for CR LF, 1 for any other character, 0 at the end, where `c` is 0 and `eof` is set. A lone CR as
     /// the last byte leaves `eof` clear. Halts on a wrong thread only where it has to look behind a lone CR and return.
     std::int32_t Read(unsigned char& c);
-    std::int32_t Read(char& c) { ///< the same
-        return Read(reinterpret_cast<unsigned char&>(c));
-    }
-    std::int32_t Read(signed char& c) { ///< the same
-        return Read(reinterpret_cast<unsigned char&>(c));
-    }
+    VFILE_LOCAL std::int32_t Read(char& c) { return Read(reinterpret_cast<unsigned char&>(c)); }        ///< the same
+    VFILE_LOCAL std::int32_t Read(signed char& c) { return Read(reinterpret_cast<unsigned char&>(c)); } ///< the same
     /// @}
 
     /// @name Adding to the end
     /// Append under another name; the byte itself, a string, the whole of `src` wherever its `pos` is.
     /// @{
     VFile& operator+=(char c); ///< adds it, and returns the object
-    VFile& operator+=(signed char c) {
-        return *this += static_cast<char>(c);
-    }
-    VFile& operator+=(unsigned char c) {
-        return *this += static_cast<char>(c);
-    }
+    VFILE_LOCAL VFile& operator+=(signed char c) { return *this += static_cast<char>(c); }
+    VFILE_LOCAL VFile& operator+=(unsigned char c) { return *this += static_cast<char>(c); }
     VFile& operator+=(const char* s);
     VFile& operator+=(const VFile& src);
     /// @}
@@ -626,12 +539,8 @@ class VFILE_API VFile {
     /// not a number; of `src` the whole is written, wherever its `pos` is, and nothing of it changes.
     /// @{
     VFile& operator<<(char c); ///< writes it, and returns the object
-    VFile& operator<<(signed char c) {
-        return *this << static_cast<char>(c);
-    }
-    VFile& operator<<(unsigned char c) {
-        return *this << static_cast<char>(c);
-    }
+    VFILE_LOCAL VFile& operator<<(signed char c) { return *this << static_cast<char>(c); }
+    VFILE_LOCAL VFile& operator<<(unsigned char c) { return *this << static_cast<char>(c); }
     VFile& operator<<(const char* s);
     VFile& operator<<(const VFile& src);
     /// @}
@@ -646,16 +555,12 @@ class VFILE_API VFile {
     VFile& operator<<(unsigned int v);
     VFile& operator<<(long long v);
     VFile& operator<<(unsigned long long v);
-    VFile& operator<<(short v) {
-        return *this << static_cast<int>(v);
-    }
-    VFile& operator<<(unsigned short v) {
-        return *this << static_cast<unsigned int>(v);
-    }
-    VFile& operator<<(long v) {
+    VFILE_LOCAL VFile& operator<<(short v) { return *this << static_cast<int>(v); }
+    VFILE_LOCAL VFile& operator<<(unsigned short v) { return *this << static_cast<unsigned int>(v); }
+    VFILE_LOCAL VFile& operator<<(long v) {
         return sizeof v == sizeof(int) ? *this << static_cast<int>(v) : *this << static_cast<long long>(v);
     }
-    VFile& operator<<(unsigned long v) {
+    VFILE_LOCAL VFile& operator<<(unsigned long v) {
         return sizeof v == sizeof(int) ? *this << static_cast<unsigned int>(v)
                                        : *this << static_cast<unsigned long long>(v);
     }
@@ -666,16 +571,26 @@ class VFILE_API VFile {
 
     /// ReadByte under another name: line ends are not folded, 0 with `eof` at the end.
     VFile& operator>>(unsigned char& c);
-    VFile& operator>>(char& c) { ///< the same
-        return *this >> reinterpret_cast<unsigned char&>(c);
-    }
-    VFile& operator>>(signed char& c) { ///< the same
-        return *this >> reinterpret_cast<unsigned char&>(c);
-    }
+    VFILE_LOCAL VFile& operator>>(char& c) { return *this >> reinterpret_cast<unsigned char&>(c); }        ///< the same
+    VFILE_LOCAL VFile& operator>>(signed char& c) { return *this >> reinterpret_cast<unsigned char&>(c); } ///< the same
 
     /// Gives what stands from `pos` on to `dst`, whose content it replaces; `pos` goes to the end here, and to the new
     /// end in `dst`. If `dst` refuses, its code is copied into `res` and `pos` stays.
     VFile& operator>>(VFile& dst);
+    /// @}
+
+    /// @name Typed reads of a long
+    /// The types whose width differs from system to system, read by the member of their width.
+    /// @{
+
+    /// As for the other types of this width.
+#if ULONG_MAX == 0xFFFFFFFF
+    void ReadDWord(long& v);
+    void ReadDWord(unsigned long& v);
+#else
+    void ReadQWord(long& v);
+    void ReadQWord(unsigned long& v);
+#endif
     /// @}
 
     // ---- Lines and text ----------------------------------------------------------------------------------------
@@ -686,11 +601,11 @@ class VFILE_API VFile {
     /// its line end; behind the last line end lies one more line, of length 0 at least. A position between the CR and
     /// the LF of a pair belongs to the line that the pair ends. Every other byte is text, NUL and tab included.
     ///
-    /// No index of lines is kept: the line around a position is found by reading, so the cost is the length of the
-    /// line. An object of a derived class sees each byte that is read, a VFile itself is read in whole blocks with the
-    /// same outcome. The queries move `pos`, as each tells, and so clear `res` and `eof`; whoever needs `pos`
-    /// afterwards saves it first. A negative `p` gives resCallError, 0 as the result and no move; one beyond the end
-    /// counts as the end. All halt ("VFile") on any thread but the owner's.
+    /// The line around a position is found by reading, without any index, so the cost is the length of the line. A
+    /// class that overrides ReadByte or ReadPrevByte sees each byte that is read so, all others are read in whole
+    /// blocks with the same outcome. The queries move `pos`, as each tells, and so clear `res` and `eof`; whoever
+    /// needs `pos` afterwards saves it first. A negative `p` gives resCallError, 0 as the result and no move; one
+    /// beyond the end counts as the end. All halt ("VFile") on any thread but the owner's.
     /// @{
 
     /// The start of the line that holds `p`. For `p` 0 nothing is moved; else `pos` and `eof` are afterwards
@@ -714,6 +629,36 @@ class VFILE_API VFile {
     /// The number of blanks (32; no tabs) at the start of the line that holds `p`. `pos` goes behind the byte that
     /// ended the count; `eof` is set if the end of the content did.
     std::int32_t LineIndent(std::int32_t p);
+    /// @}
+
+    /// @name Lines by number
+    ///
+    /// Lines count from 0, as positions do; what a line is stands above. The questions leave the object alone, `pos`,
+    /// `eof` and `res` included, but for a negative argument: resCallError, with the result 0. All halt ("VFile") on
+    /// any thread but the owner's.
+    ///
+    /// The first question counts the line ends of the content, in one pass. From then on the object keeps the counts
+    /// right through every change, at a cost that follows the size of the change, and a question costs O(log n) and a
+    /// look through some thousand bytes. The counts take about 1.5 bytes of RAM, at most 2, for 1024 of content. A
+    /// change that makes more than a quarter of the content new (from 64 KiB on) drops them, and so does a change for
+    /// which the heap has no room: the next question then counts anew. Without memory for them at all, each question
+    /// takes one pass. An object that is never asked pays nothing.
+    ///
+    /// A class that overrides ReadByte has the lines of what that gives. Nothing is kept then: each question goes to 0
+    /// by SetPos, reads byte by byte up to the answer, and goes back to the old position by SetPos. What an override
+    /// throws passes through, with the position left where it is. Such a class must not ask from PreChange.
+    /// Method: counted B-tree (Bayer and McCreight 1972, with sums in place of keys) over chunks of the content.
+    /// @{
+
+    /// How many there are: one more than line ends, so 1 in an empty object.
+    std::int32_t LineCount();
+
+    /// The number of the line that holds `p`; beyond the end: of the last one.
+    std::int32_t LineOf(std::int32_t p);
+
+    /// Where line `n` starts; the length if there are no more than `n`. So line n is what lies from LineAt(n) up to
+    /// LineAt(n + 1), for every n.
+    std::int32_t LineAt(std::int32_t n);
     /// @}
 
     /// @name Pairs of CR and LF
@@ -753,9 +698,9 @@ class VFILE_API VFile {
     /// returns false, an empty pattern returns true; both change nothing else. Both halt ("VFile") on any thread but
     /// the owner's.
     ///
-    /// Cost: each byte of the content is read once, whatever overlaps: by one virtual call each on an object of a
-    /// derived class, over whole blocks with the same outcome on a VFile itself. A mismatch behind m matched bytes
-    /// costs up to m * m comparisons within the pattern, most often a few. Nothing is allocated.
+    /// Cost: each byte of the content is read once, whatever overlaps: by one virtual call each if the class overrides
+    /// ReadByte (going back: ReadPrevByte), else over whole blocks with the same outcome. A mismatch behind m matched
+    /// bytes costs up to m * m comparisons within the pattern, most often a few. Nothing is allocated.
     /// @{
 
     /// Looks forward for the first match that starts at `at` or behind. Found: true, and `at` is just behind the match,
@@ -790,181 +735,22 @@ class VFILE_API VFile {
     std::int32_t type;  ///< The kind number; above 0 it lets the look through for line ends run.
 
   private:
+    friend class vfile_internal::Change;
+    friend class vfile_internal::HistoryRecord;
+    friend class vfile_internal::Observed;
+    friend class vfile_internal::SpanReader;
     friend class vfile_internal::VFileCheck;
-    friend class vfile_internal::Scan;
+    friend struct vfile_internal::Content;
 
-    const void* plainTable;                  // the table of virtual operations of an object that is a VFile and no more
-    VMem* vm;                                // the thread's; borrowed
-    BlkDesc* first;                          // never NIL in a live object
-    BlkDesc* last;                           // never NIL in a live object
-    BlkRdr cur;                              // the block of the current position
-    unsigned char* buf;                      // BlkSize bytes for the current block, NIL until first needed
-    bool bufLoaded;                          // buf holds the bytes of cur.ptr
-    bool bufDirty;                           // buf holds changes that vm has not got
-    std::uint32_t owner;                     // the thread that made the object
-    mutable vfile_internal::BlkIndex* index; // over the chain, NIL until a search has to go far
-    mutable std::int32_t indexLag;           // by how much cur.ptr is longer than the index knows; 0 without an index
+    VFILE_LOCAL explicit VFile(vfile_internal::Content*& made); // empty, over what is there already
+    void Init(vfile_internal::Content* made = nullptr);
 
-    void Init();
-    bool OnOwnerThread() const;
-
-    // The chain (block_chain.cpp).
-    void AllocBuf(std::int32_t& adr, std::int16_t n);
-    BlkDesc* NewBlkPtr(BlkDesc* prev, BlkDesc* next, std::int16_t n);
-    void DisposeBlkPtr(BlkDesc*& p);
-    void DisposeBlkPtrList(BlkDesc*& p);
-    void ForgetPages();
-    void RemoveBlk(BlkDesc* blk, std::int32_t at);
-    void SpliceBehind(BlkDesc* blk, BlkDesc* p1, BlkDesc* p2, std::int32_t at);
-    void DropIndex() const;
-    std::int32_t IndexBehindCur() const;
-    void FindBlk(BlkRdr& rd, std::int32_t p, bool toPrev) const;
-    void SeekBlk(BlkRdr& rd, std::int32_t p) const;
-
-    // The cursor and its buffer (cursor.cpp), and the cursor that leaves the object alone (const_cursor.cpp).
-    void LeaveBlk(const BlkRdr& left);
-    bool IsPlain() const;
-    const unsigned char* BytesOfCur() const;
-    void Advance(int k);
-    void PlaceAt(std::int32_t p);
-    void PlaceFar(std::int32_t p);
-    bool EnterBlkAhead();
-    bool EnterBlkBefore();
-    bool HaveBuf();
-    bool LoadBuf();
-    unsigned char ByteAtCursor();
-    void SetPosC(BlkRdr& rd, std::int32_t p) const;
-    static void EnterBlkAheadC(BlkRdr& rd, const char* proc);
-    void ReadByteC(BlkRdr& rd, unsigned char& b) const;
-    void ReadBytesC(BlkRdr& rd, void* dst, int n) const;
-    const unsigned char* PieceC(BlkRdr& rd, int n, int& k) const;
-
-    // The change engine (change.cpp) and its sources (change_sources.cpp).
-    bool MayChange();
-    bool ClampChange(std::int32_t& at, std::int32_t& oldLen, std::int32_t newLen);
-    void InitChange(std::int32_t p);
-    bool FitsInPlace(std::int32_t oldLen, std::int32_t newLen) const;
-    void ChangeInPlace(std::int32_t oldLen, const void* src, std::int32_t n);
-    void SetCurLen(std::int32_t n);
-    void ChangeByChain(std::int32_t at, std::int32_t oldLen, const unsigned char* src, int n);
-    void CheckCurLen();
-    void AddPrivate(BlkDesc*& p1, BlkDesc*& p2, const void* bytes, std::int16_t n);
-    void DoChange(std::int32_t oldLen, const unsigned char* head, int headLen, BlkDesc* p1, BlkDesc* p2);
-    void CheckEOL(const void* src, int n);
-    Res AskHook(std::int32_t at, std::int32_t oldLen, std::int32_t n) const;
-    void EndChange(std::int32_t at, std::int32_t oldLen, std::int32_t n);
-    void GoBehind(std::int32_t p);
-    void ReplaceFrom(std::int32_t at, std::int32_t oldLen, HFile* f, FileHandle h, std::int32_t count);
-    std::int32_t StageFile(BlkDesc*& p1, BlkDesc*& p2, HFile* f, FileHandle h, std::int32_t count);
-    std::int32_t StageGathered(BlkDesc*& p1, BlkDesc*& p2, HFile* f, FileHandle h, std::int32_t count);
-
-    // Searching (search.cpp).
-    bool FindFolded(std::int32_t& at, const char* pattern, const vfile_internal::Folding& folding, bool wholeWord);
-
-    // Lines (lines.cpp).
-    unsigned char NextByte();
-    unsigned char PrevByte();
-    std::int32_t PassText(char* dst, int room);
-    std::int32_t PassTextBack();
-
-    // Saving (load_save.cpp).
-    void WriteTo(HFile* f, FileHandle h, std::int32_t count);
-    std::int32_t WriteGathered(HFile* f, FileHandle h, std::int32_t count);
-    bool WritePiece(HFile* f, FileHandle h, const void* bytes, int n);
-
-    // Editing (edit.cpp).
-    std::int32_t WriteOldLen(std::int32_t n) const; // the old length of a Write: 0 if vfInsert is on, else n
-
-    // Comparison (compare.cpp). Order is below 0, 0 or above 0, for the first n bytes of both.
-    static void TestOwners(const VFile& a, const VFile& b); // halts unless both are the calling thread's
-    static int Order(const VFile& a, const VFile& b, std::int32_t n);
-    static int Order(const VFile& v, const char* s, std::int32_t n);
-    friend VFILE_API bool operator==(const VFile& a, const VFile& b);
-    friend VFILE_API bool operator==(const VFile& v, const char* s);
-    friend VFILE_API bool operator<(const VFile& a, const VFile& b);
-    friend VFILE_API bool operator<(const VFile& v, const char* s);
-    friend VFILE_API bool operator<=(const VFile& a, const VFile& b);
-    friend VFILE_API bool operator<=(const VFile& v, const char* s);
-
-    // The thread environment (thread_env.cpp): four words of the slot table.
-    static std::uint32_t slotVFileCount; // number of live VFile objects of the thread
-    static std::uint32_t slotVMem;       // its VMem, NIL while that number is 0
-    static std::uint32_t slotTempDir;    // heap copy of its temp directory, NIL when none
-    static std::uint32_t slotMaxCache;   // its cache limit in kilobytes
-    static void HaltWithoutSlots(std::int32_t line);
-    static std::int32_t ThreadVFileCount();
-    static void SetThreadVFileCount(std::int32_t count);
-    static void IncThreadVFileCount();
-    static void DecThreadVFileCount();
-    static VMem* ThreadVMem();
-    static void SetThreadVMem(VMem* vm);
-    static char* ThreadTempDir();
-    static void SetThreadTempDirPtr(char* dir);
-    static void AssignThreadTempDir(const char* dir);
-    static std::int32_t ThreadMaxCache();
-    static void SetThreadMaxCache(std::int32_t kb);
-    static VMem* JoinThread(); // for an object that is being made: the thread's VMem, made for its first one
-    static void DropThread();  // forgets the thread's environment and touches nothing that it refers to
-    friend void platform::OnForkedChild();
-    static void LeaveThread(); // for an object that is gone: the last one takes the VMem with it
+    vfile_internal::Content* content; // blocks, cursor, buffer; never NIL in a live object
 };
 
-/// @name Comparison
-///
-/// Of whole contents, as strings of bytes: the first byte that differs decides, taken as 0 to 255; a content that the
-/// other one begins with is the lesser of the two. No letters are folded and no locale plays a part. A NUL in an object
-/// is a byte like any other; a string ends at its first NUL and must not be NIL.
-///
-/// The objects stay exactly as they are: the bytes come through a cursor beside theirs, which also sees what has not
-/// left their buffers yet. Both must belong to the calling thread, else a halt ("VFile").
-///
-/// Cost: == and != look at the lengths first. All go over 1024 bytes of each side at a time, up to the first
-/// difference, and allocate nothing.
-/// @{
-VFILE_API bool operator==(const VFile& a, const VFile& b); ///< what the sign says, of the two contents
-VFILE_API bool operator==(const VFile& v, const char* s);
-VFILE_API bool operator<(const VFile& a, const VFile& b);
-VFILE_API bool operator<(const VFile& v, const char* s);
-VFILE_API bool operator<=(const VFile& a, const VFile& b);
-VFILE_API bool operator<=(const VFile& v, const char* s);
-
-inline bool operator==(const char* s, const VFile& v) {
-    return v == s;
-}
-inline bool operator!=(const VFile& a, const VFile& b) {
-    return !(a == b);
-}
-inline bool operator!=(const VFile& v, const char* s) {
-    return !(v == s);
-}
-inline bool operator!=(const char* s, const VFile& v) {
-    return !(v == s);
-}
-inline bool operator<(const char* s, const VFile& v) {
-    return !(v <= s);
-}
-inline bool operator<=(const char* s, const VFile& v) {
-    return !(v < s);
-}
-inline bool operator>(const VFile& a, const VFile& b) {
-    return b < a;
-}
-inline bool operator>(const VFile& v, const char* s) {
-    return !(v <= s);
-}
-inline bool operator>(const char* s, const VFile& v) {
-    return v < s;
-}
-inline bool operator>=(const VFile& a, const VFile& b) {
-    return b <= a;
-}
-inline bool operator>=(const VFile& v, const char* s) {
-    return !(v < s);
-}
-inline bool operator>=(const char* s, const VFile& v) {
-    return v <= s;
-}
-/// @}
+/// Exchanges what two objects are, as the move constructor takes it over; each keeps its class and kind number. Both
+/// must belong to the calling thread, else a halt ("VFile").
+VFILE_API void swap(VFile& a, VFile& b) noexcept;
 
 /// Sets the calling thread up for VFile. Only a thread that ran before the library was loaded needs to call it, before
 /// its first VFile; on all others it has no effect. False if the heap has no room.

@@ -1,5 +1,5 @@
-// The page cache: which pages are in RAM, how they are found, and in which order they go.
-#include "vmem/vmem_internal.h"
+// The page cache.
+#include "vmem/page_cache.h"
 
 #include "foundation/halt.h"
 
@@ -7,17 +7,22 @@
 #include <cstdlib>
 #include <cstring>
 
-using namespace vfile_internal;
+namespace vfile_internal {
+PageCache::PageCache(SwapFile& swapFile)
+    : swap(swapFile), cacheHead(nullptr), cacheTail(nullptr), hashTable{}, chains(ownChains),
+      chainCount(OwnChains), ownChains{}, sparePage(nullptr), moves(0), cacheCount(0), maxCacheCount(0), maxCacheKb(0),
+      lentCount(0), gathers(false) {
+    NewCachePtr(sparePage);
+}
 
-namespace {
-
-constexpr std::size_t DataAlign = 64; // of a page's bytes: the processor's cache moves so many
-
-} // namespace
+PageCache::~PageCache() {
+    DropAll();
+    if (chains != ownChains) std::free(chains);
+}
 
 // The page at `adr`, a page address: loaded, and where it belongs in the list. NIL after a halt that came back. A page
 // that the caller is going to fill, and that was never written, is left as it is.
-CacheDesc* VMem::FindPage(std::int32_t adr, bool toFill) {
+CacheDesc* PageCache::FindPage(std::int32_t adr, bool toFill) {
     CacheDesc*& slot = hashTable[SlotOf(adr)];
     if (slot && slot->adr == adr) return slot; // and the list keeps its order: the page ages
     CacheDesc* p = Lookup(adr);
@@ -29,20 +34,50 @@ CacheDesc* VMem::FindPage(std::int32_t adr, bool toFill) {
     } else {
         p = TakeDescriptor();
         if (!p) return nullptr;
-        if (const char* failure = toFill && fileSize <= adr ? nullptr : LoadPage(p->data, adr)) {
+        if (const char* failure = toFill && swap.Size() <= adr ? nullptr : Load(adr, p->data)) {
             DropPage(p); // it holds nothing
             Halt("VMem", "FindPage", failure);
             return nullptr;
         }
-        p->dirty = false;
+        p->dirty = p->early = false;
         Enchain(p, adr);
     }
     slot = p; // the page that stood there stays cached
     return p;
 }
 
+// The page at `adr` in the place of `victim`, which goes to the file with n bytes of it changed: in the cache it has
+// them never, so it is as before where it can't be written. NIL after a halt that came back.
+CacheDesc* PageCache::Replace(CacheDesc* victim, std::int32_t off, const unsigned char* from, std::size_t n,
+                              std::int32_t adr) {
+    unsigned char data[PageSize];
+    if (const char* failure = Load(adr, data)) {
+        Halt("VMem", "FindPage", failure);
+        return nullptr;
+    }
+    unsigned char changed[PageSize];
+    std::memcpy(changed, victim->data, PageSize);
+    std::memcpy(changed + off, from, n);
+    victim->dirty = true; // the file may get a part of it
+    if (!WriteOut(victim, changed)) return nullptr;
+    CacheDesc* p = EnterPage(adr);
+    if (p) std::memcpy(p->data, data, PageSize);
+    return p;
+}
+
+// Takes a page in that is not cached; what its bytes are is the caller's to see to. NIL after a halt that came back;
+// nothing has changed then.
+CacheDesc* PageCache::EnterPage(std::int32_t adr) {
+    CacheDesc* p = TakeDescriptor();
+    if (!p) return nullptr;
+    p->dirty = p->early = false;
+    Enchain(p, adr);
+    hashTable[SlotOf(adr)] = p;
+    return p;
+}
+
 // The cached page at this address, NIL if there is none.
-CacheDesc* VMem::Lookup(std::int32_t adr) const {
+CacheDesc* PageCache::Lookup(std::int32_t adr) const {
     CacheDesc* p = ChainOf(adr);
     while (p && p->adr != adr) p = p->chainNext;
     return p;
@@ -50,15 +85,16 @@ CacheDesc* VMem::Lookup(std::int32_t adr) const {
 
 // A descriptor for a page that is not cached, in no chain and at the head of the list. NIL after a halt that came back;
 // nothing has changed then.
-CacheDesc* VMem::TakeDescriptor() {
+CacheDesc* PageCache::TakeDescriptor() {
     CacheDesc* p = nullptr;
-    if (!cacheHead || cacheCount < maxCacheCount) { // an empty cache takes a page whatever the limit
+    // An empty cache takes a page whatever the limit, and so does one whose pages are all lent.
+    if (lentCount >= cacheCount || cacheCount < maxCacheCount) {
         p = cacheHead ? nullptr : sparePage;
         if (!p) NewCachePtr(p);
         if (!p) return nullptr;
         ++cacheCount;
     } else {
-        p = cacheTail;
+        p = Victim();
         if (!FlushVictim(p)) return nullptr;
         UnHashCachePtr(p);
         Unlink(p);
@@ -67,7 +103,16 @@ CacheDesc* VMem::TakeDescriptor() {
     return p;
 }
 
-void VMem::LinkAtHead(CacheDesc* p) {
+// The next page to go; not all are lent.
+inline CacheDesc* PageCache::Victim() {
+    for (CacheDesc* p; (p = cacheTail)->lent > 0;) {
+        Unlink(p);
+        LinkAtHead(p);
+    }
+    return cacheTail;
+}
+
+void PageCache::LinkAtHead(CacheDesc* p) {
     p->stamp = ++moves;
     p->prev = nullptr;
     p->next = cacheHead;
@@ -75,13 +120,13 @@ void VMem::LinkAtHead(CacheDesc* p) {
     cacheHead = p;
 }
 
-void VMem::Unlink(CacheDesc* p) {
+void PageCache::Unlink(CacheDesc* p) {
     (p->prev ? p->prev->next : cacheHead) = p->next;
     (p->next ? p->next->prev : cacheTail) = p->prev;
 }
 
 // Puts a descriptor that is in no chain to the front of the one of `adr`.
-void VMem::Enchain(CacheDesc* p, std::int32_t adr) {
+void PageCache::Enchain(CacheDesc* p, std::int32_t adr) {
     CacheDesc*& front = ChainOf(adr);
     p->adr = adr;
     p->chainNext = front;
@@ -89,7 +134,7 @@ void VMem::Enchain(CacheDesc* p, std::int32_t adr) {
 }
 
 // Takes a descriptor out of its chain, and out of its slot if it holds that.
-void VMem::UnHashCachePtr(CacheDesc* p) {
+void PageCache::UnHashCachePtr(CacheDesc* p) {
     if (!p || p->adr == NoAdr) return;
     CacheDesc** link = &ChainOf(p->adr);
     while (*link != p) link = &(*link)->chainNext;
@@ -97,129 +142,145 @@ void VMem::UnHashCachePtr(CacheDesc* p) {
     CacheDesc*& slot = hashTable[SlotOf(p->adr)];
     if (slot == p) slot = nullptr;
     p->adr = NoAdr;
+    if (p->lent > 0) --lentCount; // its bytes are of no more use, even to who looks at them
+    p->lent = 0;
 }
 
-void VMem::NewCachePtr(CacheDesc*& p) {
+void PageCache::NewCachePtr(CacheDesc*& p) {
     // A small cache takes its pages one by one, and so does a large one where the heap has no room for more.
-    const int count = maxCacheCount < GatherFrom ? 1 : std::min(SlabPages, maxCacheCount - cacheCount);
-    p = nullptr;
-    if (!slabs && !NewSlab(count) && (count == 1 || !NewSlab(1))) return Halt("VMem", "NewCachePtr", "p==NIL");
-    PageSlab* slab = slabs;
-    p = slab->free;
-    slab->free = p->next;
-    ++slab->inUse;
-    if (!slab->free) UnlinkSlab(slab);
-    p->adr = NoAdr;
-    p->dirty = false;
+    p = pool.Take(maxCacheCount < GatherFrom ? 1 : std::min(SlabPages, maxCacheCount - cacheCount));
+    if (!p) Halt("VMem", "NewCachePtr", "p==NIL");
 }
 
-// Takes `count` pages from the heap; false if it has no room.
-bool VMem::NewSlab(int count) {
-    const auto n = static_cast<std::size_t>(count);
-    void* block = std::malloc(sizeof(PageSlab) + n * (sizeof(CacheDesc) + PageSize) + DataAlign);
-    if (!block) return false;
-    auto* slab = static_cast<PageSlab*>(block);
-    auto* pages = reinterpret_cast<CacheDesc*>(slab + 1);
-    auto* data = reinterpret_cast<unsigned char*>(pages + n);
-    data += DataAlign - reinterpret_cast<std::uintptr_t>(data) % DataAlign;
-    for (std::size_t i = 0; i < n; ++i, data += PageSize) {
-        pages[i].next = i + 1 < n ? &pages[i + 1] : nullptr;
-        pages[i].data = data;
-        pages[i].slab = slab;
-    }
-    slab->free = pages;
-    slab->inUse = 0;
-    LinkSlab(slab);
-    return true;
-}
-
-void VMem::LinkSlab(PageSlab* slab) {
-    slab->prev = nullptr;
-    slab->next = slabs;
-    if (slabs) slabs->prev = slab;
-    slabs = slab;
-}
-
-void VMem::UnlinkSlab(const PageSlab* slab) {
-    (slab->prev ? slab->prev->next : slabs) = slab->next;
-    if (slab->next) slab->next->prev = slab->prev;
-}
-
-// Brings together what a smaller limit has left in many slabs: behind it, one at most is partly free, and the others
-// are back on the heap. The spare page stays where it is: its slab has no other one.
-void VMem::PackSlabs() {
-    for (CacheDesc* p = cacheHead; p && slabs && slabs->next; p = p->next) {
-        if (p->slab->free && p->slab != slabs) p = MovePage(p);
-    }
-}
-
-// Moves a cached page to the first slab that has a free one, and gives its old place back.
-CacheDesc* VMem::MovePage(CacheDesc* p) {
-    CacheDesc* q;
-    NewCachePtr(q);
-    std::memcpy(q->data, p->data, PageSize);
-    q->dirty = p->dirty;
-    q->stamp = p->stamp;
-    q->prev = p->prev;
-    q->next = p->next;
-    (q->prev ? q->prev->next : cacheHead) = q;
-    (q->next ? q->next->prev : cacheTail) = q;
-    const std::int32_t adr = p->adr;
-    const bool hadSlot = hashTable[SlotOf(adr)] == p;
-    UnHashCachePtr(p);
-    Enchain(q, adr);
-    if (hadSlot) hashTable[SlotOf(adr)] = q;
-    DisposeCachePtr(p);
-    return q;
-}
-
-void VMem::DisposeCachePtr(CacheDesc*& p) {
+void PageCache::DisposeCachePtr(CacheDesc*& p) {
     if (!p) return Halt("VMem", "DisposeCachePtr", "p==NIL");
     UnHashCachePtr(p);
-    PageSlab* slab = p->slab;
-    if (!slab->free) LinkSlab(slab);
-    p->next = slab->free;
-    slab->free = p;
+    pool.GiveBack(p);
     p = nullptr;
-    if (--slab->inUse > 0) return;
-    UnlinkSlab(slab);
-    std::free(slab);
 }
 
 // Takes a page out of the cache, dirty or not.
-void VMem::DropPage(CacheDesc* p) {
+void PageCache::DropPage(CacheDesc* p) {
     UnHashCachePtr(p);
     Unlink(p);
     --cacheCount;
     if (p != sparePage) DisposeCachePtr(p); // the spare waits for the next time that the cache is empty
 }
 
-void VMem::DropAllPages() {
+// Takes the page at this address out of the cache if it is there; its bytes are of no more use. A slab that this leaves
+// empty waits for the next pages: what is cut and what is put in come in turns.
+void PageCache::Forget(std::int32_t adr) {
+    CacheDesc* p = Lookup(adr);
+    if (!p) return;
+    UnHashCachePtr(p);
+    Unlink(p);
+    --cacheCount;
+    if (p != sparePage) pool.Return(p);
+}
+
+void PageCache::Lend(std::int32_t adr) {
+    CacheDesc* p = Lookup(adr);
+    if (p && p->lent++ == 0) ++lentCount;
+}
+
+void PageCache::TakeBack(std::int32_t adr) {
+    CacheDesc* p = Lookup(adr);
+    if (!p || p->lent == 0 || --p->lent > 0) return;
+    --lentCount;
+    ShrinkTo(std::max(maxCacheCount, 1));
+}
+
+// The page at `adr`, if it is dirty and among the last GatherPages of the list; else NIL. A page that is farther from
+// the tail may well be changed again before it goes.
+CacheDesc* PageCache::GoesSoon(std::int64_t adr) const {
+    CacheDesc* p = Lookup(static_cast<std::int32_t>(adr));
+    return p && p->dirty && p->stamp - cacheTail->stamp < GatherPages ? p : nullptr;
+}
+
+// Between a page and the swap file.
+
+// Fills a page's bytes; NIL, or what failed. A page that the file does not have was never written and reads as zeros.
+const char* PageCache::Load(std::int32_t adr, unsigned char* data) {
+    if (swap.Size() <= adr) {
+        std::memset(data, 0, PageSize);
+        return nullptr;
+    }
+    const unsigned char* bytes = gathers ? ahead.PageAt(adr, swap) : nullptr;
+    if (!bytes) return swap.Read(adr, data);
+    std::memcpy(data, bytes, PageSize);
+    for (int i = 0; i < PageSize; i += 64) __builtin_prefetch(cacheTail->data + i, 1); // of the next victim
+    return nullptr;
+}
+
+// Writes a dirty page to the swap file. False after a halt that came back: the page is dirty still.
+bool PageCache::FlushCachePtr(CacheDesc* p) {
+    if (!p->dirty) {
+        if (p->early) CameDue(p);
+        return true;
+    }
+    return WriteOut(p, p->data);
+}
+
+bool PageCache::WriteOut(CacheDesc* p, const unsigned char* data) {
+    if (!swap.Write(p->adr, data)) {
+        ahead.Forget(p->adr, std::int64_t{p->adr} + PageSize);
+        return false;
+    }
+    p->dirty = p->early = false;
+    ahead.Written(p->adr, data);
+    early.Due();
+    return true;
+}
+
+// A page that was written early would be written now, and need not be.
+void PageCache::CameDue(CacheDesc* p) {
+    p->early = false;
+    early.CameDue();
+}
+
+// FlushCachePtr of a page that goes, by one transfer with its neighbours if it can be.
+bool PageCache::FlushVictim(CacheDesc* p) {
+    if (p->dirty && gathers) WriteTogether(p);
+    return FlushCachePtr(p); // by itself, if it is dirty still
+}
+
+// Those that could not be written whole stay dirty. If the victim is among these, its own write finds out what is
+// wrong: the pages before it lie inside the file, so they have taken no room from it.
+void PageCache::WriteTogether(CacheDesc* victim) {
+    CacheDesc* pages[GatherPages];
+    const int n = early.Pick(*this, victim, pages);
+    const std::int64_t first = pages[0]->adr;
+    if (n == 1 || !swap.Reaches(first)) return; // what comes before it can halt
+    unsigned char* data[GatherPages];
+    for (int i = 0; i < n; ++i) data[i] = pages[i]->data;
+    const int whole = swap.WriteMore(first, data, n);
+    const bool readAhead = ahead.Holds(first, first + n * PageSize);
+    for (int i = 0; i < whole; ++i) {
+        pages[i]->dirty = false;
+        pages[i]->early = true;
+        if (readAhead) ahead.Written(pages[i]->adr, data[i]);
+    }
+    if (whole < n) ahead.Forget(first + whole * PageSize, first + n * PageSize);
+    early.Written(whole);
+}
+
+// All pages.
+
+void PageCache::Flush() {
+    for (CacheDesc* p = cacheHead; p; p = p->next) FlushCachePtr(p);
+}
+
+void PageCache::Release() {
+    ShrinkTo(0);
+    pool.FreeEmpty();
+    ahead.Drop();
+}
+
+void PageCache::DropAll() {
     while (cacheHead) DropPage(cacheHead);
     if (sparePage) DisposeCachePtr(sparePage);
+    pool.FreeEmpty();
+    ahead.Drop();
 }
 
-// Writes pages out and takes them from the head of the list, until at most `count` are left.
-void VMem::ShrinkTo(int count) {
-    while (cacheCount > count && FlushCachePtr(cacheHead)) { // NOLINT(clang-analyzer-unix.Malloc): the head has changed
-        DropPage(cacheHead);
-    }
-}
-
-// Twice as many chains as pages may be cached, so that few looks meet a page that is not meant. The own ones, or a
-// table from the heap, if that has room.
-void VMem::FitChains() {
-    std::uint32_t count = OwnChains;
-    while (count < 2 * static_cast<std::uint32_t>(maxCacheCount)) count *= 2;
-    if (count == chainCount) return;
-    auto* table = count == OwnChains ? ownChains : static_cast<CacheDesc**>(std::calloc(count, sizeof(CacheDesc*)));
-    if (table) UseChains(table, count);
-}
-
-void VMem::UseChains(CacheDesc** table, std::uint32_t count) {
-    if (chains != ownChains) std::free(chains);
-    std::memset(ownChains, 0, sizeof ownChains);
-    chains = table;
-    chainCount = count;
-    for (CacheDesc* p = cacheHead; p; p = p->next) Enchain(p, p->adr);
-}
+} // namespace vfile_internal

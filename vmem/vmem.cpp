@@ -1,21 +1,19 @@
-// VMem: its life, the byte transfers and the settings.
+// VMem: its life, the tests of what a host asks for, and the short road of a transfer. The rooms do the rest.
 #include "vmem/vmem.h"
 
 #include "foundation/halt.h"
-#include "vmem/vmem_internal.h"
+#include "platform/thread.h"
+#include "vmem/memory.h"
 
-#include <cstdlib>
+#include <algorithm>
 #include <cstring>
 
+namespace platform = vfile_internal::platform;
 using namespace vfile_internal;
 
 namespace {
 
 constexpr std::int16_t DefaultMaxCacheKb = 4000;
-
-std::int32_t PageOf(std::int32_t adr) {
-    return adr & ~PageMask;
-}
 
 // An address that is past the end of all numbers is past the top like any other.
 std::int32_t AdrPlus(std::int32_t adr, std::int32_t off) {
@@ -23,43 +21,60 @@ std::int32_t AdrPlus(std::int32_t adr, std::int32_t off) {
     return sum > INT32_MAX ? INT32_MAX : static_cast<std::int32_t>(sum);
 }
 
-char* NewText(const char* s) {
-    const std::size_t size = std::strlen(s) + 1;
-    auto* text = static_cast<char*>(std::malloc(size));
-    if (text) std::memcpy(text, s, size);
-    return text;
+// Kilobytes as the older settings tell them.
+std::int16_t Narrow(std::int32_t kb) {
+    return static_cast<std::int16_t>(std::min<std::int32_t>(kb, INT16_MAX));
 }
 
 } // namespace
 
-VMem::VMem()
-    : swapFile(InvalidHandle), tempDir(nullptr), swapName(nullptr), owner(platform::CurrentThreadId()),
-      sparePage(nullptr), cacheHead(nullptr), cacheTail(nullptr), hashTable{}, chains(ownChains),
-      chainCount(OwnChains), ownChains{}, moves(0), cacheCount(0), maxCacheCount(0), maxCacheKb(0), fileSize(0), runs{},
-      lastRun(0), slabs(nullptr) {
-    NewCachePtr(sparePage);
-    ResetAllocator();
-    SetMaxCacheSize(DefaultMaxCacheKb);
+VMem::VMem() : owner(0), memory(new (std::nothrow) Memory) {
+    if (memory) {
+        owner = platform::CurrentThreadId();
+        memory->cache.SetLimit(DefaultMaxCacheKb);
+    } else {
+        Halt("VMem", "NewCachePtr", "p==NIL");
+    }
 }
 
+// In a forked child the swap file is the parent's, and its number may be that of another file here.
 VMem::~VMem() {
+    if (!memory) return;
+    if (platform::IsFromBeforeFork(owner)) {
+        if (!platform::IsOfForkingThread(owner)) return; // a thread that is not here may have been changing it
+        memory->file.Abandon();
+        owner = platform::CurrentThreadId();
+    }
     DeallocAll();
-    if (chains != ownChains) std::free(chains);
-    std::free(tempDir);
-    tempDir = nullptr;
+    delete memory;
+    memory = nullptr;
     owner = 0;
+}
+
+// The first test of each operation. False, behind a halt that came back, if there is nothing to work on.
+inline bool VMem::Usable(int line) const {
+    if (platform::IsCurrentThread(owner)) return true;
+    HaltA("VMem", line);
+    return memory != nullptr;
+}
+
+// The test of a range, and of the buffer. False also if nothing is to be moved.
+inline bool VMem::CheckRange(std::int32_t adr, std::int16_t len, const void* buf, const char* proc) const {
+    if (len == 0 || !memory->allocator.CheckAdr(adr, len)) return false;
+    if (!buf) Halt("VMem", proc, "buffer address must not be 0");
+    return buf != nullptr;
 }
 
 // The transfers. Get and Set serve a transfer that stays in a page which is found at once, and pass on all others.
 
 // The page of a transfer that nothing stands against and that stays in one page, if that page holds its slot; else NIL.
 inline CacheDesc* VMem::PageAtHand(std::int32_t adr, std::int16_t len) const {
-    if (!OnOwnerThread() || len <= 0 || adr < 0 || std::int64_t{adr} + len > topAdr) return nullptr;
-    CacheDesc* p = hashTable[SlotOf(adr)];
-    return p && p->adr == PageOf(adr) && (adr & PageMask) + len <= PageSize ? p : nullptr;
+    if (!platform::IsCurrentThread(owner) || !memory->allocator.Holds(adr, len)) return nullptr;
+    CacheDesc* p = memory->cache.AtHand(PageOf(adr));
+    return (adr & PageMask) + len <= PageSize ? p : nullptr;
 }
 
-void VMem::Get(std::int32_t adr, void* buf, std::int16_t len) {
+void VMem::Get(Address adr, void* buf, Length len) {
     const CacheDesc* p = PageAtHand(adr, len);
     if (!p || !buf) {
         GetPages(adr, buf, len);
@@ -68,7 +83,7 @@ void VMem::Get(std::int32_t adr, void* buf, std::int16_t len) {
     std::memcpy(buf, p->data + (adr & PageMask), static_cast<std::size_t>(len));
 }
 
-void VMem::Set(std::int32_t adr, const void* buf, std::int16_t len) {
+void VMem::Set(Address adr, const void* buf, Length len) {
     CacheDesc* p = PageAtHand(adr, len);
     if (!p || !buf) {
         SetPages(adr, buf, len);
@@ -78,174 +93,146 @@ void VMem::Set(std::int32_t adr, const void* buf, std::int16_t len) {
     std::memcpy(p->data + (adr & PageMask), buf, static_cast<std::size_t>(len));
 }
 
-// The bytes themselves, where a Get of them would copy from, with all that a Get does to the cache. The range lies in
-// one page and is not empty. Good until the next access to this VMem, whatever it is; zeros after a halt that came
-// back.
+// Get and Set in full. False if nothing was to be moved, or it halted and came back.
+
+[[gnu::noinline]] bool VMem::GetPages(std::int32_t adr, void* buf, std::int16_t len) {
+    return Usable(__LINE__) && CheckRange(adr, len, buf, "Get") && memory->cache.Get(adr, buf, len);
+}
+
+[[gnu::noinline]] bool VMem::SetPages(std::int32_t adr, const void* buf, std::int16_t len) {
+    return Usable(__LINE__) && CheckRange(adr, len, buf, "Set") && memory->cache.Set(adr, buf, len);
+}
+
 const unsigned char* VMem::Peek(std::int32_t adr, std::int16_t len) {
     static const unsigned char nothing[PageSize] = {};
     const CacheDesc* p = PageAtHand(adr, len);
-    if (!p) {
-        if (!OnOwnerThread()) HaltA("VMem", __LINE__);
-        if (!CheckAdr(adr, len)) return nothing;
-        p = FindPage(PageOf(adr));
-    }
+    if (!p && Usable(__LINE__) && memory->allocator.CheckAdr(adr, len)) p = memory->cache.FindPage(PageOf(adr));
     return p ? p->data + (adr & PageMask) : nothing;
 }
 
-// Get and Set in full. False if it halted and came back: then the pages before the bad one have been moved, or nothing.
-
-bool VMem::GetPages(std::int32_t adr, void* buf, std::int16_t len) {
-    if (!OnOwnerThread()) HaltA("VMem", __LINE__);
-    if (len == 0) return true;
-    if (!CheckAdr(adr, len)) return false;
-    if (!buf) {
-        Halt("VMem", "Get", "buffer address must not be 0");
-        return false;
-    }
-
-    auto* to = static_cast<unsigned char*>(buf);
-    for (std::int32_t left = len;;) {
-        const CacheDesc* p = FindPage(PageOf(adr));
-        if (!p) return false;
-        const std::int32_t off = adr & PageMask;
-        const std::int32_t n = left < PageSize - off ? left : PageSize - off;
-        std::memcpy(to, p->data + off, static_cast<std::size_t>(n));
-        left -= n;
-        if (left == 0) return true;
-        to += n;
-        adr += n;
-    }
+void VMem::Lend(std::int32_t adr) {
+    if (Usable(__LINE__)) memory->cache.Lend(PageOf(adr));
 }
 
-bool VMem::SetPages(std::int32_t adr, const void* buf, std::int16_t len) {
-    if (!OnOwnerThread()) HaltA("VMem", __LINE__);
-    if (len == 0) return true;
-    if (!CheckAdr(adr, len)) return false;
-    if (!buf) {
-        Halt("VMem", "Set", "buffer address must not be 0");
-        return false;
-    }
+void VMem::TakeBack(std::int32_t adr) {
+    if (Usable(__LINE__)) memory->cache.TakeBack(PageOf(adr));
+}
 
-    const auto* from = static_cast<const unsigned char*>(buf);
-    for (std::int32_t left = len;;) {
-        const std::int32_t off = adr & PageMask;
-        const std::int32_t n = left < PageSize - off ? left : PageSize - off;
-        CacheDesc* p = FindPage(PageOf(adr), n == PageSize);
-        if (!p) return false;
-        std::memcpy(p->data + off, from, static_cast<std::size_t>(n));
+void VMem::FillPage(std::int32_t adr, const void* buf, std::int16_t len) {
+    CacheDesc* p = PageAtHand(adr, len);
+    if (p) {
         p->dirty = true;
-        left -= n;
-        if (left == 0) return true;
-        from += n;
-        adr += n;
+        std::memcpy(p->data, buf, static_cast<std::size_t>(len));
+    } else if (Usable(__LINE__) && CheckRange(adr, len, buf, "Set")) {
+        memory->cache.Fill(adr, buf, len);
     }
 }
 
 // The typed family.
 
-void VMem::Get(std::int32_t adr, char& value) {
+void VMem::Get(Address adr, char& value) {
     Get(adr, &value, sizeof value);
 }
-void VMem::Get(std::int32_t adr, signed char& value) {
+void VMem::Get(Address adr, signed char& value) {
     Get(adr, &value, sizeof value);
 }
-void VMem::Get(std::int32_t adr, unsigned char& value) {
+void VMem::Get(Address adr, unsigned char& value) {
     Get(adr, &value, sizeof value);
 }
-void VMem::Get(std::int32_t adr, short& value) {
+void VMem::Get(Address adr, short& value) {
     Get(adr, &value, sizeof value);
 }
-void VMem::Get(std::int32_t adr, unsigned short& value) {
+void VMem::Get(Address adr, unsigned short& value) {
     Get(adr, &value, sizeof value);
 }
-void VMem::Get(std::int32_t adr, int& value) {
+void VMem::Get(Address adr, int& value) {
     Get(adr, &value, sizeof value);
 }
-void VMem::Get(std::int32_t adr, unsigned int& value) {
+void VMem::Get(Address adr, unsigned int& value) {
     Get(adr, &value, sizeof value);
 }
-void VMem::Get(std::int32_t adr, long& value) {
+void VMem::Get(Address adr, long& value) {
     Get(adr, &value, sizeof value);
 }
-void VMem::Get(std::int32_t adr, unsigned long& value) {
+void VMem::Get(Address adr, unsigned long& value) {
     Get(adr, &value, sizeof value);
 }
-void VMem::Get(std::int32_t adr, long long& value) {
+void VMem::Get(Address adr, long long& value) {
     Get(adr, &value, sizeof value);
 }
-void VMem::Get(std::int32_t adr, unsigned long long& value) {
+void VMem::Get(Address adr, unsigned long long& value) {
     Get(adr, &value, sizeof value);
 }
-void VMem::Get(std::int32_t adr, float& value) {
+void VMem::Get(Address adr, float& value) {
     Get(adr, &value, sizeof value);
 }
-void VMem::Get(std::int32_t adr, double& value) {
+void VMem::Get(Address adr, double& value) {
     Get(adr, &value, sizeof value);
 }
-void VMem::Get(std::int32_t adr, long double& value) {
+void VMem::Get(Address adr, long double& value) {
     double narrow = 0;
     Get(adr, narrow);
     value = narrow;
 }
-void VMem::Get(std::int32_t adr, void*& value) {
+void VMem::Get(Address adr, void*& value) {
     Get(adr, &value, sizeof value);
 }
 
-void VMem::Set(std::int32_t adr, char value) {
+void VMem::Set(Address adr, char value) {
     Set(adr, &value, sizeof value);
 }
-void VMem::Set(std::int32_t adr, signed char value) {
+void VMem::Set(Address adr, signed char value) {
     Set(adr, &value, sizeof value);
 }
-void VMem::Set(std::int32_t adr, unsigned char value) {
+void VMem::Set(Address adr, unsigned char value) {
     Set(adr, &value, sizeof value);
 }
-void VMem::Set(std::int32_t adr, short value) {
+void VMem::Set(Address adr, short value) {
     Set(adr, &value, sizeof value);
 }
-void VMem::Set(std::int32_t adr, unsigned short value) {
+void VMem::Set(Address adr, unsigned short value) {
     Set(adr, &value, sizeof value);
 }
-void VMem::Set(std::int32_t adr, int value) {
+void VMem::Set(Address adr, int value) {
     Set(adr, &value, sizeof value);
 }
-void VMem::Set(std::int32_t adr, unsigned int value) {
+void VMem::Set(Address adr, unsigned int value) {
     Set(adr, &value, sizeof value);
 }
-void VMem::Set(std::int32_t adr, long value) {
+void VMem::Set(Address adr, long value) {
     Set(adr, &value, sizeof value);
 }
-void VMem::Set(std::int32_t adr, unsigned long value) {
+void VMem::Set(Address adr, unsigned long value) {
     Set(adr, &value, sizeof value);
 }
-void VMem::Set(std::int32_t adr, long long value) {
+void VMem::Set(Address adr, long long value) {
     Set(adr, &value, sizeof value);
 }
-void VMem::Set(std::int32_t adr, unsigned long long value) {
+void VMem::Set(Address adr, unsigned long long value) {
     Set(adr, &value, sizeof value);
 }
-void VMem::Set(std::int32_t adr, float value) {
+void VMem::Set(Address adr, float value) {
     Set(adr, &value, sizeof value);
 }
-void VMem::Set(std::int32_t adr, double value) {
+void VMem::Set(Address adr, double value) {
     Set(adr, &value, sizeof value);
 }
-void VMem::Set(std::int32_t adr, long double value) {
+void VMem::Set(Address adr, long double value) {
     Set(adr, static_cast<double>(value));
 }
-void VMem::Set(std::int32_t adr, void* value) {
+void VMem::Set(Address adr, void* value) {
     Set(adr, &value, sizeof value);
 }
 
-void VMem::CopyBytes(std::int32_t dst, std::int32_t src, std::int16_t len) {
-    if (!OnOwnerThread()) HaltA("VMem", __LINE__);
+void VMem::CopyBytes(Address dst, Address src, Length len) {
+    if (!Usable(__LINE__)) return;
     if (len < 0) return Halt("VMem", "CopyBytes", "len must be >=0");
     if (len == 0 || dst == src) return;
 
     // A piece is read whole before it is written, and the one that the next would overwrite goes first.
     std::int32_t done = 0;
     while (done < len) {
-        const std::int32_t n = len - done < PageSize ? len - done : PageSize;
+        const std::int32_t n = std::min<std::int32_t>(len - done, PageSize);
         const std::int32_t off = dst > src ? len - done - n : done;
         if (!MovePiece(AdrPlus(dst, off), AdrPlus(src, off), static_cast<std::int16_t>(n))) return;
         done += n;
@@ -253,7 +240,7 @@ void VMem::CopyBytes(std::int32_t dst, std::int32_t src, std::int16_t len) {
 }
 
 // A Get of at most a page and a Set of the same bytes; where both are found at once, without the copy in between. False
-// as from GetPages.
+// after a halt that came back.
 bool VMem::MovePiece(std::int32_t dst, std::int32_t src, std::int16_t len) {
     const CacheDesc* from = PageAtHand(src, len);
     CacheDesc* to = PageAtHand(dst, len);
@@ -268,55 +255,102 @@ bool VMem::MovePiece(std::int32_t dst, std::int32_t src, std::int16_t len) {
 
 // The settings.
 
-std::int16_t VMem::GetCacheSize() {
-    if (!OnOwnerThread()) HaltA("VMem", __LINE__);
-    return static_cast<std::int16_t>(cacheCount * DescriptorSize / 1024);
+std::int16_t VMem::GetCacheSize() const {
+    return Narrow(GetCacheUse());
 }
 
-std::int16_t VMem::GetMaxCacheSize() {
-    if (!OnOwnerThread()) HaltA("VMem", __LINE__);
-    return maxCacheKb;
+std::int16_t VMem::GetMaxCacheSize() const {
+    return Narrow(GetCacheLimit());
 }
 
-void VMem::SetMaxCacheSize(std::int16_t kb) {
-    if (!OnOwnerThread()) HaltA("VMem", __LINE__);
-    maxCacheKb = kb < 0 ? std::int16_t{0} : kb;
-    maxCacheCount = static_cast<std::int16_t>(maxCacheKb * 1024 / DescriptorSize);
-    if (maxCacheCount < GatherFrom) DropBuffers();
-    ShrinkTo(maxCacheCount);
-    PackSlabs();
-    FitChains();
+void VMem::SetMaxCacheSize(Kilobytes kb) {
+    SetCacheLimit(kb);
 }
 
-const char* VMem::GetTempDir() {
-    if (!OnOwnerThread()) HaltA("VMem", __LINE__);
-    return tempDir;
+std::int32_t VMem::GetCacheUse() const {
+    return Usable(__LINE__) ? memory->cache.SizeKb() : 0;
+}
+
+std::int32_t VMem::GetCacheLimit() const {
+    return Usable(__LINE__) ? memory->cache.LimitKb() : 0;
+}
+
+void VMem::SetCacheLimit(std::int32_t kb) {
+    if (Usable(__LINE__)) memory->cache.SetLimit(kb);
+}
+
+std::int32_t VMem::GetSpaceUsed() const {
+    return Usable(__LINE__) ? memory->allocator.Used() : 0;
+}
+
+std::int32_t VMem::GetSpaceFree() const {
+    return Usable(__LINE__) ? memory->allocator.Free() : 0;
+}
+
+std::int64_t VMem::GetSwapFileSize() const {
+    return Usable(__LINE__) ? memory->file.Size() : 0;
+}
+
+const char* VMem::GetTempDir() const {
+    return Usable(__LINE__) ? memory->file.Dir() : nullptr;
 }
 
 void VMem::SetTempDir(const char* dir) {
-    if (!OnOwnerThread()) HaltA("VMem", __LINE__);
-    char* text = dir && *dir ? NewText(dir) : nullptr; // before the old text goes: it may be `dir` itself
-    std::free(tempDir);
-    tempDir = text;
+    if (Usable(__LINE__)) memory->file.SetDir(dir);
+}
+
+std::int32_t VMem::Bequeath(char*& dir) {
+    if (!memory) return DefaultMaxCacheKb;
+    memory->file.ExchangeDir(dir);
+    return memory->cache.LimitKb();
 }
 
 void VMem::FlushCache() {
-    if (!OnOwnerThread()) HaltA("VMem", __LINE__);
-    for (CacheDesc* p = cacheHead; p; p = p->next) FlushCachePtr(p);
+    if (Usable(__LINE__)) memory->cache.Flush();
 }
 
 void VMem::ReleaseCache() {
-    if (!OnOwnerThread()) HaltA("VMem", __LINE__);
-    ShrinkTo(0);
-    DropBuffers();
+    if (Usable(__LINE__)) memory->cache.Release();
 }
 
 void VMem::WriteStatus() {}
 
-bool VMem::HaltOnAdr(std::int32_t adr, std::int16_t len) const {
-    const char* text = len < 1   ? "length of specified virt.memory must be >0"
-                       : adr < 0 ? "illegal address (<0)"
-                                 : "illegal address (>max.address)";
-    Halt("VMem", "CheckAdr", text);
-    return false;
+// The space.
+
+void VMem::Alloc(std::int32_t& adr, Length len) {
+    adr = NoAdr;
+    if (Usable(__LINE__)) memory->allocator.Alloc(adr, len);
+}
+
+void VMem::AllocPage(std::int32_t& adr) {
+    adr = NoAdr;
+    if (Usable(__LINE__)) memory->allocator.AllocPage(adr);
+}
+
+void VMem::TakePage(std::int32_t& adr) {
+    adr = NoAdr;
+    if (Usable(__LINE__)) memory->allocator.TakePage(adr);
+}
+
+void VMem::Dealloc(std::int32_t& adr, Length len) {
+    if (Usable(__LINE__)) memory->allocator.Dealloc(adr, len);
+}
+
+void VMem::DeallocPage(std::int32_t& adr) {
+    if (Usable(__LINE__)) memory->allocator.DeallocPage(adr);
+}
+
+void VMem::DiscardPage(std::int32_t& adr) {
+    if (Usable(__LINE__)) memory->allocator.DiscardPage(adr);
+}
+
+std::int32_t VMem::PagesLeft() const {
+    return memory ? memory->allocator.PagesLeft() : 0;
+}
+
+void VMem::DeallocAll() {
+    if (!Usable(__LINE__)) return;
+    memory->cache.DropAll();
+    memory->allocator.Reset();
+    memory->file.Close();
 }

@@ -2,93 +2,110 @@
 /// VMem: a paged virtual memory with a bounded cache and a swap file that is made only when it is needed.
 #pragma once
 
-#include "platform/platform.h"
+#include "../foundation/integer.h"
+#include "../platform/platform.h"
 
 #include <cstdint>
-
-struct CacheDesc;
-struct PageSlab;
+#include <type_traits>
 
 namespace vfile_internal {
+class BlockChain;
+class ForkedChild;
 class VMemCheck;
-}
+struct CacheDesc;
+struct Memory;
+} // namespace vfile_internal
 
 /// VMem: a flat space of bytes, addressed by 32-bit signed numbers, of which a bounded number of pages stays in RAM;
 /// the others lie in a swap file or were never written and read as zeros. An allocator hands out ranges of the space
 /// and takes them back; its free lists lie in the space itself.
 ///
-///     cacheHead <-> {4096 dirty} <-> {0} <-> {9216 dirty} <-> cacheTail     the tail is the next page to go
-///     hashTable[adr / 1024 % 4016] -> {4096}                                the page that holds the slot, or NIL
-///     chains[adr / 1024 % 8192] -> {8392704} -> {4096} -> NIL               all cached pages of this remainder
+///     Get, Set                    Alloc, AllocPage, Dealloc
+///        |                                   |
+///        |        .------ links of free blocks
+///        v        v                          v
+///     cache: { page 4 } { page 0 } ...    | block | free | page | free | ...    the space
+///        |                                0                           the top: never handed out from here on
 ///     swap file, at offset adr: the bytes of address adr, as far as they have been written
 ///
-///     |  block | free 100 |   block   | free page |    page   |...
-///     0           \__ mixed list         \__ free page list     topAdr: never handed out from here on
-///
-/// **Replacement.** A page that holds its slot is found without a change to the list, so it ages like an untouched one.
-/// Any other page, found in its chain or loaded, goes to the head and takes its slot. When the cache is full the tail
-/// goes, and is written to the swap file if it is dirty.
+/// **Replacement.** The cached pages stand in a list. Of those whose numbers agree modulo 4016, the one that came last
+/// holds their slot. A page that holds its slot is found without a change to the list, so it ages like an untouched
+/// one. Any other page, cached or loaded, goes to the head and takes its slot. When the cache is full the tail goes,
+/// and is written to the swap file if it has changed.
 ///
 /// **Allocation.** A block that is given back goes to the first place that takes it: the top, if it is the highest one;
 /// the free page list, if it is a whole page; a class, the list of blocks of exactly its length (classes for 4, 5 and
 /// 1024 bytes are always there, others come and go, 16 at most); or the mixed list. Blocks are never merged and have no
 /// header: the caller remembers the length.
 ///
-/// True between any two operations of a live object:
-///
-///  - C1 cacheCount is the length of the list, which reads the same from both ends.
-///  - C2 Every page of the list is in its own chain, no page address is there twice, and the chains hold nothing else.
-///       A slot that is not NIL points at a page of the list whose own slot it is.
-///  - C3 cacheCount is at most maxCacheCount, but one page is always allowed; maxCacheCount is maxCacheKb in pages.
-///  - C4 fileSize is a multiple of 1024, and 0 while there is no swap file.
-///  - C5 A clean page below fileSize equals its bytes in the swap file; a clean page above is all zeros.
-///  - C6 Pages read ahead lie below fileSize and equal their bytes in the swap file (deep). There are none while the
-///       cache is limited to less than 256 pages.
-///  - C7 stamp falls from page to page toward the tail.
-///  - C8 A slab that is listed has a free page, and as many in use as are cached or in reserve (deep).
-///  - A1 The classes 1 to 3 have the lengths 4, 5 and 1024, no two classes have the same length, a class above 3 has a
-///       block, and the entries above classCount hold -1, 0 and 0.
-///  - A2 The head of a list is -1 if and only if its count is 0.
-///  - A3 Each list ends after as many blocks as are counted, and each block is one that this list takes.
-///  - A4 Free blocks lie below topAdr and have no byte in common.
+/// **Growth.** A program that goes on giving back and asking for blocks of many lengths takes ever more of the space,
+/// though it holds no more than before: what a split leaves fits fewer and fewer requests. Of 1000 blocks of 1 to 1000
+/// bytes, 0.5 MB, one at random replaced by another 20,000 times: a space of 2.0 MB, three quarters of it free, and
+/// still 33 bytes more each time; and each Alloc reads all of the mixed list. So a host rounds its lengths up to at
+/// most 13 sizes of its own, for each of which there then is a class (the same in steps of 80 bytes stays at 0.7 MB),
+/// or keeps small things together in larger blocks, or begins anew with DeallocAll. GetSpaceUsed and GetSpaceFree show
+/// it coming.
 ///
 /// **Ownership.** Owns its pages, its swap file and its texts. Bytes are copied in and out; no pointer into a page ever
 /// reaches a host. Can't be copied.
 ///
 /// **Threads.** Works for the thread that made it and has no lock: each public operation but WriteStatus, and the
-/// destructor, halts through HaltA("VMem", line) on any other thread. The child of a fork is another thread, too.
+/// destructor, halts through HaltA("VMem", line) on any other thread. So it is in the child of a fork, but for the
+/// destructor: there that gives back memory at most, and leaves the swap file, which is the parent's, alone.
 ///
 /// **Failures.** None is ordinary. A bad address or length, a swap file that can't be made, read or written, no memory
 /// for a page: each halts through Halt("VMem", operation, text). If the halt procedure returns or leaves by other
-/// means, a page that could not be written is still cached and dirty, and one that could not be read is not cached.
+/// means, an exception among them, a page that could not be written is still cached and dirty, one that could not be
+/// read is not cached, and no free list is broken.
 ///
-/// **The swap file** is made in the first directory that can be read and written, of the one given to SetTempDir, the
-/// environment variables TMP and TEMP, and the system's own temporary directories; one whose text is longer than 255
-/// bytes, closing separator included, is passed over. It belongs to this object alone, has no name as soon as it is
-/// open, and is gone when it is closed, whatever way the process ends. It grows up to the highest page written and
-/// never shrinks.
+/// **The swap file** is made in the first directory where the process can make it, of the one given to SetTempDir, the
+/// environment variables TMP, TEMP and TMPDIR, and the system's own temporary directories. It belongs to this object
+/// alone, has no name, or none as soon as it is open, and is gone when it is closed, whatever way the process ends. It
+/// grows up to the highest page written and never shrinks.
 ///
 /// **Cost.** A page that holds its slot costs a few nanoseconds and the copy. One that does not costs a walk of its
 /// chain, which seldom has a second page. A miss adds one read of 1024 bytes, and one write if a dirty page goes. A
 /// cache of 256 pages or more shares these calls: where misses run upward it reads up to 64 KiB ahead, and a dirty page
 /// that goes takes those along that lie in the same 64 KiB of the file, are dirty and among the next 64 to go; they
-/// stay cached, clean.
+/// stay cached, clean. That stops where it does not serve: of n pages that are due to be read or to be written, less
+/// than n + n / 8 + 128 are moved, and the swap file ends less than 64 KiB later.
 ///
-/// **Memory.** The object itself takes more than 40 KB: a host should not put it on a small stack. From the heap come
+/// **Memory.** The object has 16 bytes. From the heap come 41 KB for what it keeps of the cache, a table of chains, 16
+/// to 32 bytes for each page of the limit (so 107 KB with the default one and no page yet, 46 KB with one of 100 KB),
 /// some 1080 bytes for a cached page (for a cache of 256 pages or more, 64 pages at a time), the two texts, at most 128
-/// KiB of buffers for reading ahead, and a table of chains, 16 to 32 bytes for each page of the limit. Buffers and
-/// table are done without if the heap has no room, and pages then come one by one.
+/// KiB of buffers for reading ahead, and what the free page list has in RAM: a few KB as a rule, 8 bytes for each page
+/// that VFile has given back at worst. Table, buffers and list are done without if the heap has no room for them: pages
+/// then come one by one, and links are written into the free ones.
 ///
 /// **Units.** Addresses and lengths count bytes, and cache sizes kilobytes, in which a page counts 1036 bytes. Address
 /// 0 is an ordinary one; -1 means none. The space ends below address 2147483647.
 class VFILE_API VMem {
   public:
     /// Bytes of a page, and of one read or write of the swap file.
-    static constexpr std::int32_t PageSize = 1024;
+    VFILE_LOCAL static constexpr std::int32_t PageSize = 1024;
+
+    /// @name Integers of any type
+    /// Addresses, lengths and sizes can be given as any integer type; a bool and a floating type don't compile. What
+    /// the width of the type told here can't hold is not cut: it counts as below or above all that is allowed.
+    /// @{
+
+    /// A byte of the space, 32 bits wide.
+    struct Address : vfile_internal::IntegerArg<std::int32_t, INT32_MAX> {
+        using IntegerArg::IntegerArg;
+    };
+    /// Bytes of a block or of a transfer, 16 bits wide: one above 32767 halts as one below 1 does.
+    struct Length : vfile_internal::IntegerArg<std::int16_t, -1> {
+        using IntegerArg::IntegerArg;
+    };
+    /// Kilobytes of the cache, 16 bits wide: above 32767 counts as 32767.
+    struct Kilobytes : vfile_internal::IntegerArg<std::int16_t, INT16_MAX> {
+        using IntegerArg::IntegerArg;
+    };
+    /// @}
 
     /// An empty space with a cache limit of 4000 kilobytes, owned by the calling thread. Takes one page from the heap,
     /// which is held in reserve for an empty cache: so one page at least can always be held, whatever the limit. Halts
-    /// with "p==NIL" (NewCachePtr) if the heap has none.
+    /// with "p==NIL" (NewCachePtr) if the heap has no room for it or for the object's own.
     VMem();
 
     /// Drops all pages, closes the swap file and frees everything, on the owner's thread. Writes nothing.
@@ -108,8 +125,8 @@ class VFILE_API VMem {
     /// swap file failed" (FindPage), and where it pushes out a dirty one with the halts of FlushCache. Pages before the
     /// bad one have been moved then.
     /// @{
-    void Get(std::int32_t adr, void* buf, std::int16_t len);       ///< from the space to `buf`
-    void Set(std::int32_t adr, const void* buf, std::int16_t len); ///< from `buf` to the space
+    void Get(Address adr, void* buf, Length len);       ///< from the space to `buf`
+    void Set(Address adr, const void* buf, Length len); ///< from `buf` to the space
     /// @}
 
     /// @name Typed transfers
@@ -119,61 +136,107 @@ class VFILE_API VMem {
     /// @{
 
     /// One value, in its own width.
-    void Get(std::int32_t adr, char& value);
-    void Get(std::int32_t adr, signed char& value);
-    void Get(std::int32_t adr, unsigned char& value);
-    void Get(std::int32_t adr, short& value);
-    void Get(std::int32_t adr, unsigned short& value);
-    void Get(std::int32_t adr, int& value);
-    void Get(std::int32_t adr, unsigned int& value);
-    void Get(std::int32_t adr, long& value);
-    void Get(std::int32_t adr, unsigned long& value);
-    void Get(std::int32_t adr, long long& value);
-    void Get(std::int32_t adr, unsigned long long& value);
-    void Get(std::int32_t adr, float& value);
-    void Get(std::int32_t adr, double& value);
-    void Get(std::int32_t adr, long double& value);
-    void Get(std::int32_t adr, void*& value);
-    void Set(std::int32_t adr, char value);
-    void Set(std::int32_t adr, signed char value);
-    void Set(std::int32_t adr, unsigned char value);
-    void Set(std::int32_t adr, short value);
-    void Set(std::int32_t adr, unsigned short value);
-    void Set(std::int32_t adr, int value);
-    void Set(std::int32_t adr, unsigned int value);
-    void Set(std::int32_t adr, long value);
-    void Set(std::int32_t adr, unsigned long value);
-    void Set(std::int32_t adr, long long value);
-    void Set(std::int32_t adr, unsigned long long value);
-    void Set(std::int32_t adr, float value);
-    void Set(std::int32_t adr, double value);
-    void Set(std::int32_t adr, long double value);
-    void Set(std::int32_t adr, void* value);
+    void Get(Address adr, char& value);
+    void Get(Address adr, signed char& value);
+    void Get(Address adr, unsigned char& value);
+    void Get(Address adr, short& value);
+    void Get(Address adr, unsigned short& value);
+    void Get(Address adr, int& value);
+    void Get(Address adr, unsigned int& value);
+    void Get(Address adr, long& value);
+    void Get(Address adr, unsigned long& value);
+    void Get(Address adr, long long& value);
+    void Get(Address adr, unsigned long long& value);
+    void Get(Address adr, float& value);
+    void Get(Address adr, double& value);
+    void Get(Address adr, long double& value);
+    void Get(Address adr, void*& value);
+    void Set(Address adr, char value);
+    void Set(Address adr, signed char value);
+    void Set(Address adr, unsigned char value);
+    void Set(Address adr, short value);
+    void Set(Address adr, unsigned short value);
+    void Set(Address adr, int value);
+    void Set(Address adr, unsigned int value);
+    void Set(Address adr, long value);
+    void Set(Address adr, unsigned long value);
+    void Set(Address adr, long long value);
+    void Set(Address adr, unsigned long long value);
+    void Set(Address adr, float value);
+    void Set(Address adr, double value);
+    void Set(Address adr, long double value);
+    void Set(Address adr, void* value);
+
+    /// A value of another integer type, in its own width: bool, char16_t, char32_t, wchar_t, ... A byte that is not 0
+    /// reads as true.
+    template <class T, std::enable_if_t<std::is_integral_v<T>, int> = 0>
+    VFILE_LOCAL void Get(Address adr, T& value) {
+        if constexpr (std::is_same_v<T, bool>) {
+            unsigned char byte = 0;
+            Get(adr, byte);
+            value = byte != 0;
+        } else {
+            Get(adr, &value, sizeof value);
+        }
+    }
+    template <class T, std::enable_if_t<std::is_integral_v<T>, int> = 0>
+    VFILE_LOCAL void Set(Address adr, T value) {
+        Set(adr, &value, sizeof value);
+    }
     /// @}
 
     /// Copies `len` bytes inside the space, as if through a buffer of that size: the ranges may overlap. Nothing
     /// happens with `len` 0, or with `dst` equal to `src`. A negative `len` halts with "len must be >=0"; addresses are
     /// tested as by Get and Set, piece by piece of at most 1024 bytes.
-    void CopyBytes(std::int32_t dst, std::int32_t src, std::int16_t len);
+    void CopyBytes(Address dst, Address src, Length len);
+
+    /// @name Size of the cache
+    /// A limit in kilobytes, below 0 counts as 0. One page is cached whatever the limit. A smaller limit writes out and
+    /// drops pages at once, from the head of the list, so those that were loaded last go first and the cache halts as
+    /// FlushCache does.
+    /// @{
 
     /// Kilobytes that the cached pages count for now, rounded down: a full default cache reads 3999.
-    std::int16_t GetCacheSize();
+    std::int32_t GetCacheUse() const;
 
-    /// The cache limit in kilobytes, as it was set.
-    std::int16_t GetMaxCacheSize();
+    /// The limit, as it was set.
+    std::int32_t GetCacheLimit() const;
 
-    /// Sets the cache limit in kilobytes; below 0 counts as 0. One page is cached whatever the limit. A smaller limit
-    /// writes out and drops pages at once, from the head of the list, so those that were loaded last go first and the
-    /// cache halts as FlushCache does. 32767 is the greatest limit, 32387 pages.
-    void SetMaxCacheSize(std::int16_t kb);
+    /// Sets it. One of 2121728 holds all pages that the space can have; beyond it nothing changes.
+    void SetCacheLimit(std::int32_t kb);
+
+    /// GetCacheUse, at most 32767.
+    std::int16_t GetCacheSize() const;
+
+    /// GetCacheLimit, at most 32767.
+    std::int16_t GetMaxCacheSize() const;
+
+    /// SetCacheLimit up to 32767, 32387 pages: a greater limit counts as that.
+    void SetMaxCacheSize(Kilobytes kb);
+    /// @}
+
+    /// @name Where the object stands
+    /// @{
+
+    /// The used space, in bytes: all addresses below the top, whether they are in use or lie on free lists. At
+    /// 2147483647 nothing more comes from the top.
+    std::int32_t GetSpaceUsed() const;
+
+    /// The bytes of it that lie on free lists, which may be of lengths that no request fits.
+    std::int32_t GetSpaceFree() const;
+
+    /// The length of the swap file in bytes, 0 while there is none.
+    std::int64_t GetSwapFileSize() const;
+    /// @}
 
     /// The directory that was set by SetTempDir, NIL if there is none; not the one in use. The text belongs to the
     /// object and lives until the next SetTempDir.
-    const char* GetTempDir();
+    const char* GetTempDir() const;
 
     /// Sets the first choice for the directory of the next swap file; one that is open stays where it is. The text is
     /// copied. NIL or an empty text sets none, and so does, without a report, a heap that has no room for the copy.
-    /// `dir` may be the text that GetTempDir gave.
+    /// `dir` may be the text that GetTempDir gave. A directory in which no file can be made is passed over then; a text
+    /// of more than 4082 bytes, longer than a name can be, halts the making with "swap file creation failed".
     void SetTempDir(const char* dir);
 
     /// Writes every dirty page to the swap file, which is made if there is a page to write; all pages stay cached.
@@ -195,11 +258,12 @@ class VFILE_API VMem {
     /// must be >0", and a block that would end above address 2147483647 with "illegal address (>max.address)"; `adr` is
     /// -1 then, as after a halt of the swap file, and nothing is handed out. Costs one read of a link, or a walk of the
     /// mixed list if no class has a block.
-    void Alloc(std::int32_t& adr, std::int16_t len);
+    void Alloc(std::int32_t& adr, Length len);
 
     /// Hands out a page: 1024 bytes at an address that is a multiple of 1024, the last page given back if there is one,
     /// else a new one above the top. The bytes between the old top and that page become a free block; less than 4 bytes
-    /// can't, and the page then moves up by another 1024. Halts with "illegal address (>max.address)" as Alloc does.
+    /// can't, and the page then moves up by another 1024. Halts with "illegal address (>max.address)" as Alloc does,
+    /// with the same outcome.
     void AllocPage(std::int32_t& adr);
 
     /// Gives a block back, with the length that was asked for, and sets `adr` to -1. A block is lost to the space for
@@ -207,7 +271,7 @@ class VFILE_API VMem {
     /// neither can be told. Halts with "len must be >0" (Dealloc0) if `len` is below 1, and as Get does if the block
     /// does not lie in the space, so also when `adr` is -1. `adr` stays as it is then, and after a halt of the swap
     /// file.
-    void Dealloc(std::int32_t& adr, std::int16_t len);
+    void Dealloc(std::int32_t& adr, Length len);
 
     /// Dealloc of a page. Halts with "address is not a page address" if `adr` is no multiple of 1024, as -1 is none.
     void DeallocPage(std::int32_t& adr);
@@ -218,108 +282,34 @@ class VFILE_API VMem {
 
   private:
     friend class vfile_internal::VMemCheck;
-    friend class VFile; // reads blocks where they lie
+    friend class vfile_internal::BlockChain;  // for the pages of its blocks
+    friend class vfile_internal::ForkedChild; // for what the child keeps
 
-    static constexpr int SlotCount = 4016;       // slots of hashTable
-    static constexpr int OwnChains = 1024;       // chains that need no heap
-    static constexpr int MaxClasses = 16;        // exact-size classes at most
-    static constexpr unsigned char FillByte = 0; // of the gaps in the swap file
-
-    // Misses that run upward, and the pages that were read ahead for them.
-    struct Run {
-        std::int64_t next;       // the page behind the last miss
-        int length;              // misses so far, as far as they count
-        std::int64_t start, end; // addresses that `pages` holds, none if they are equal
-        unsigned char* pages;    // AheadPages, NIL until they are needed
-    };
-    static constexpr int RunCount = 2; // as when two contents are compared
-
-    FileHandle swapFile;             // the open swap file, InvalidHandle while there is none
-    char* tempDir;                   // directory asked for by SetTempDir, or NIL
-    char* swapName;                  // path of the open swap file, or NIL; for dumps alone
-    std::uint32_t owner;             // thread that made the object; 0 once it is destroyed
-    CacheDesc* sparePage;            // descriptor in reserve for an empty cache, NIL after DeallocAll
-    CacheDesc* cacheHead;            // the page that last took the slow road, NIL if the cache is empty
-    CacheDesc* cacheTail;            // the next victim
-    CacheDesc* hashTable[SlotCount]; // the page that holds the slot, NIL if there is none
-    CacheDesc** chains;              // all cached pages by their number modulo chainCount; ownChains or from the heap
-    std::uint32_t chainCount;        // a power of two
-    CacheDesc* ownChains[OwnChains]; // for a limit of half as many pages, and where the heap has no room
-    std::uint64_t moves;             // pages moved to the head so far: the last stamp
-    std::int16_t cacheCount;         // cached pages
-    std::int16_t maxCacheCount;      // their limit; one page is always allowed
-    std::int16_t maxCacheKb;         // the same limit in kilobytes, as the caller gave it
-    std::int32_t topAdr;             // first address never handed out
-    std::int64_t fileSize;           // bytes of the swap file written so far; the last page can end at 2 GiB
-    Run runs[RunCount];              // the last ones
-    int lastRun;                     // which of them had the last miss
-    PageSlab* slabs;                 // those that have a free page
-    std::int16_t classCount;         // exact-size classes in use
-    std::int32_t freeHead[MaxClasses + 1];  // first free block: of the mixed list [0], of the classes [1..]; -1 if none
-    std::int16_t classLen[MaxClasses + 1];  // block length of a class; 0 for the mixed list
-    std::int32_t freeCount[MaxClasses + 1]; // blocks on each list
-    std::int32_t freePages;                 // first free page, -1 if none
-    std::int32_t freePageCount;             // pages on that list
-
-    // Tests of an access.
-    bool OnOwnerThread() const;
-    bool CheckAdr(std::int32_t adr, std::int16_t len) const;
-    bool HaltOnAdr(std::int32_t adr, std::int16_t len) const;
-
-    // The two roads of a transfer.
-    const unsigned char* Peek(std::int32_t adr, std::int16_t len);
-    CacheDesc* PageAtHand(std::int32_t adr, std::int16_t len) const;
+    bool Usable(int line) const;
+    bool CheckRange(std::int32_t adr, std::int16_t len, const void* buf, const char* proc) const;
+    vfile_internal::CacheDesc* PageAtHand(std::int32_t adr, std::int16_t len) const;
     bool GetPages(std::int32_t adr, void* buf, std::int16_t len);
     bool SetPages(std::int32_t adr, const void* buf, std::int16_t len);
     bool MovePiece(std::int32_t dst, std::int32_t src, std::int16_t len);
 
-    // The cache (page_cache.cpp).
-    static int SlotOf(std::int32_t adr);
-    CacheDesc*& ChainOf(std::int32_t adr) const;
-    CacheDesc* Lookup(std::int32_t adr) const;
-    CacheDesc* FindPage(std::int32_t adr, bool toFill = false);
-    CacheDesc* TakeDescriptor();
-    void LinkAtHead(CacheDesc* p);
-    void Unlink(CacheDesc* p);
-    void Enchain(CacheDesc* p, std::int32_t adr);
-    void UnHashCachePtr(CacheDesc* p);
-    void NewCachePtr(CacheDesc*& p);
-    bool NewSlab(int count);
-    void LinkSlab(PageSlab* slab);
-    void UnlinkSlab(const PageSlab* slab);
-    void PackSlabs();
-    CacheDesc* MovePage(CacheDesc* p);
-    void DisposeCachePtr(CacheDesc*& p);
-    void DropPage(CacheDesc* p);
-    void DropAllPages();
-    void ShrinkTo(int count);
-    void FitChains();
-    void UseChains(CacheDesc** table, std::uint32_t count);
+    // Pages whose bytes nobody asks for, as VFile takes and drops them: they are neither read nor written.
+    void TakePage(std::int32_t& adr);
+    void DiscardPage(std::int32_t& adr);
+    std::int32_t PagesLeft() const; // that can still be handed out
+    void FillPage(std::int32_t adr, const void* buf, std::int16_t len);
 
-    // The swap file (swap_file.cpp).
-    bool FlushCachePtr(CacheDesc* p);
-    bool FlushVictim(CacheDesc* p);
-    CacheDesc* GoesSoon(std::int64_t adr) const;
-    void WriteTogether(const CacheDesc* victim);
-    const char* LoadPage(unsigned char* data, std::int32_t adr);
-    bool LoadAhead(unsigned char* data, std::int32_t adr);
-    Run& RunOf(std::int32_t adr);
-    void ForgetAhead(std::int64_t start, std::int64_t end);
-    void DropBuffers();
-    bool OpenSwap();
-    bool ExtendFile(std::int32_t size);
-    void CloseSwap();
+    // For the child of a fork: the cache limit, and the text of the directory in exchange for `dir`, on any thread.
+    std::int32_t Bequeath(char*& dir);
 
-    // The allocator (allocator.cpp).
-    void ResetAllocator();
-    int ClassOf(std::int16_t len) const;
-    int ClassFor(std::int16_t len) const;
-    std::int32_t PopFree(std::int32_t& head, std::int32_t& count);
-    bool PushFree(std::int32_t adr, std::int32_t& head, std::int32_t& count);
-    void RetireClass(int i);
-    bool TakeFromMixed(std::int32_t& adr, std::int16_t len);
-    bool ReadMixed(std::int32_t adr, std::int32_t& next, std::int16_t& len);
-    bool UnlinkMixed(std::int32_t prev, std::int32_t next);
-    bool PushMixed(std::int32_t adr, std::int16_t len);
-    void Dealloc0(std::int32_t& adr, std::int16_t len, bool toClass);
+    // The bytes themselves, where a Get of them would copy from, with all that a Get does to the cache. The range lies
+    // in one page and is not empty. Good until the next access to this object, whatever it is; zeros after a halt that
+    // came back.
+    const unsigned char* Peek(std::int32_t adr, std::int16_t len);
+
+    // Keeps the page that holds this address where it is, as long as the content that owns it does not change.
+    void Lend(std::int32_t adr);
+    void TakeBack(std::int32_t adr);
+
+    std::uint32_t owner;            // the thread that made the object; 0, which is none, while there is no memory
+    vfile_internal::Memory* memory; // what it is made of (vmem/memory.h); NIL if the heap had no room
 };

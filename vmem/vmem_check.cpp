@@ -1,8 +1,7 @@
 // The invariants of a VMem as a check, and its state as text.
 #include "vmem/vmem_check.h"
 
-#include "platform/swap_file.h"
-#include "vmem/vmem_internal.h"
+#include "vmem/memory.h"
 
 #include <algorithm>
 #include <cstdarg>
@@ -13,9 +12,11 @@ namespace vfile_internal {
 
 class VMemCheck {
   public:
-    VMemCheck(const VMem& memory, std::FILE* report) : m(memory), out(report) {}
+    VMemCheck(const VMem& vm, std::FILE* report)
+        : cache(vm.memory->cache), file(vm.memory->file), space(vm.memory->allocator), out(report) {}
     bool Check(bool deep) const;
     void Dump(bool all) const;
+    bool Peek(std::int32_t adr, unsigned char* to, int n) const;
 
   private:
     // A free block, or the place of the next one while a list is read.
@@ -35,13 +36,15 @@ class VMemCheck {
     bool CheckClasses() const;
     bool CheckHead(const char* list, int number, std::int32_t head, std::int32_t count) const;
     bool CheckFreeLists() const;
-    bool ReadFreeList(const char* list, int number, Block* blocks, std::int32_t& found) const;
+    bool ReadFreeList(int number, Block* blocks, std::int32_t& found) const;
+    bool ReadFreePages(Block* blocks, std::int32_t& found) const;
     bool CheckOverlap(Block* blocks, std::int32_t count) const;
     std::int32_t FreeBlocks() const;
     bool ReadFile(std::int64_t adr, unsigned char* data) const;
-    bool Peek(std::int32_t adr, unsigned char* to, int n) const;
 
-    const VMem& m;
+    const PageCache& cache;
+    const SwapFile& file;
+    const Allocator& space;
     std::FILE* out;
 };
 
@@ -60,37 +63,37 @@ bool VMemCheck::Broken(const char* format, ...) const {
 bool VMemCheck::CheckList() const {
     int n = 0;
     const CacheDesc* before = nullptr;
-    for (const CacheDesc* p = m.cacheHead; p; before = p, p = p->next) {
+    for (const CacheDesc* p = cache.cacheHead; p; before = p, p = p->next) {
         if (p->prev != before) return Broken("C1: page %d does not point back at the one before it", p->adr);
         if (before && before->stamp <= p->stamp) {
             return Broken("C7: page %d has no lower stamp than page %d before it", p->adr, before->adr);
         }
-        if (++n > m.cacheCount) return Broken("C1: the list goes on past cacheCount %d", m.cacheCount);
+        if (++n > cache.cacheCount) return Broken("C1: the list goes on past cacheCount %d", cache.cacheCount);
     }
-    if (before != m.cacheTail) return Broken("C1: the list of %d pages does not end at cacheTail", n);
-    return n == m.cacheCount || Broken("C1: the list has %d pages, cacheCount is %d", n, m.cacheCount);
+    if (before != cache.cacheTail) return Broken("C1: the list of %d pages does not end at cacheTail", n);
+    return n == cache.cacheCount || Broken("C1: the list has %d pages, cacheCount is %d", n, cache.cacheCount);
 }
 
 // As many pages in the chains as in the list, none twice, and each page of the list among them.
 bool VMemCheck::CheckChains() const {
     int n = 0;
-    for (std::uint32_t i = 0; i < m.chainCount; ++i) {
-        for (const CacheDesc* p = m.chains[i]; p; p = p->chainNext) {
-            if (++n > m.cacheCount) return Broken("C2: more pages in chains than cacheCount %d", m.cacheCount);
-            if (p->adr < 0 || (p->adr & PageMask) != 0 || &m.ChainOf(p->adr) != &m.chains[i]) {
+    for (std::uint32_t i = 0; i < cache.chainCount; ++i) {
+        for (const CacheDesc* p = cache.chains[i]; p; p = p->chainNext) {
+            if (++n > cache.cacheCount) return Broken("C2: more pages in chains than cacheCount %d", cache.cacheCount);
+            if (p->adr < 0 || (p->adr & PageMask) != 0 || &cache.ChainOf(p->adr) != &cache.chains[i]) {
                 return Broken("C2: page %d in chain %u", p->adr, i);
             }
-            if (m.Lookup(p->adr) != p) return Broken("C2: page %d is cached twice", p->adr);
+            if (cache.Lookup(p->adr) != p) return Broken("C2: page %d is cached twice", p->adr);
         }
     }
-    if (n != m.cacheCount) return Broken("C2: %d pages in chains, cacheCount is %d", n, m.cacheCount);
-    for (const CacheDesc* p = m.cacheHead; p; p = p->next) {
+    if (n != cache.cacheCount) return Broken("C2: %d pages in chains, cacheCount is %d", n, cache.cacheCount);
+    for (const CacheDesc* p = cache.cacheHead; p; p = p->next) {
         if (p->adr < 0) return Broken("C2: a page of the list has adr %d", p->adr);
-        if (m.Lookup(p->adr) != p) return Broken("C2: page %d of the list is in no chain", p->adr);
+        if (cache.Lookup(p->adr) != p) return Broken("C2: page %d of the list is in no chain", p->adr);
     }
-    for (int slot = 0; slot < VMem::SlotCount; ++slot) {
-        const CacheDesc* p = m.hashTable[slot];
-        if (p && (p->adr < 0 || VMem::SlotOf(p->adr) != slot || m.Lookup(p->adr) != p)) {
+    for (int slot = 0; slot < PageCache::SlotCount; ++slot) {
+        const CacheDesc* p = cache.hashTable[slot];
+        if (p && (p->adr < 0 || PageCache::SlotOf(p->adr) != slot || cache.Lookup(p->adr) != p)) {
             return Broken("C2: slot %d holds page %d", slot, p->adr);
         }
     }
@@ -98,27 +101,31 @@ bool VMemCheck::CheckChains() const {
 }
 
 bool VMemCheck::CheckSizes() const {
-    const int pages = m.maxCacheKb * 1024 / DescriptorSize;
-    if (m.maxCacheCount != pages) return Broken("C3: maxCacheCount is %d, should be %d", m.maxCacheCount, pages);
-    if (m.cacheCount > std::max(pages, 1)) return Broken("C3: %d pages cached of at most %d", m.cacheCount, pages);
-    const auto size = static_cast<long long>(m.fileSize);
-    if (size % VMem::PageSize != 0) return Broken("C4: fileSize is %lld", size);
-    return m.swapFile != InvalidHandle || size == 0 || Broken("C4: fileSize is %lld without a swap file", size);
+    const int pages = PageCache::PagesOf(cache.maxCacheKb);
+    if (cache.maxCacheCount != pages)
+        return Broken("C3: maxCacheCount is %d, should be %d", cache.maxCacheCount, pages);
+    int lent = 0;
+    for (const CacheDesc* p = cache.cacheHead; p; p = p->next) lent += p->lent > 0;
+    if (lent != cache.lentCount) return Broken("C9: %d pages are lent, lentCount is %d", lent, cache.lentCount);
+    if (cache.cacheCount > std::max(pages, 1) + lent)
+        return Broken("C3: %d pages cached of at most %d", cache.cacheCount, pages);
+    const auto size = static_cast<long long>(file.fileSize);
+    if (size % PageSize != 0) return Broken("C4: fileSize is %lld", size);
+    return file.handle != InvalidHandle || size == 0 || Broken("C4: fileSize is %lld without a swap file", size);
 }
 
 bool VMemCheck::ReadFile(std::int64_t adr, unsigned char* data) const {
-    bool seekFailed = false;
-    return platform::ReadAt(m.swapFile, data, VMem::PageSize, adr, &seekFailed) == VMem::PageSize;
+    return !file.Read(static_cast<std::int32_t>(adr), data);
 }
 
 bool VMemCheck::CheckContents() const {
-    for (const CacheDesc* p = m.cacheHead; p; p = p->next) {
+    for (const CacheDesc* p = cache.cacheHead; p; p = p->next) {
         if (p->dirty) continue;
-        unsigned char should[VMem::PageSize] = {};
-        if (p->adr < m.fileSize && !ReadFile(p->adr, should)) return Broken("C5: the file lacks page %d", p->adr);
-        const unsigned char* at = std::mismatch(p->data, p->data + VMem::PageSize, should).first;
+        unsigned char should[PageSize] = {};
+        if (p->adr < file.fileSize && !ReadFile(p->adr, should)) return Broken("C5: the file lacks page %d", p->adr);
+        const unsigned char* at = std::mismatch(p->data, p->data + PageSize, should).first;
         const auto i = at - p->data;
-        if (i < VMem::PageSize) {
+        if (i < PageSize) {
             return Broken("C5: byte %d of clean page %d is %d, should be %d", static_cast<int>(i), p->adr, *at,
                           should[i]);
         }
@@ -128,8 +135,8 @@ bool VMemCheck::CheckContents() const {
 
 // The pages of a slab that are cached, or in reserve.
 int VMemCheck::PagesInUse(const PageSlab* slab) const {
-    int n = m.sparePage && m.sparePage->adr == NoAdr && m.sparePage->slab == slab ? 1 : 0;
-    for (const CacheDesc* p = m.cacheHead; p; p = p->next) {
+    int n = cache.sparePage && cache.sparePage->adr == NoAdr && cache.sparePage->slab == slab ? 1 : 0;
+    for (const CacheDesc* p = cache.cacheHead; p; p = p->next) {
         if (p->slab == slab) ++n;
     }
     return n;
@@ -137,11 +144,11 @@ int VMemCheck::PagesInUse(const PageSlab* slab) const {
 
 bool VMemCheck::CheckSlabs() const {
     const PageSlab* before = nullptr;
-    for (const PageSlab* slab = m.slabs; slab; before = slab, slab = slab->next) {
+    for (const PageSlab* slab = cache.pool.slabs; slab; before = slab, slab = slab->next) {
         if (slab->prev != before) return Broken("C8: a slab does not point back at the one before it");
         int n = 0;
         for (const CacheDesc* p = slab->free; p; p = p->next) {
-            if (p->slab != slab || ++n >= SlabPages)
+            if (p->slab != slab || ++n > SlabPages)
                 return Broken("C8: free page %d of a slab is none of its own, or one too many", n);
         }
         if (n == 0) return Broken("C8: a slab without a free page is listed");
@@ -153,16 +160,18 @@ bool VMemCheck::CheckSlabs() const {
 }
 
 bool VMemCheck::CheckAhead() const {
-    for (const VMem::Run& run : m.runs) {
-        if (run.start == run.end) continue;
-        const auto start = static_cast<long long>(run.start), end = static_cast<long long>(run.end);
-        if (!run.pages || m.maxCacheCount < GatherFrom || start > end || end > m.fileSize) {
-            return Broken("C6: read ahead from %lld to %lld of %lld", start, end, static_cast<long long>(m.fileSize));
+    for (int i = 0; i < ReadAhead::RunCount; ++i) {
+        const ReadAhead::Batch batch = cache.ahead.BatchOf(i);
+        const auto start = static_cast<long long>(batch.start), end = static_cast<long long>(batch.end);
+        if (start == end) continue;
+        if (!batch.bytes || cache.maxCacheCount < GatherFrom || start > end || end > file.fileSize) {
+            return Broken("C6: read ahead from %lld to %lld of %lld", start, end,
+                          static_cast<long long>(file.fileSize));
         }
-        for (long long adr = start; adr < end; adr += VMem::PageSize) {
-            unsigned char should[VMem::PageSize];
+        for (long long adr = start; adr < end; adr += PageSize) {
+            unsigned char should[PageSize];
             if (!ReadFile(adr, should)) return Broken("C6: the file lacks page %lld", adr);
-            if (std::memcmp(run.pages + (adr - start), should, sizeof should) != 0) {
+            if (std::memcmp(batch.bytes + (adr - start), should, sizeof should) != 0) {
                 return Broken("C6: page %lld read ahead differs from the file", adr);
             }
         }
@@ -171,23 +180,24 @@ bool VMemCheck::CheckAhead() const {
 }
 
 bool VMemCheck::CheckClasses() const {
-    constexpr std::int16_t preset[] = {0, 4, 5, VMem::PageSize};
-    if (m.classCount < 3 || m.classCount > VMem::MaxClasses) return Broken("A1: classCount is %d", m.classCount);
-    for (int i = 0; i <= VMem::MaxClasses; ++i) {
-        const int len = m.classLen[i];
+    constexpr std::int16_t preset[] = {0, 4, 5, PageSize};
+    if (space.classCount < 3 || space.classCount > Allocator::MaxClasses)
+        return Broken("A1: classCount is %d", space.classCount);
+    for (int i = 0; i <= Allocator::MaxClasses; ++i) {
+        const int len = space.classLen[i];
         if (i <= 3 && len != preset[i]) return Broken("A1: class %d has length %d, not %d", i, len, preset[i]);
-        if (i > 3 && i <= m.classCount && (len < 4 || m.freeCount[i] < 1)) {
-            return Broken("A1: class %d of length %d has %d blocks", i, len, m.freeCount[i]);
+        if (i > 3 && i <= space.classCount && (len < 4 || space.freeCount[i] < 1)) {
+            return Broken("A1: class %d of length %d has %d blocks", i, len, space.freeCount[i]);
         }
-        for (int j = 1; j < i && i <= m.classCount; ++j) {
-            if (m.classLen[j] == len) return Broken("A1: classes %d and %d both have length %d", j, i, len);
+        for (int j = 1; j < i && i <= space.classCount; ++j) {
+            if (space.classLen[j] == len) return Broken("A1: classes %d and %d both have length %d", j, i, len);
         }
-        if (i > m.classCount && (m.freeHead[i] != NoAdr || len != 0 || m.freeCount[i] != 0)) {
-            return Broken("A1: entry %d, not in use, holds %d, %d, %d", i, m.freeHead[i], len, m.freeCount[i]);
+        if (i > space.classCount && (space.freeHead[i] != NoAdr || len != 0 || space.freeCount[i] != 0)) {
+            return Broken("A1: entry %d, not in use, holds %d, %d, %d", i, space.freeHead[i], len, space.freeCount[i]);
         }
-        if (!CheckHead("list", i, m.freeHead[i], m.freeCount[i])) return false;
+        if (!CheckHead("list", i, space.freeHead[i], space.freeCount[i])) return false;
     }
-    return CheckHead("free pages", 0, m.freePages, m.freePageCount);
+    return CheckHead("free pages", 0, space.freePages.Head(), space.freePages.Count());
 }
 
 bool VMemCheck::CheckHead(const char* list, int number, std::int32_t head, std::int32_t count) const {
@@ -197,45 +207,70 @@ bool VMemCheck::CheckHead(const char* list, int number, std::int32_t head, std::
 
 // Bytes of the space, from the cache or the swap file.
 bool VMemCheck::Peek(std::int32_t adr, unsigned char* to, int n) const {
-    for (int i = 0; i < n; ++i) {
-        const std::int32_t page = (adr + i) & ~PageMask;
-        const CacheDesc* p = m.Lookup(page);
-        unsigned char data[VMem::PageSize] = {};
-        if (!p && page < m.fileSize && !ReadFile(page, data)) return false;
-        to[i] = (p ? p->data : data)[(adr + i) & PageMask];
+    for (int done = 0, k; done < n; done += k) {
+        const std::int32_t off = (adr + done) & PageMask;
+        const std::int32_t page = adr + done - off;
+        k = std::min(n - done, PageSize - off);
+        const CacheDesc* p = cache.Lookup(page);
+        unsigned char data[PageSize] = {};
+        if (!p && page < file.fileSize && !ReadFile(page, data)) return false;
+        std::memcpy(to + done, (p ? p->data : data) + off, static_cast<std::size_t>(k));
     }
     return true;
 }
 
-// Number -1 is the free page list. Puts its blocks behind those found before.
-bool VMemCheck::ReadFreeList(const char* list, int number, Block* blocks, std::int32_t& found) const {
-    const std::int32_t count = number < 0 ? m.freePageCount : m.freeCount[number];
-    std::int32_t at = number < 0 ? m.freePages : m.freeHead[number];
-    for (std::int32_t i = 0; i < count; ++i) {
+// Puts the blocks of a list behind those found before.
+bool VMemCheck::ReadFreeList(int number, Block* blocks, std::int32_t& found) const {
+    std::int32_t at = space.freeHead[number];
+    for (std::int32_t i = 0; i < space.freeCount[number]; ++i) {
         unsigned char bytes[6] = {};
         std::int32_t next = NoAdr;
-        std::int16_t len = number < 0 ? std::int16_t{VMem::PageSize} : m.classLen[number];
+        std::int16_t len = space.classLen[number];
         const int headSize = number == 0 ? 6 : 4;
-        if (at < 0 || std::int64_t{at} + headSize > m.topAdr || !Peek(at, bytes, headSize)) {
-            return Broken("A3: entry %d of %s %d is at %d, topAdr is %d", i, list, number, at, m.topAdr);
+        if (at < 0 || std::int64_t{at} + headSize > space.topAdr || !Peek(at, bytes, headSize)) {
+            return Broken("A3: entry %d of list %d is at %d, topAdr is %d", i, number, at, space.topAdr);
         }
         std::memcpy(&next, bytes, 4);
         if (number == 0) std::memcpy(&len, bytes + 4, 2);
-        const bool wholePage = len == VMem::PageSize && (at & PageMask) == 0;
-        if (len < (number == 0 ? 6 : 4) || wholePage != (number < 0)) {
-            return Broken("A3: a block of %d bytes at %d on %s %d", len, at, list, number);
+        if (len < headSize || (len == PageSize && (at & PageMask) == 0)) {
+            return Broken("A3: a block of %d bytes at %d on list %d", len, at, number);
         }
         blocks[found++] = {at, len};
         at = next;
     }
-    return at == NoAdr || Broken("A3: %s %d goes on at %d behind its %d blocks", list, number, at, count);
+    return at == NoAdr || Broken("A3: list %d goes on at %d behind its %d blocks", number, at, space.freeCount[number]);
+}
+
+// The same for the list of free pages: what its runs tell, and the links that pages hold.
+bool VMemCheck::ReadFreePages(Block* blocks, std::int32_t& found) const {
+    std::int32_t at = space.freePages.Head();
+    std::int32_t left = space.freePages.Count();
+    const FreeRun* run = space.freePages.Run(0);
+    for (int i = 1; run; ++i) {
+        if (run->head != at) return Broken("A3: free page %d is followed by %d", at, run->head);
+        if (run->count < 1 || run->count > left) return Broken("A3: a run of %d of %d pages", run->count, left);
+        const FreeRun* below = space.freePages.Run(i);
+        for (int k = 1; k <= run->count; ++k, --left) {
+            if (at < 0 || (at & PageMask) != 0 || std::int64_t{at} + PageSize > space.topAdr) {
+                return Broken("A3: free page %d, topAdr is %d", at, space.topAdr);
+            }
+            blocks[found++] = {at, PageSize};
+            std::int32_t next = k < run->count ? at - run->step * PageSize : below ? below->head : NoAdr;
+            if (run->step == 0 && !Peek(at, reinterpret_cast<unsigned char*>(&next), 4)) {
+                return Broken("A3: free page %d can't be read", at);
+            }
+            at = next;
+        }
+        run = below;
+    }
+    return (at == NoAdr && left == 0) || Broken("A3: %d pages missing on the free list, which goes on at %d", left, at);
 }
 
 bool VMemCheck::CheckOverlap(Block* blocks, std::int32_t count) const {
     std::sort(blocks, blocks + count, [](const Block& a, const Block& b) { return a.adr < b.adr; });
     for (std::int32_t i = 0; i < count; ++i) {
         const std::int64_t end = std::int64_t{blocks[i].adr} + blocks[i].len;
-        const std::int32_t limit = i + 1 < count ? blocks[i + 1].adr : m.topAdr;
+        const std::int32_t limit = i + 1 < count ? blocks[i + 1].adr : space.topAdr;
         if (end > limit)
             return Broken("A4: the free block at %d ends at %lld, past %d", blocks[i].adr, (long long)end, limit);
     }
@@ -243,8 +278,8 @@ bool VMemCheck::CheckOverlap(Block* blocks, std::int32_t count) const {
 }
 
 std::int32_t VMemCheck::FreeBlocks() const {
-    std::int32_t n = m.freePageCount;
-    for (int i = 0; i <= m.classCount; ++i) n += m.freeCount[i];
+    std::int32_t n = space.freePages.Count();
+    for (int i = 0; i <= space.classCount; ++i) n += space.freeCount[i];
     return n;
 }
 
@@ -253,11 +288,13 @@ bool VMemCheck::CheckFreeLists() const {
     auto* blocks = static_cast<Block*>(std::malloc(size));
     if (!blocks) return true; // no memory to tell
     std::int32_t found = 0;
-    bool right = ReadFreeList("free pages", -1, blocks, found);
-    for (int i = 0; i <= m.classCount && right; ++i) right = ReadFreeList("list", i, blocks, found);
+    bool right = ReadFreePages(blocks, found);
+    for (int i = 0; i <= space.classCount && right; ++i) right = ReadFreeList(i, blocks, found);
     right = right && CheckOverlap(blocks, found);
+    std::int32_t bytes = 0;
+    for (std::int32_t i = 0; i < found; ++i) bytes += blocks[i].len;
     std::free(blocks);
-    return right;
+    return right && (bytes == space.Free() || Broken("A3: %d bytes are free, not %d", bytes, space.Free()));
 }
 
 bool VMemCheck::Check(bool deep) const {
@@ -267,28 +304,35 @@ bool VMemCheck::Check(bool deep) const {
 
 void VMemCheck::Dump(bool all) const {
     constexpr int Most = 50; // lines of pages
-    std::fprintf(out, "VMem: temp %s swap %s\n", m.tempDir ? m.tempDir : "-", m.swapName ? m.swapName : "-");
-    std::fprintf(out, "  topAdr %d fileSize %lld cache %d of %d spare %s\n", m.topAdr,
-                 static_cast<long long>(m.fileSize), m.cacheCount, m.maxCacheCount, m.sparePage ? "yes" : "no");
-    std::fprintf(out, "  free: page %d@%d mixed %d@%d", m.freePageCount, m.freePages, m.freeCount[0], m.freeHead[0]);
-    for (int i = 1; i <= m.classCount; ++i) {
-        std::fprintf(out, " %d %d@%d", m.classLen[i], m.freeCount[i], m.freeHead[i]);
+    std::fprintf(out, "VMem: temp %s swap %s\n", file.dir ? file.dir : "-", file.name ? file.name : "-");
+    std::fprintf(out, "  topAdr %d fileSize %lld cache %d of %d spare %s\n", space.topAdr,
+                 static_cast<long long>(file.fileSize), cache.cacheCount, cache.maxCacheCount,
+                 cache.sparePage ? "yes" : "no");
+    std::fprintf(out, "  free: page %d@%d mixed %d@%d", space.freePages.Count(), space.freePages.Head(),
+                 space.freeCount[0], space.freeHead[0]);
+    for (int i = 1; i <= space.classCount; ++i) {
+        std::fprintf(out, " %d %d@%d", space.classLen[i], space.freeCount[i], space.freeHead[i]);
     }
     std::fputc('\n', out);
     int i = 0;
-    for (const CacheDesc* p = m.cacheHead; p && i < m.cacheCount && (all || i < Most); p = p->next, ++i) {
+    for (const CacheDesc* p = cache.cacheHead; p && i < cache.cacheCount && (all || i < Most); p = p->next, ++i) {
         std::fprintf(out, "  page %d%s%s%s\n", p->adr, p->dirty ? " dirty" : "",
-                     m.hashTable[VMem::SlotOf(p->adr)] == p ? "" : " no slot", p == m.sparePage ? " spare" : "");
+                     cache.hashTable[PageCache::SlotOf(p->adr)] == p ? "" : " no slot",
+                     p == cache.sparePage ? " spare" : "");
     }
-    if (i < m.cacheCount) std::fprintf(out, "  ... %d more\n", m.cacheCount - i);
+    if (i < cache.cacheCount) std::fprintf(out, "  ... %d more\n", cache.cacheCount - i);
 }
 
-} // namespace vfile_internal
-
 bool CheckVMem(const VMem& m, bool deep, std::FILE* out) {
-    return vfile_internal::VMemCheck(m, out).Check(deep);
+    return VMemCheck(m, out).Check(deep);
+}
+
+bool PeekVMem(const VMem& m, std::int32_t adr, void* to, int n) {
+    return VMemCheck(m, nullptr).Peek(adr, static_cast<unsigned char*>(to), n);
 }
 
 void DumpVMem(const VMem& m, std::FILE* out, bool all) {
-    vfile_internal::VMemCheck(m, out).Dump(all);
+    VMemCheck(m, out).Dump(all);
 }
+
+} // namespace vfile_internal

@@ -4,6 +4,8 @@
 #include "support/faults.h"
 #include "support/test.h"
 
+#include <sys/socket.h>
+
 namespace {
 
 using namespace std::string_literals;
@@ -30,6 +32,14 @@ Outcomes Sweep(int error, const char* old, bool moves, const std::function<bool(
     });
 }
 
+// A directory there, NIL if none is known.
+const char* OtherFileSystem() {
+    struct stat here, there;
+    stat(std::filesystem::temp_directory_path().c_str(), &here);
+    return stat("/dev/shm", &there) == 0 && here.st_dev != there.st_dev && access("/dev/shm", W_OK) == 0 ? "/dev/shm"
+                                                                                                         : nullptr;
+}
+
 const Outcomes doneOrFailed = {"done", "res 22"};
 
 TEST(HostFileFaults, CopyAndRenameMakeTheirTargetWholeOrLeaveAll) {
@@ -40,11 +50,15 @@ TEST(HostFileFaults, CopyAndRenameMakeTheirTargetWholeOrLeaveAll) {
     EXPECT_EQ(doneOrFailed, Sweep(EIO, "old", false, replace));
     EXPECT_EQ(Outcomes{"res 22"}, Sweep(EIO, nullptr, true, move));
     EXPECT_EQ(Outcomes{"done"}, Sweep(EXDEV, nullptr, true, move));
-    EXPECT_EQ(Outcomes{"done"}, Sweep(ENOSYS, nullptr, true, move));                // there are other ways
-    const char* const apart = access("/dev/shm", W_OK) == 0 ? "/dev/shm" : nullptr; // mostly another file system
-    Outcomes across = Sweep(EIO, nullptr, true, move, Faults::System, apart);
-    across.insert("done");
-    EXPECT_EQ(doneOrFailed, across);
+    EXPECT_EQ(Outcomes{"done"}, Sweep(ENOSYS, nullptr, true, move)); // there are other ways
+    EXPECT_EQ((Outcomes{"done", "res 17"}), Sweep(EACCES, "old", false, replace));
+    const char* const other = OtherFileSystem();
+    const auto kinds = {Faults::System, Faults::Close, Faults::Flush};
+    for (auto kind = kinds.begin(); other && kind != kinds.end(); ++kind)
+        EXPECT_EQ(doneOrFailed, Sweep(EIO, nullptr, true, move, *kind, other)) << *kind;
+    EXPECT_EQ(doneOrFailed, Sweep(EIO, nullptr, false, copy, Faults::Close));
+    EXPECT_EQ(doneOrFailed, Sweep(EIO, "old", false, replace, Faults::Close));
+    EXPECT_EQ(Outcomes{"done"}, Sweep(EINTR, "old", false, replace, Faults::Close));
     Faults::plainCopies = true;
     EXPECT_EQ(doneOrFailed, Sweep(EIO, "old", false, replace));
     EXPECT_EQ(Outcomes{"res 15"}, Sweep(ENOSPC, "old", false, replace, Faults::Write));
@@ -53,16 +67,65 @@ TEST(HostFileFaults, CopyAndRenameMakeTheirTargetWholeOrLeaveAll) {
     Faults::plainCopies = false;
 }
 
+// Whatever moment another file takes the name that is being moved, neither its content nor the name's new one is lost.
+TEST(HostFileFaults, RenameRemovesOnlyWhatItHasCopied) {
+    for (const bool apart : {true, false}) { // by copying; by a second name, where there is no move that never replaces
+        if (apart && !OtherFileSystem()) continue;
+        for (const bool append : {true, false}) {
+            bool met = true;
+            for (int n = 1; met; ++n) {
+                const TempDir here, there(apart ? OtherFileSystem() : nullptr);
+                const std::string from = here.Write("from", "old"), to = there.File("to");
+                Faults::plainMoves = !apart;
+                Faults::CallAt(n, [&] {
+                    if (append)
+                        std::ofstream(from, std::ios::app) << " new";
+                    else
+                        std::filesystem::rename(here.Write("other", "new"), from);
+                });
+                int res;
+                HFile::Rename(from.c_str(), to.c_str(), res);
+                met = Faults::Fired();
+                Faults::Disarm();
+                Faults::plainMoves = false;
+                const std::string all = here.Read("from") + there.Read("to");
+                EXPECT_TRUE(!met || all.find("new") != std::string::npos) << n << all;
+                EXPECT_TRUE(res == resDone || there.Count() == 0) << n;
+                EXPECT_TRUE(here.Count() + there.Count() <= 2) << n;
+            }
+        }
+    }
+}
+
+// Somebody comes by the name in the middle: by opening it, which succeeds too early or not at all, or by making it.
+TEST(HostFileFaults, NewFileIsItsMakers) {
+    for (const bool makes : {false, true}) {
+        for (const int mode : {0, 1, 2}) {
+            bool met = true;
+            for (int n = 1; met; ++n) {
+                const TempDir dir;
+                const std::string name = dir.File("f");
+                HFile f, rival;
+                Faults::CallAt(n, [&] { makes ? rival.Create(name.c_str(), false) : rival.Open(name.c_str()); });
+                mode == 2 ? f.Lookup(name.c_str(), true) : f.Create(name.c_str(), mode == 1);
+                met = Faults::Fired();
+                Faults::Disarm();
+                EXPECT_TRUE(f.IsOpen() != rival.IsOpen() && (makes || f.IsOpen()) && dir.Count() == 1) << n << mode;
+            }
+        }
+    }
+}
+
 TEST(HostFileFaults, FilesAndScansTellEveryFailure) {
-    const TempDir dir;
     for (const bool temp : {false, true}) {
         const auto run = [&](const Arm& arm) {
+            const TempDir dir;
             HFile f;
             char name[400], back[4] = "";
             bool done = false;
             arm([&] {
                 done = temp ? HFile::CreateTempFile(f, name, nullptr, nullptr, dir.Path().c_str(), false)
-                            : f.Create(dir.File("f").c_str(), true);
+                            : f.Create(dir.File("f").c_str(), false);
                 if (done) f.WriteBytes("abcdef", 6);
                 if (f.res == resDone) f.Truncate();
                 if (f.res == resDone) f.Flush();
@@ -71,18 +134,22 @@ TEST(HostFileFaults, FilesAndScansTellEveryFailure) {
             });
             const Res res = f.res;
             f.SetPos(0);
+            if (dir.Count() != done) return "file left behind, or none made"s;
             if (done != f.IsOpen() || done != (f.res == resDone)) return "open after a failure, or not usable"s;
             if (res == resDone) return back == "abc"s ? "done"s : "wrong bytes"s;
             return "res " + std::to_string(res);
         };
         EXPECT_EQ(doneOrFailed, ForEachFault(Faults::System, EIO, run));
+        EXPECT_EQ(Outcomes{"res 17"}, ForEachFault(Faults::Lock, EWOULDBLOCK, run, true)); // nor are all numbers tried
     }
+    const TempDir dir;
+    dir.Write("f", "");
     const auto scan = [&](const Arm& arm) {
         HFileDir found;
         char name[261];
-        bool done = false; // an entry, and behind it the end
-        arm([&] { done = found.FindFirst(name, dir.File("f*").c_str()) && !found.FindNext(name); });
-        return done ? "done" : "res 22";
+        arm([&] { found.FindFirst(name, dir.File("f*").c_str()) && found.FindNext(name); });
+        if (found.Result() == resDone) return found.Count() == 1 ? "done"s : "an entry is missing";
+        return "res " + std::to_string(found.Result());
     };
     EXPECT_EQ(doneOrFailed, ForEachFault(Faults::System, EIO, scan));
     HFile f;
@@ -91,6 +158,31 @@ TEST(HostFileFaults, FilesAndScansTellEveryFailure) {
     f.WriteBytes("abcdef", 6);
     Faults::Disarm();
     EXPECT_TRUE(f.res == resDiskFull && f.GetPos() == 3);
+    for (const int origin : {0, 2}) { // where the end is, can't be told: that is no position
+        Faults::FailNth(Faults::Other, 1, EIO);
+        f.SetPos(0, origin);
+        EXPECT_TRUE(Faults::Fired() && f.res == resDiskParityError && f.GetPos() == 3);
+        Faults::Disarm();
+    }
+    int ends[2];
+    const std::string much(1000000, 'm');
+    for (const int error : {0, EAGAIN, EINTR}) { // a socket's limit is over; a pipe was not ready; a signal came
+        ASSERT_EQ(0, error ? pipe(ends) : socketpair(AF_UNIX, SOCK_STREAM, 0, ends));
+        const timeval limit{0, 10000};
+        setsockopt(ends[1], SOL_SOCKET, SO_SNDTIMEO, &limit, sizeof limit);
+        HFile in(HandleOf(ends[0])), out(HandleOf(ends[1]));
+        Faults::FailNth(Faults::Write, error ? 1 : 0, error);
+        out.WriteBytes(much.data(), error ? 10 : 1000000); // more than is taken
+        EXPECT_EQ(error ? resDone : resNetworkError, out.res);
+        char back[10] = "";
+        Faults::FailNth(Faults::Read, error ? 1 : 0, error);
+        EXPECT_TRUE(in.ReadBytes(back, 10) == 10 && back[9] == 'm' && Faults::Fired() == (error != 0)) << error;
+        Faults::Disarm();
+    }
+    for (const auto& [error, res] : {std::pair{EBADMSG, 22}, {EUCLEAN, 22}, {ENOMEDIUM, 21}, {ENOKEY, 17}}) {
+        Faults::FailNth(Faults::Open, 1, error);
+        EXPECT_TRUE(!HFile().Open("/dev/null") && GetFileRes() == res) << res;
+    }
 }
 
 } // namespace

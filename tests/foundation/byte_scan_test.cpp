@@ -3,6 +3,8 @@
 
 #include "support/test.h"
 
+using namespace vfile_internal;
+
 namespace {
 
 void ComparesWithPlainLoops(const ByteScans& scans) {
@@ -13,6 +15,7 @@ void ComparesWithPlainLoops(const ByteScans& scans) {
         std::vector<unsigned char> bytes(size);
         const std::size_t letters = 2 + below(30); // from many matches to none
         for (auto& byte : bytes) byte = static_cast<unsigned char>("aAbBcC@`"[below(8)] + below(letters) / 2 * 8);
+        const std::vector<unsigned char> plain = bytes;
         ByteTriple triple = {{'a', 'b', 'c'}, {0x20, 0, 0x20}, {0, below(3), 0}};
         triple.at[2] = triple.at[1] + below(40);
 
@@ -26,11 +29,24 @@ void ComparesWithPlainLoops(const ByteScans& scans) {
             if (either == size) either = i;
             eitherBack = i;
         }
-        EXPECT_EQ(up, scans.findTriple(bytes.data(), size, triple, first)) << "round " << round;
-        EXPECT_EQ(down, scans.findTripleBack(bytes.data(), size, triple, first)) << "round " << round;
-        EXPECT_EQ(either, scans.findEither(bytes.data(), size, 'c', 'A')) << "round " << round;
-        EXPECT_EQ(eitherBack, scans.findEitherBack(bytes.data(), size, 'c', 'A')) << "round " << round;
-        if (testing::Test::HasFailure()) return;
+        for (auto& byte : bytes) byte = byte == 'B' ? '\r' : byte == '@' || byte == 'c' ? '\n' : byte;
+        const bool afterCr = round % 3 == 0;
+        std::size_t ends = 0, k = 1 + below(20), nth = size;
+        for (std::size_t i = 0; i < size; ++i) {
+            const bool inPair = i > 0 ? bytes[i - 1] == '\r' : afterCr;
+            if (bytes[i] != '\r' && (bytes[i] != '\n' || inPair)) continue;
+            if (++ends == k) nth = i;
+        }
+        const std::size_t left = ends < k ? k - ends : k;
+        ASSERT_EQ(ends, scans.countLineEnds(bytes.data(), size, afterCr)) << round;
+        ASSERT_EQ(nth, scans.findLineEnd(bytes.data(), size, afterCr, k)) << round;
+        ASSERT_TRUE(nth < size || k == left) << round;
+        bytes = plain;
+
+        ASSERT_EQ(up, scans.findTriple(bytes.data(), size, triple, first)) << round;
+        ASSERT_EQ(down, scans.findTripleBack(bytes.data(), size, triple, first)) << round;
+        ASSERT_EQ(either, scans.findEither(bytes.data(), size, 'c', 'A')) << round;
+        ASSERT_EQ(eitherBack, scans.findEitherBack(bytes.data(), size, 'c', 'A')) << round;
     }
 }
 

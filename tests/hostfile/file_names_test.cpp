@@ -44,7 +44,7 @@ std::string Full(std::string name) {
 
 TEST_F(OnFiles, FullNamesOfThoseThatOpenOnly) {
     const auto old = fs::current_path();
-    const std::string at = fs::canonical(dir.Path()).string(), longest = "sub/" + std::string(255 - at.size(), 'n');
+    const std::string at = fs::canonical(dir.Path()).string(), longest = "sub/" + std::string(122 - at.size(), 'n');
     fs::current_path(at);
     fs::create_directory("sub");
     for (const auto& [to, name] : {std::pair{"sub", "way"}, {"../f", "sub/link"}}) fs::create_symlink(to, name);
@@ -81,16 +81,17 @@ TEST_F(OnFiles, TempDirFollowsTheEnvironment) {
     for (const auto& [name, value, found] : {std::tuple{"TMP", ""s, "/var/tmp\\"s},
                                              {"TMPDIR", at, at + "\\"},
                                              {"TEMP", "/none", at + "\\"},
-                                             {"TEMP", "/", "/"},
-                                             {"TMP", at, at + "\\"},
-                                             {"TMP", deep, deep.substr(0, 260)}}) {
+                                             {"TMP", deep, at + "\\"}, // not cut, which would be another
+                                             {"TMP", "/dev/null", at + "\\"},
+                                             {"TEMP", at + "/", at + "/"},
+                                             {"TMP", at, at + "\\"}}) {
         setenv(name, value.c_str(), 1);
         HFile::GetTempDir(buf, 261);
         EXPECT_EQ(found, buf);
     }
     for (const char* name : {"TMP", "TEMP", "TMPDIR"}) unsetenv(name);
     HFile::GetTempDir(buf, 5);
-    EXPECT_STREQ("/var", buf);
+    EXPECT_STREQ("/tmp", buf);
     EXPECT_ASSERT_HALT("HFile", HFile::GetTempDir(nullptr, 5));
     EXPECT_ASSERT_HALT("HFile", HFile::GetTempDir(buf, 0));
 }
@@ -98,6 +99,7 @@ TEST_F(OnFiles, TempDirFollowsTheEnvironment) {
 TEST_F(OnFiles, NamesAreBuiltFromTheirPartsAndTheFilesArePrivate) {
     const std::string at = dir.Path() + "\\", part(80, 'p');
     HFile files[40], *file = files; // many within one tick of the clock
+    const mode_t mask = umask(0277);
     for (const auto& [prefix, ext, head, tail] :
          {std::tuple<const char*, const char*, std::string, std::string>{nullptr, nullptr, "~hf", ".tmp"},
           {"", "", "", ""},
@@ -113,8 +115,15 @@ TEST_F(OnFiles, NamesAreBuiltFromTheirPartsAndTheFilesArePrivate) {
             EXPECT_EQ(seqWrite ? resNoPermission : resDone, file++->res);
         }
     }
+    umask(mask);
     EXPECT_EQ(40u, dir.Count());
     EXPECT_FALSE(HFile::CreateTempFile(f, buf, "", "", "/none/x", false) || f.res != resIllegalPath);
+    const std::string full = dir.Path() + std::string(260 - dir.Path().size(), '/'),
+                      deep = dir.Path() + "/" + std::string(260 - dir.Path().size(), 'x');
+    EXPECT_TRUE(HFile::CreateTempFile(f, std::vector<char>(396).data(), "", "", full.c_str(), false));
+    f.Close();
+    EXPECT_FALSE(HFile::CreateTempFile(f, buf, "", "", deep.substr(0, 260).c_str(), false) || f.res != resIllegalName ||
+                 *buf);
     EXPECT_ASSERT_HALT("HFile", HFile::CreateTempFile(f, nullptr, "", "", "", false));
     EXPECT_ASSERT_HALT("HFile", HFile open(HandleOf(0)); HFile::CreateTempFile(open, buf, "", "", "", false));
 }

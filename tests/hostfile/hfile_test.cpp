@@ -16,6 +16,9 @@ TEST(HFile, EachModeDoesWhatItsRowSays) {
         {BY(CreateSeqWrite(n, true)), resDone, resDone, resNoPermission, resDone, "x"},
         {BY(Lookup(n, false)), resNotFound, resDone, resDone, resDone, "x23"},
         {BY(Lookup(n, true)), resDone, resDone, resDone, resDone, "x23"}};
+    HFile null, again; // a device is shared
+    EXPECT_TRUE(null.Open("/dev/null") && again.Create("/dev/null", true));
+    const mode_t mask = umask(027);
     for (const auto& mode : modes) {
         SCOPED_TRACE(&mode - modes);
         const auto& [open, onMissing, onExisting, onRead, onWrite, left] = mode;
@@ -36,10 +39,14 @@ TEST(HFile, EachModeDoesWhatItsRowSays) {
             EXPECT_EQ(onRead, f.res);
             f.Reset();
             f.WriteBytes("x", 1);
+            if (f.res != resDone) f.Flush(), f.Truncate(); // refused as the write was
             EXPECT_EQ(onWrite, f.res);
+            EXPECT_EQ(FD_CLOEXEC, fcntl(DescriptorOf(f.handle), F_GETFD));
+            EXPECT_EQ(0640u, ModeOf(name));
             EXPECT_EQ(content, dir.Read(name.substr(dir.Path().size())));
         }
     }
+    umask(mask);
 }
 
 TEST_F(OnFiles, CallErrorsStopTheRow) {
@@ -99,10 +106,36 @@ TEST_F(OnFiles, ReadsAndSeeksStayInsideThem) {
         EXPECT_EQ(text, buf);
         EXPECT_TRUE(f.res == res && !f.eof && n == (res == resDone ? static_cast<int>(text.size()) : 0)) << text;
     }
-    fs::resize_file(dir.File("f"), 5LL << 30);
-    f.SetPos(0, 2);
-    EXPECT_EQ(1, f.ReadBytes(buf, 1)); // past what positions reach
-    EXPECT_TRUE(f.GetPos() == INT32_MAX && f.Length() == INT32_MAX);
+}
+
+TEST_F(OnFiles, WhatPositionsDontReachIsNeverChanged) {
+    ASSERT_TRUE(Make("0123456789"));
+    f.SetPos(5);
+    constexpr std::int64_t Size = 5LL << 30;
+    fs::resize_file(dir.File("f"), Size);
+    const auto at = [&](std::int64_t pos) { EXPECT_EQ(pos, lseek(DescriptorOf(f.handle), pos, SEEK_SET)); };
+    const std::tuple<Res, std::int64_t, std::function<void()>> rows[] = {
+        // what comes of each, and where it ends
+        {resTooLong, 5, [&] { f.SetPos(0, 2); }},
+        {resTooLong, 5, [&] { f.Truncate(); }},
+        {resDone, 5, [&] { f.SetPos(0, 1); }},
+        {resDone, INT32_MAX, [&] { f.SetPos(INT32_MAX); }},
+        {resTooLong, INT32_MAX, [&] { f.WriteByte('x'); }},
+        {resDone, INT32_MAX - 1, [&] { f.SetPos(-1, 1), f.ReadBytes(buf, 2), f.SetPos(-2, 1); }},
+        {resTooLong, INT32_MAX - 1, [&] { f.WriteBytes("xy", 2); }},
+        {resDone, INT32_MAX, [&] { f.SetPos(0, 1), f.WriteByte('\0'); }},
+        {resTooLong, 3LL << 30, [&] { at(3LL << 30), f.SetPos(0, 1); }},
+        {resDone, 1LL << 30, [&] { f.SetPos(-(2LL << 30), 1); }},
+        {resDone, Size + 1, [&] { at(Size), f.WriteByte('x'); }}}; // appending changes nothing that is there
+    for (const auto& [res, pos, act] : rows) {
+        act();
+        EXPECT_TRUE(f.res == res && lseek(DescriptorOf(f.handle), 0, SEEK_CUR) == pos) << &act - &std::get<2>(rows[0]);
+        EXPECT_TRUE(f.GetPos() == std::min<std::int64_t>(pos, INT32_MAX) && f.Length() == INT32_MAX);
+    }
+    HFile given(HandleOf(dup(DescriptorOf(f.handle)))); // of which nothing is known
+    at(3LL << 30);
+    given.WriteByte('x');
+    EXPECT_EQ(resTooLong, given.res);
 }
 
 TEST_F(OnFiles, IntegersInTheirWidthAndAsText) {
@@ -174,11 +207,30 @@ TEST_F(OnFiles, LinesOfEveryKindAndInPipes) {
         in.ReadLine(buf, sizeof buf);
         EXPECT_EQ(rest, std::string(buf, static_cast<std::size_t>(in.ReadBytes(buf, 4))));
     }
+    in.Flush(); // a pipe keeps nothing back
+    EXPECT_TRUE(in.res == resDone && in.Length() == 0);
+    in.Truncate();
+    EXPECT_EQ(resNotSupported, in.res);
     in.SetPos(1);
     EXPECT_EQ(resNotSupported, in.res);
     in.Close();
     out.WriteBytes("abc", 3);
     EXPECT_EQ(resNotDone, out.res);
+}
+
+TEST_F(OnFiles, WhoIsLateAtTheOtherEndIsWaitedFor) {
+    int ends[2];
+    ASSERT_EQ(0, pipe2(ends, O_NONBLOCK)); // by the object: the system does not wait by itself
+    HFile in(HandleOf(ends[0])), out(HandleOf(ends[1]));
+    const std::string much(300000, 'm'); // more than a pipe holds
+    std::string got(much.size(), '\0');
+    std::thread writer([&] { usleep(20000), out.Write(much.c_str()); });
+    for (std::size_t n = 0; n < got.size() && in.res == resDone;) {
+        n += static_cast<std::size_t>(in.ReadBytes(&got[n], static_cast<int>(got.size() - n)));
+        usleep(20000);
+    }
+    writer.join();
+    EXPECT_TRUE(in.res == resDone && out.res == resDone && got == much);
 }
 
 } // namespace

@@ -3,11 +3,14 @@
 #include "foundation/hsys.h"
 #include "hostfile/hfile.h"
 #include "hostfile/hfiledir.h"
+#include "hostfile/hfilesave.h"
 #include "platform/platform.h"
 #include "vfile/vfile.h"
+#include "vfile/vfile_std.h"
 #include "vmem/vmem.h"
 
 #include <cstdlib>
+#include <ostream>
 #ifdef __cpp_rtti
 #include <typeinfo>
 #endif
@@ -21,16 +24,19 @@ void Check(int what, bool ok) {
 // Counts its changes, refuses those at the very start, and reads nothing but x.
 class Guarded : public VFile {
   public:
-    void ReadByte(unsigned char& b) override { VFile::ReadByte(b), b = 'x'; }
+    void ReadByte(unsigned char& b) override {
+        VFile::ReadByte(b);
+        b = 'x';
+    }
     using VFile::operator=;
     int changes = 0;
 
   protected:
-    int PreChange(std::int32_t p, std::int32_t oldLen, std::int32_t newLen) const override {
-        return changes > 0 && p == 0 ? resNoPermission : VFile::PreChange(p, oldLen, newLen);
+    int PreChange(std::int32_t at, std::int32_t oldLen, std::int32_t newLen) const override {
+        return changes > 0 && at == 0 ? resNoPermission : VFile::PreChange(at, oldLen, newLen);
     }
-    void PostChange(std::int32_t p, std::int32_t oldLen, std::int32_t newLen) override {
-        VFile::PostChange(p, oldLen, newLen);
+    void PostChange(std::int32_t at, std::int32_t oldLen, std::int32_t newLen) override {
+        VFile::PostChange(at, oldLen, newLen);
         ++changes;
     }
 };
@@ -59,10 +65,17 @@ int main(int argc, char** argv) {
     f.Save(text, 1);
     loaded.Load(text, 1);
     Check(9, loaded.res == resDone && f == loaded);
+    vfile::StreamBuf buffer(f);
+    std::ostream(&buffer) << 12 << std::flush;
+    int runs = 0;
+    VFileView view(f);
+    view.VisitBack(0, MaxLen, [&](const unsigned char*, std::int32_t) { return ++runs > 0; });
+    Check(12,
+          runs == 5 && vfile::ToString(f, 0, 3) == "12x" && *vfile::Bytes(f).begin() == '1' && view.Find("x", 1) == 2);
     HFileDir scan;
     char found[261] = "";
     Check(10, scan.FindFirst(found, text) && HFile::Remove(text));
-    static VMem vm;
+    VMem vm;
     std::int32_t adr = -1;
     int value = 0;
     vm.Alloc(adr, 8);

@@ -1,6 +1,6 @@
 # What the shared library exports is what the list says, each symbol under the version node, and nothing else.
 cmake_minimum_required(VERSION 3.20)
-execute_process(COMMAND ${NM} -D -C --defined-only --with-symbol-versions ${LIBRARY}
+execute_process(COMMAND nm -D -C --defined-only --with-symbol-versions ${LIBRARY}
   OUTPUT_VARIABLE listing RESULT_VARIABLE failed)
 if(failed)
   message(FATAL_ERROR "nm failed on ${LIBRARY}")
@@ -26,4 +26,11 @@ foreach(symbol IN LISTS missing)
 endforeach()
 foreach(symbol IN LISTS listing)
   message(SEND_ERROR "exported, but not on the list: ${symbol}")
+endforeach()
+
+# A host shares none of the inline members that it has compiled: each is VFILE_LOCAL.
+execute_process(COMMAND readelf -sW ${HOST} OUTPUT_VARIABLE listing)
+string(REGEX MATCHALL "(WEAK|UNIQUE) +DEFAULT +[0-9]+ _Z[^@\n]*[0-9](VFile|VMem|HFile|IsBlank)[^@\n]*" shared "${listing}")
+foreach(symbol IN LISTS shared)
+  message(SEND_ERROR "shared by who includes the public headers: ${symbol}")
 endforeach()

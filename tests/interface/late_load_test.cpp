@@ -1,9 +1,8 @@
 // The library comes and goes while threads of the host are running.
-#include <csignal>
+#include "support/test.h"
+
 #include <dlfcn.h>
-#include <fstream>
 #include <future>
-#include <gtest/gtest.h>
 
 namespace {
 
@@ -46,9 +45,22 @@ void LoadLate(bool settingUp, bool stopping) {
     std::_Exit(testing::Test::HasFailure() ? 1 : 0); // words of a thread that did not stop are still on the heap
 }
 
+// As a host does whose modules go with a static object.
+void UnloadWhileExiting() {
+    static const auto* m = new Module;
+    static std::promise<void> gone;
+    static std::thread user;
+    std::atexit([] { delete m, gone.set_value(), user.join(), std::_Exit(0); }); // its words are still on the heap
+    std::promise<void> worked;
+    user = std::thread([&] { m->Does("work"), worked.set_value(), gone.get_future().wait(); });
+    worked.get_future().wait();
+    std::exit(0);
+}
+
 TEST(LateLoad, OlderThreadsSetThemselvesUpOrHaltAndMayOutliveTheLibrary) {
     EXPECT_EXIT(LoadLate(false, false), testing::KilledBySignal(SIGABRT), "VFile, line [0-9]+:\nAssertion failure");
     for (const bool stopping : {false, true}) EXPECT_EXIT(LoadLate(true, stopping), testing::ExitedWithCode(0), "");
+    EXPECT_EXIT(UnloadWhileExiting(), testing::ExitedWithCode(0), "");
 }
 
 } // namespace

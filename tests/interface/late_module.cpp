@@ -4,6 +4,8 @@
 
 #include <string_view>
 
+static VFile ofModule("goes with the module, or with the process");
+
 extern "C" VFILE_API bool Does(const char* act);
 bool Does(const char* act) {
     const std::string_view what = act;
@@ -11,9 +13,10 @@ bool Does(const char* act) {
     if (what == "start") return VFile_InitializeThread();
     if (what == "stop") return VFile_UninitializeThread();
     VFile::SetMaxCacheSize(2);
-    VFile f('x', 10000);
-    unsigned char b = 0;
-    f.SetPos(5000);
-    f.ReadByte(b);
-    return f.Length() == 10000 && b == 'x';
+    struct Counted : VFile {
+        int reads = 0;
+        void ReadByte(unsigned char& b) override { ++reads, VFile::ReadByte(b); }
+    } f;
+    f.Append('x', 10000);
+    return f.LineStart(5000) == 0 && f.reads == 0 && f.LineEnd(0, true) == 10000 && f.reads == 10001;
 }

@@ -3,6 +3,8 @@
 
 #include "support/vfile_support.h"
 
+using namespace vfile_internal;
+
 namespace {
 
 // The next `n` numbers, "-" for none, after `freed` have been given back.
@@ -21,11 +23,9 @@ TEST(SlotTable, FreedNumbersComeBackOnlyWhenAllHaveBeenOut) {
     for (int i = 8; i < 64; ++i) rest += std::to_string(i) + " ";
     EXPECT_EQ("4 5 6 |7 |7 |7 |" + rest + "5 6 - |30 - |", InChild([] { // 0 to 3 are VFile's
                   std::string told = Taken(3);
-                  told += Taken(1, {5});
-                  told += Taken(1, {7});
+                  told += Taken(1, {5}), told += Taken(1, {7});
                   told += Taken(1, {6, 7}); // lowers the mark by one, over 7 but not over 6
-                  told += Taken(56 + 3);
-                  return told += Taken(2, {30});
+                  return told += Taken(56 + 3), told += Taken(2, {30});
               }));
 }
 
@@ -35,8 +35,7 @@ TEST(SlotTable, EndOfTheProcessPartTakesAllAndAFreshStartCountsFromZero) {
                   if (TlsSlotFree(0) || TlsSlotSet(0, 1) || TlsThreadReady()) _exit(2);
                   if (!TlsProcessInit() || TlsProcessInit()) _exit(3);
                   std::string told = Taken(3);
-                  told += Taken(1, {2});
-                  told += Taken(1, {1, 0, 2}); // the last that was in use
+                  told += Taken(1, {2}), told += Taken(1, {1, 0, 2}); // the last that was in use
                   if (!TlsProcessDone() || !DllMain(nullptr, 1, nullptr) || !DllMain(nullptr, 4, nullptr)) _exit(4);
                   return told + ContentOf(VFile("works"));
               }));
@@ -54,17 +53,12 @@ TEST(SlotTable, WithoutSlotsEverythingHalts) {
     EXPECT_ASSERT_HALT("VFile", Taken(60); VFile::TLS_UninitializeProcess(); Taken(4); VFile::TLS_InitializeProcess());
 }
 
-TEST(SlotTable, WordsAreTheThreadsOwn) {
+TEST(SlotTable, WordsAreTheThreadsOwnAndThoseOutsideRefused) {
     const std::uint32_t slot = TlsSlotAlloc();
     EXPECT_TRUE(TlsSlotSet(slot, ~TlsWord{0}));
-    std::thread([slot] {
-        EXPECT_EQ(0U, TlsSlotGet(slot));
-        EXPECT_TRUE(TlsSlotSet(slot, 5));
-    }).join();
-    EXPECT_EQ(~TlsWord{0}, TlsSlotGet(slot));
-    for (const auto none : {SlotCount, NoSlot})
-        EXPECT_FALSE(TlsSlotSet(none, 1) || TlsSlotGet(none) != 0 || TlsSlotFree(none));
-    EXPECT_TRUE(TlsSlotFree(slot));
+    std::thread([slot] { EXPECT_TRUE(TlsSlotGet(slot) == 0 && TlsSlotSet(slot, 5)); }).join();
+    EXPECT_TRUE(TlsSlotGet(slot) == ~TlsWord{0} && TlsSlotFree(slot));
+    for (const auto no : {SlotCount, NoSlot}) EXPECT_FALSE(TlsSlotSet(no, 1) || TlsSlotGet(no) != 0 || TlsSlotFree(no));
 }
 
 } // namespace

@@ -1,13 +1,19 @@
-// The platform layer where host files and the swap file alone don't show it: what refuses and why, transfers that go
-// on, nobody at the far end, locks and forked children, the swap file's own ways, the numbers of threads.
+// The platform layer where host files and the swap file alone don't show it: what refuses and why, standard
+// descriptors, limits, locks and forked children, the swap file's own ways, the numbers of threads.
+#include "platform/dirs.h"
 #include "platform/file.h"
+#include "platform/fsops.h"
 #include "platform/swap_file.h"
 #include "platform/thread.h"
 #include "support/test.h"
 
 #include <set>
+#include <spawn.h>
+#include <sys/file.h>
+#include <sys/resource.h>
+#include <sys/wait.h>
 
-using namespace platform;
+using namespace vfile_internal::platform;
 
 namespace {
 
@@ -22,98 +28,92 @@ struct stat StateOf(FileHandle handle) {
     return st;
 }
 
-// The last error that `act` leaves; 0 if it sets none.
-std::uint32_t ErrorOf(const std::function<void()>& act) {
-    SetLastError(0);
-    act();
-    return GetLastError();
-}
-
 TEST(Errors, RefusedOpensTellWhy) {
     const TempDir dir;
-    const std::string in = dir.Path() + "/";
     dir.Write("file", "x");
-    ASSERT_EQ(0, symlink("nowhere", dir.File("dangling").c_str()));
-    ASSERT_EQ(0, symlink("loop", dir.File("loop").c_str()));
+    ASSERT_EQ(0, symlink("nowhere", dir.File("dangling").c_str()) + symlink("loop", dir.File("loop").c_str()));
     ASSERT_EQ(0, mknod(dir.File("socket").c_str(), S_IFSOCK | 0600, 0));
-    const auto existing = Disposition::OpenExisting, fresh = Disposition::CreateNew, any = Disposition::CreateAlways;
-    const std::tuple<std::uint32_t, Disposition, std::vector<std::string>> rows[] = {
-        {2, existing, {in + "missing", in + "missing//", in + "dangling", "vfile-test-missing"}},
-        {3, existing, {in + "no/missing", dir.Path() + "\\no\\missing", in + "file/missing", ""}},
-        {5, existing, {dir.Path(), in}},
-        {32, existing, {"/proc/self/exe"}}, // being run
-        {55, existing, {in + "socket"}},
-        {123, existing, {std::string(5000, 'n')}},
-        {161, existing, {in + "loop"}},
-        {3, fresh, {in + "no/missing"}},
-        {80, fresh, {in + "file", in + "dangling", dir.Path()}},
-        {123, fresh, {in + std::string(300, 'n')}},
-        {3, any, {in + "no/such/missing"}},
-        {5, any, {in}}};
-    for (const auto& [error, disposition, names] : rows) {
-        for (const std::string& name : names)
-            EXPECT_EQ(error, ErrorOf([&] { EXPECT_EQ(InvalidHandle, OpenAs(name, disposition)); })) << name;
-    }
-    EXPECT_EQ(5U, ErrorOf([&] { EXPECT_EQ(InvalidHandle, OpenAs(dir.Path(), existing, Access::Read)); }));
-    EXPECT_EQ(87U, ErrorOf([] { OpenSwapFile(nullptr); }));
-    EXPECT_EQ(4U, dir.Count());
-}
-
-TEST(Errors, HandlesThatCantDoItTellWhy) {
-    const TempDir dir;
-    int ends[2];
-    ASSERT_EQ(0, pipe(ends));
-    const FileHandle in = HandleOf(ends[0]), closed = HandleOf(ends[1]);
-    const FileHandle readOnly = OpenAs(dir.Write("r", ""), Disposition::OpenExisting, Access::Read);
-    CloseFile(closed);
-    const auto truncate = [](FileHandle h) { return ErrorOf([=] { EXPECT_FALSE(SetEndOfFile(h)); }); };
-    EXPECT_TRUE(truncate(closed) == 6 && truncate(readOnly) == 5 && truncate(in) == 50);
-    EXPECT_EQ(6U, ErrorOf([=] { EXPECT_FALSE(FlushFile(closed) || FileSize(closed) != -1 || CloseFile(closed)); }));
-    EXPECT_TRUE(FlushFile(in) && FileSize(in) == 0 && CloseFile(in) && CloseFile(readOnly));
-}
-
-TEST(Files, AreMadeByTheUmaskAndDevicesAreShared) {
-    const TempDir dir;
-    const mode_t mask = umask(027);
-    SetLastError(77); // which a success leaves
-    const FileHandle h = OpenAs(dir.File("f"), Disposition::CreateNew), null = OpenAs("/dev/null");
-    umask(mask);
-    EXPECT_EQ(FD_CLOEXEC, fcntl(DescriptorOf(h), F_GETFD));
-    EXPECT_EQ(0640U, StateOf(h).st_mode & 0777U);
-    const FileHandle again = OpenAs("/dev/null", Disposition::CreateAlways); // a device is not locked
-    EXPECT_TRUE(WriteFile(null, "abc", 3) == 3 && CloseFile(null) && CloseFile(again) && CloseFile(h));
-    EXPECT_EQ(77U, GetLastError());
-}
-
-TEST(Files, TransfersGoOnAfterSignalsAndOnDescriptorsThatDontWait) {
-    struct sigaction action = {};
-    action.sa_handler = [](int) {}; // and no SA_RESTART
-    sigaction(SIGUSR1, &action, nullptr);
-    for (const int flags : {0, O_NONBLOCK}) {
-        int ends[2];
-        ASSERT_EQ(0, pipe2(ends, flags));
-        char buf[8] = "", piece[4096];
-        const std::string much(1000000, 'm');
-        std::string arrived;
-        std::thread farEnd([&, target = pthread_self()] {
-            for (int i = 0; i < 12;
-                 ++i, usleep(2000)) { // five times for the one that reads, then for the one that writes
-                pthread_kill(target, SIGUSR1);
-                if (i == 5 && write(ends[1], "abc", 3) != 3) _exit(1);
+    std::filesystem::copy_file("/bin/sleep", dir.File("sleep")); // a program of the user's own, whoever that is
+    pid_t running;
+    const std::string program = dir.File("sleep"), seconds = "100";
+    char* const args[] = {const_cast<char*>(program.c_str()), const_cast<char*>(seconds.c_str()), nullptr};
+    ASSERT_EQ(0, posix_spawn(&running, args[0], nullptr, nullptr, args, environ));
+    // The error and the names; '@' is the directory, '0' one that is too long for it.
+    const std::pair<Disposition, const char*> rows[] = {
+        {Disposition::OpenExisting, "2 @/missing @/missing// @/dangling vfile-test-missing 3 @/no/missing "
+                                    "@\\no\\missing @/file/missing = 5 @ @/ 32 @/sleep 55 @/socket 123 0 161 @/loop"},
+        {Disposition::CreateNew, "3 @/no/missing 80 @/file @/dangling @ 123 @/0"},
+        {Disposition::CreateAlways, "3 @/no/such/missing 5 @/"}};
+    for (const auto& [disposition, words] : rows) {
+        std::istringstream names(words);
+        std::uint32_t error = 0;
+        for (std::string name; names >> name;) {
+            if (name != "0" && name.find_first_not_of("0123456789") == std::string::npos) {
+                error = static_cast<std::uint32_t>(std::stoul(name));
+                continue;
             }
-            while (arrived.size() < much.size()) {
-                const ssize_t n = read(ends[0], piece, sizeof piece);
-                if (n > 0) arrived.append(piece, static_cast<std::size_t>(n));
-            }
-        });
-        EXPECT_EQ(3, ReadFile(HandleOf(ends[0]), buf, sizeof buf)); // one read: what is there
-        EXPECT_EQ(1000000, WriteFile(HandleOf(ends[1]), much.data(), 1000000));
-        farEnd.join();
-        EXPECT_TRUE(buf == std::string("abc") && arrived == much);
-        close(ends[0]);
-        close(ends[1]);
+            if (name.back() == '0')
+                name = name.substr(0, name.size() - 1) + std::string(name[0] == '@' ? 300 : 5000, 'n');
+            if (name[0] == '@') name = dir.Path() + name.substr(1);
+            if (name == "=") name = "";
+            SetLastError(0);
+            EXPECT_TRUE(OpenAs(name, disposition) == InvalidHandle && GetLastError() == error) << name;
+        }
     }
-    signal(SIGUSR1, SIG_DFL);
+    EXPECT_TRUE(OpenAs(dir.Path(), Disposition::OpenExisting, Access::Read) == InvalidHandle && GetLastError() == 5);
+    EXPECT_TRUE(OpenSwapFile(nullptr) == InvalidHandle && GetLastError() == 87);
+    EXPECT_EQ(5U, dir.Count());
+    EXPECT_TRUE(kill(running, SIGKILL) == 0 && waitpid(running, nullptr, 0) == running);
+}
+
+TEST(Files, AreNeverOneOfTheStandardThree) {
+    const TempDir dir;
+    const std::string old = dir.Write("old", "");
+    EXPECT_EQ("-1 -1 -1 open", InChild([&] {
+                  for (int fd = 0; fd < 3; ++fd) close(fd);
+                  const bool open = OpenAs(dir.File("new"), Disposition::CreateNew) != InvalidHandle &&
+                                    OpenAs(old) != InvalidHandle && OpenSearch("/") != NoSearch &&
+                                    OpenSwapFile(dir.File("swap").c_str()) != InvalidHandle;
+                  std::string told;
+                  for (int fd = 0; fd < 3; ++fd) told += std::to_string(fcntl(fd, F_GETFD)) + " ";
+                  return told + (open ? "open" : "refused");
+              }));
+}
+
+// By each way that writes, with the signal free, and with one waiting that the host has blocked.
+TEST(Files, SizeLimitIsAFullDiskAndNoSignal) {
+    static int signals;
+    const TempDir dir;
+    char bytes[3000] = "";
+    const std::string from = dir.Write("from", std::string(3000, 'x')), to = dir.File("to");
+    unsigned char* const pieces[] = {reinterpret_cast<unsigned char*>(bytes)};
+    bool failed;
+    const std::function<void(FileHandle)> acts[] = {
+        [&](FileHandle h) { EXPECT_EQ(2048, WriteFile(h, bytes, 3000, failed)); },
+        [&](FileHandle h) { EXPECT_EQ(2048, WriteFile(HandleOf(DescriptorOf(h)), bytes, 3000, failed)); },
+        [&](FileHandle h) { EXPECT_EQ(-1, WriteAt(h, bytes, 1, 2048, &failed)); },
+        [&](FileHandle h) { EXPECT_EQ(-1, WritePiecesAt(h, pieces, 1, 1, 2048)); },
+        [&](FileHandle h) { EXPECT_FALSE(lseek(DescriptorOf(h), 4096, SEEK_SET) != 4096 || SetEndOfFile(h)); },
+        [&](FileHandle) { EXPECT_FALSE(CopyFile(from.c_str(), to.c_str(), true)); }};
+    for (const auto& act : acts) {
+        for (const bool blocked : {false, true}) {
+            EXPECT_EQ(blocked ? "112 0 1 passed" : "112 0 0 passed", InChild([&] {
+                          const FileHandle h = OpenAs(dir.File("f"), Disposition::CreateAlways);
+                          const rlimit limit{2048, RLIM_INFINITY};
+                          setrlimit(RLIMIT_FSIZE, &limit);
+                          signal(SIGXFSZ, [](int) { ++signals; });
+                          sigset_t set;
+                          sigemptyset(&set);
+                          sigaddset(&set, SIGXFSZ);
+                          if (blocked) pthread_sigmask(SIG_BLOCK, &set, nullptr), raise(SIGXFSZ);
+                          act(h);
+                          std::string told = std::to_string(GetLastError()) + " " + std::to_string(signals) + " ";
+                          pthread_sigmask(SIG_UNBLOCK, &set, nullptr);
+                          return told + std::to_string(signals) + (testing::Test::HasFailure() ? " failed" : " passed");
+                      }))
+                << &act - acts;
+        }
+    }
 }
 
 TEST(ThreadIds, DifferForLiveAndPastThreadsAndInAForkedChild) {
@@ -151,22 +151,37 @@ TEST(Sharing, LockIsTheParentsWhateverAForkedChildDoesWithTheDescriptor) {
               }));
     EXPECT_FALSE(Free(name));
     CloseFile(h);
-    EXPECT_TRUE(Free(name));
+    EXPECT_EQ("held free ", InChild([&] { // the opener ends: now its heirs close
+                  h = OpenAs(name);
+                  const pid_t opener = getpid(), sibling = fork();
+                  if (sibling == 0) pause();
+                  if (fork() != 0) _exit(0);
+                  while (getppid() == opener) usleep(1000);
+                  const std::string before = state(name);
+                  CloseFile(h);
+                  const std::string after = state(name);
+                  kill(sibling, SIGKILL);
+                  return before + after;
+              }));
 }
 
 TEST(SwapFile, IsPrivateAndHasNoNameAsSoonAsItIsOpen) {
     const TempDir dir;
-    const mode_t mask = umask(0);
-    for (const char* name : {"fresh", "leftover"}) {
-        if (name[0] == 'l') chmod(dir.Write(name, "old bytes").c_str(), 0644);
-        const FileHandle h = OpenSwapFile((dir.Path() + "\\" + name).c_str());
+    const mode_t mask = umask(0277);
+    const FileHandle readers = OpenAs(dir.Write("leftover", "old bytes"), Disposition::OpenExisting, Access::Read);
+    const ino_t old = StateOf(readers).st_ino;
+    flock(DescriptorOf(readers), LOCK_UN);
+    for (const char* name : {"fresh", "leftover", ""}) {
+        const FileHandle h =
+            *name ? OpenSwapFile((dir.Path() + "\\" + name).c_str()) : OpenNamelessFile(dir.Path().c_str());
         ASSERT_NE(InvalidHandle, h) << name;
-        EXPECT_EQ(0U, dir.Count()) << name;
-        EXPECT_EQ(0600U, StateOf(h).st_mode & 07777U) << name;
-        EXPECT_EQ(0, FileSize(h));
+        EXPECT_EQ(name[0] == 'f' ? 1U : 0U, dir.Count()) << name;
+        const struct stat st = StateOf(h);
+        EXPECT_TRUE((st.st_mode & 07777) == 0600 && st.st_nlink == 0 && st.st_size == 0 && st.st_ino != old) << name;
         EXPECT_EQ(FD_CLOEXEC, fcntl(DescriptorOf(h), F_GETFD));
         CloseFile(h);
     }
+    CloseFile(readers); // which can't see what the swap file held
     umask(mask);
 }
 
@@ -180,18 +195,12 @@ TEST(SwapFile, WhatOthersMayHaveAnInterestInIsLeftAlone) {
     ASSERT_EQ(0, mkdir(dir.File("directory").c_str(), 0700));
     const FileHandle holder = OpenAs(dir.File("held"));
     const std::size_t before = dir.Count();
-    for (const auto& [name, error] : {std::pair("linked", 5U),
-                                      {"symlink", 161U},
-                                      {"dangling", 161U},
-                                      {"fifo", 5U},
-                                      {"directory", 5U},
-                                      {"missing/swap.tmp", 3U},
-                                      {"held", 32U},
-                                      {"foreign", 5U}}) {
-        if (error == 5 && name[1] == 'o' && chown(dir.File(name).c_str(), 65534, 65534) != 0) continue; // not root
+    for (const char* name :
+         {"linked", "symlink", "dangling", "fifo", "directory", "held", "foreign", "missing/swap.tmp"}) {
+        if (name[1] == 'o' && chown(dir.File(name).c_str(), geteuid() + 1, getegid()) != 0) continue; // not root
         SetLastError(0);
         EXPECT_EQ(InvalidHandle, OpenSwapFile(dir.File(name).c_str())) << name;
-        EXPECT_EQ(error, GetLastError()) << name;
+        EXPECT_EQ(name[0] == 'm' ? 3U : 80U, GetLastError()) << name; // whether another name may serve
     }
     EXPECT_EQ(before, dir.Count());
     for (const char* name : {"target", "linked", "held", "foreign"}) EXPECT_EQ(name, dir.Read(name));

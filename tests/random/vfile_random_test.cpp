@@ -1,13 +1,18 @@
 // Follows two objects with a plain byte string, under a cache of a few pages: a VFile, which goes over whole blocks,
-// and one of a derived class, which reads each byte. After every step the content, position, result, flags and
-// invariants are compared. Where objects are small the letters are few, so that matches overlap and line ends come in
-// any order. VFILE_SEED and VFILE_STEPS repeat a run.
+// and one of a class that overrides the reads and so makes each. After every step the content, position, result, flags
+// and invariants are compared. Where objects are small the letters are few, so that matches overlap and line ends come
+// in any order. VFILE_SEED and VFILE_STEPS repeat a run.
 #include "support/vfile_support.h"
+#include "vfile/vfile_std.h"
 
 namespace {
 
-// Overrides nothing, but might: its reads are made one by one, where a VFile's are made over whole blocks.
-class Derived : public VFile {};
+class Derived : public VFile {
+    void SetPos(std::int32_t p) override { VFile::SetPos(p); }
+    void ReadByte(unsigned char& b) override { VFile::ReadByte(b); }
+    void ReadPrevByte(unsigned char& b) override { VFile::ReadPrevByte(b); }
+    int ReadBytes(void* dst, int n) override { return VFile::ReadBytes(dst, n); }
+};
 
 char ByteAt(const std::string& s, int i) {
     return i >= 0 && i < static_cast<int>(s.size()) ? s[static_cast<std::size_t>(i)] : '\0';
@@ -42,9 +47,7 @@ void CheckLine(VFile& f, const std::string& s, int p, int room) {
     f.LineSize(p, gotStart, size, eolSize);
     EXPECT_TRUE(gotStart == start && size == end - start && eolSize == end - text);
     ExpectRead(f, text == end || ByteAt(s, end - 1) == '\r' ? end + 1 : end); // looked behind a CR
-    EXPECT_EQ(end, f.LineEnd(p, true));
-    EXPECT_EQ(text, f.LineEnd(p, false));
-    EXPECT_EQ(indent - start, f.LineIndent(p));
+    EXPECT_TRUE(f.LineEnd(p, true) == end && f.LineEnd(p, false) == text && f.LineIndent(p) == indent - start);
     ExpectRead(f, indent + 1);
 
     EXPECT_EQ(Part(s, p - 2, 2) == "\r\n", f.AfterCRLF(p));
@@ -78,25 +81,40 @@ int FindPlainly(const std::string& s, int at, int step, const std::string& patte
         if (!word || (!std::isalnum(ByteAt(s, i - 1)) && !std::isalnum(ByteAt(s, i + n)))) return i;
         i += step * (n - 1);
     }
-
     return -1;
 }
 
 // Both searches from `at`, 0 to the length of `s`, which is the content of `f`.
 void CheckSearch(VFile& f, const std::string& s, const std::string& pattern, int at, bool fold, bool word) {
-    const int behind = f.Length() + 1;
-    const int n = static_cast<int>(pattern.size());
+    const int behind = f.Length() + 1, n = static_cast<int>(pattern.size());
     for (const int step : {1, -1}) {
         const int start = FindPlainly(s, at, step, pattern, fold, word);
         const bool found = start >= 0;
         std::int32_t got = at;
-        EXPECT_EQ(found,
-                  step > 0 ? f.Find(got, pattern.c_str(), fold, word) : f.FindBack(got, pattern.c_str(), fold, word));
+        const char* const text = pattern.c_str();
+        EXPECT_EQ(found, step > 0 ? f.Find(got, text, fold, word) : f.FindBack(got, text, fold, word));
         EXPECT_EQ(step < 0 ? start : found ? start + n : behind, got);
         // The last byte looked at lies beyond the match; for a word, which is looked at on both sides, before it.
         const bool ahead = found ? (step > 0) != word : step > 0;
         ExpectRead(f, !found ? (ahead ? behind : -1) : ahead ? start + n + 1 : start - 1);
     }
+}
+
+// What a view of the range from `p` up to `q` says, which are at most the length of `s`.
+void CheckView(VFileView v, const std::string& s, const std::string& pattern, int p, int q, const std::string& other) {
+    const std::string range = Part(s, p, q - p);
+    std::string ahead, back;
+    v.Visit(p, q - p, [&](const unsigned char* b, std::int32_t n) { return ahead.append(b, b + n), true; });
+    v.VisitBack(p, q - p,
+                [&](const unsigned char* b, std::int32_t n) { return back.insert(0, std::string(b, b + n)), true; });
+    EXPECT_TRUE(ahead == range && back == range && vfile::ToString(v, p, q - p) == range);
+    const auto first = range.find(pattern), last = range.rfind(pattern);
+    EXPECT_EQ(first == std::string::npos ? -1 : p + static_cast<int>(first), vfile::Find(v, pattern, p, q));
+    EXPECT_EQ(last == std::string::npos ? -1 : p + static_cast<int>(last), vfile::FindBack(v, pattern, p, q));
+    const int order = range.compare(other);
+    EXPECT_EQ((order > 0) - (order < 0), vfile::Compare(v, p, q - p, other));
+    const vfile::Bytes bytes(v);
+    EXPECT_TRUE(std::equal(range.rbegin(), range.rend(), bytes.rend() - q, bytes.rend() - p));
 }
 
 // The six operators as bits.
@@ -108,24 +126,16 @@ int Relations(const A& a, const B& b) {
 class Walk {
   public:
     // Of objects up to about `longest` bytes, which they start with.
-    Walk(unsigned seed, int longest) : rng(seed), lengthMax(longest) {
-        const std::string content = Pattern(longest);
-        Both([&](VFile& f) { Put(f, 0, 0, content); });
-        Expect(0, 0, content);
+    Walk(unsigned seed, int longest) : rng(seed), lengthMax(longest), s(Pattern(longest)), pos(longest) {
+        Both([&](VFile& f) { Put(f, 0, 0, s); });
     }
 
     bool Step() {
         void (Walk::*const steps[])() = {&Walk::Change, &Walk::Read,       &Walk::Other,        &Walk::Change,
                                          &Walk::Look,   &Walk::ReplaceAll, &Walk::ChangeLength, &Walk::Look};
         const int kind = Below(Small() ? 8 : 3);
-        if (kind >= 3 || (res != resDone && Below(2))) {
-            Both([](VFile& f) { f.Reset(); });
-            GoTo(0);
-        }
-        if (kind >= 3) {
-            Both([](VFile& f) { f.ExclFlag(vfReadOnly); });
-            flags &= ~vfReadOnly;
-        }
+        if (kind >= 3 || (res != resDone && Below(2))) Both([](VFile& f) { f.Reset(); }), GoTo(0);
+        if (kind >= 3) Both([](VFile& f) { f.ExclFlag(vfReadOnly); }), flags &= ~vfReadOnly;
         (this->*steps[kind])();
         Both([&](VFile& f) {
             EXPECT_TRUE(f.Length() == Length() && f.GetPos() == pos && f.res == res && f.eof == eof);
@@ -133,6 +143,9 @@ class Walk {
             EXPECT_TRUE((kind < 3 && Below(10) != 0) || ContentOf(f) == s);
         });
         EXPECT_EQ(LayoutOf(plain), LayoutOf(derived));
+        const int p = AnyPlace(), n = Below(2) ? Below(8000) : Below(20);
+        if (Small() && Below(3) == 0) CheckLineNumbers(plain, s, p, n);
+        if (Small() && Below(20) == 0) CheckLineNumbers(derived, s, p, n);
         return !testing::Test::HasFailure();
     }
 
@@ -160,11 +173,7 @@ class Walk {
     }
 
     // The closing step of everything that succeeds.
-    void GoTo(int p) {
-        pos = std::min(p, Length());
-        res = resDone;
-        eof = false;
-    }
+    void GoTo(int p) { pos = std::min(p, Length()), res = resDone, eof = false; }
 
     void Expect(int at, int oldLen, const std::string& bytes) {
         if (res == resDone && (flags & vfReadOnly)) res = resReadOnly;
@@ -218,7 +227,7 @@ class Walk {
     void Other() {
         const int kind = Below(8), p = AnyPlace(), n = Small() ? Count() : Below(400000);
         const bool on = Below(2) == 0;
-        if (kind == 1) VFile::ReleaseCache();
+        if (kind == 1) on ? VFile::ReleaseCache() : VFile::ReleaseMemory();
         if (kind == 2) VFile::SetMaxCacheSize(static_cast<std::int16_t>(2 + Below(15)));
         Both([&](VFile& f) {
             if (kind == 0) f.Flush();
@@ -232,8 +241,7 @@ class Walk {
         if (kind == 3) res = resCallError;
         if (kind == 4 && res == resDone) flags = on ? flags | vfReadOnly : flags & ~vfReadOnly;
         if (kind == 5) GoTo(Length());
-        if (kind == 6) GoTo(0), Expect(0, Length(), Pattern(n, 9));
-        if (kind == 6) pos = 0;
+        if (kind == 6) GoTo(0), Expect(0, Length(), Pattern(n, 9)), pos = 0;
         if (kind == 7) GoTo(p);
     }
 
@@ -248,8 +256,7 @@ class Walk {
             EXPECT_EQ(count, f.ReplaceGlobal(pattern.c_str(), bytes.c_str(), fold, word));
             ExpectRead(f, Length() + 1);
         });
-        pos = Length();
-        eof = true;
+        pos = Length(), eof = true;
     }
 
     // To one at the border of two blocks, or one of a few bytes, with letters that make long lines, or long overlaps.
@@ -275,18 +282,20 @@ class Walk {
         const std::string text = altered.c_str();
         Both([&](VFile& f) {
             const std::string before = LayoutOf(f);
-            f.eof = true;
-            f.res = resNotDone;
+            f.eof = true, f.res = resNotDone;
             EXPECT_EQ(Relations(s, altered), Relations(f, made));
             EXPECT_EQ(Relations(s, text), Relations(f, text.c_str()));
             EXPECT_EQ(Relations(altered, s), Relations(made, f));
             EXPECT_EQ(Relations(text, s), Relations(text.c_str(), f));
+            const int q = p + (Length() - p) / 3;
+            CheckView(f, s, pattern, p, q, Part(altered, p, q - p));
+            CheckView(static_cast<const VFile&>(f), s, pattern, p, q, Part(altered, p, q - p + 1));
+            EXPECT_EQ(Relations(s, altered) & 4, VFileView(f).Compare(0, MaxLen, made, 0, MaxLen) < 0 ? 4 : 0);
             EXPECT_TRUE(f == f && f.eof && f.res == resNotDone && f.GetPos() == pos && LayoutOf(f) == before);
             CheckLine(f, s, p, room);
             if (!pattern.empty()) CheckSearch(f, s, pattern, p, fold, word);
         });
-        pos = plain.GetPos();
-        eof = plain.eof;
+        pos = plain.GetPos(), eof = plain.eof;
     }
 
     std::mt19937 rng;
@@ -294,23 +303,14 @@ class Walk {
     TempDir dir;
     VFile plain, other;
     Derived derived;
-    std::string s, others;  // the content that both should have, and that of the other one
-    int pos = 0, flags = 0; // and all the rest
+    std::string s, others; // the content that both should have, and that of the other one
+    int pos, flags = 0;    // and all the rest
     Res res = resDone;
     bool eof = false;
 };
 
-TEST(VFileRandom, FollowsAPlainString) {
-    const long given = FromEnvironment("VFILE_SEED", -1);
-    for (unsigned i = 1; i <= (given < 0 ? 5U : 1U); ++i) {
-        const unsigned seed = given < 0 ? i : static_cast<unsigned>(given);
-        const bool large = seed % 2 == 0; // large enough for an index of several levels
-        VFile::SetMaxCacheSize(4);
-        Walk walk(seed, large ? 5000000 : 20000);
-        const long steps = FromEnvironment("VFILE_STEPS", large ? 1500 : 10000);
-        for (long step = 1; step <= steps; ++step)
-            ASSERT_TRUE(walk.Step()) << "VFILE_SEED=" << seed << " VFILE_STEPS=" << step;
-    }
+TEST(VFileRandom, FollowsAPlainString) { // the large ones are enough for an index of several levels
+    RunWalks(5, 10000, 1500, [](unsigned seed) { return std::make_unique<Walk>(seed, seed % 2 ? 20000 : 5000000); });
 }
 
 } // namespace

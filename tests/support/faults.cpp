@@ -5,7 +5,6 @@
 
 #include <cstdarg>
 #include <dirent.h>
-#include <new>
 #include <numeric>
 #include <sys/file.h>
 #include <sys/mman.h>
@@ -15,15 +14,7 @@
 
 namespace {
 
-struct Order {
-    Faults::Kind kind = Faults::Heap;
-    int left = 0; // calls until the failure, 0 when none is ordered
-    int error = 0;
-    int room = -1; // bytes until the disk is full, -1 without limit
-    bool lasting = false;
-};
-
-thread_local Order order;
+thread_local Faults::Order order;
 
 // Whether the failure came up; a child says so to its parent.
 bool* const fired =
@@ -36,6 +27,7 @@ bool Fails(Faults::Kind kind) {
     if (!meant || order.left == 0 || --order.left > 0) return false;
     if (order.lasting) order.left = 1;
     *fired = true;
+    if (order.act) return std::exchange(order, {}).act(), false;
     errno = kind == Faults::Heap ? ENOMEM : order.error;
     return true;
 }
@@ -76,40 +68,34 @@ ssize_t Room(int fd, std::size_t count) {
     WRAPPED(void*, name, parameters) {                                                                                 \
         return Fails(Faults::Heap) ? nullptr : Track(__real_##name arguments, true);                                   \
     }
-#define FREEING(name, parameters, arguments)                                                                           \
-    WRAPPED(void, name, parameters) {                                                                                  \
-        __real_##name arguments;                                                                                       \
+#define WRITING(name, parameters, arguments)                                                                           \
+    WRAPPED(ssize_t, name, parameters) {                                                                               \
+        const ssize_t room = Room(fd, n);                                                                              \
+        return room < 0 ? -1 : __real_##name arguments;                                                                \
     }
 
 ALLOCATING(malloc, (std::size_t n), (n))
 ALLOCATING(calloc, (std::size_t n, std::size_t m), (n, m))
 ALLOCATING(realloc, (void* p, std::size_t n), (Track(p, false), n))
-ALLOCATING(_ZnwmRKSt9nothrow_t, (std::size_t n, const std::nothrow_t& tag), (n, tag))
-FREEING(free, (void* p), (Track(p, false)))
-FREEING(_ZdlPv, (void* p), (Track(p, false)))
-FREEING(_ZdlPvRKSt9nothrow_t, (void* p, const std::nothrow_t& tag), (Track(p, false), tag))
-FREEING(_ZdlPvm, (void* p, std::size_t n), (Track(p, false), n))
+WRAPPED(void, free, (void* p)) {
+    __real_free(Track(p, false));
+}
 
-// The mode of open is there only with O_CREAT; passing it on is harmless.
-WRAPPED(int, open, (const char* name, int flags, ...)) {
+// The mode is there only with O_CREAT or O_TMPFILE; passing it on is harmless.
+WRAPPED(int, openat, (int dir, const char* name, int flags, ...)) {
     va_list rest;
     va_start(rest, flags);
-    const unsigned mode = flags & O_CREAT ? va_arg(rest, unsigned) : 0;
+    const unsigned mode = flags & (O_CREAT | O_TMPFILE) ? va_arg(rest, unsigned) : 0;
     va_end(rest);
-    return Fails(Faults::Open) ? -1 : __real_open(name, flags, mode);
+    return Fails(Faults::Open) ? -1 : __real_openat(dir, name, flags, mode);
 }
-WRAPPED(int, close, (int fd)) { // one that fails has closed the descriptor all the same
+WRAPPED(int, close, (int fd)) { // a directory's has nothing to lose
+    const bool counts = !(fcntl(fd, F_GETFL) & O_PATH);
     const int result = __real_close(fd);
-    return Fails(Faults::Other) ? -1 : result;
+    return counts && Fails(Faults::Close) ? -1 : result;
 }
-WRAPPED(ssize_t, write, (int fd, const void* buf, std::size_t n)) {
-    const ssize_t room = Room(fd, n);
-    return room < 0 ? -1 : __real_write(fd, buf, static_cast<std::size_t>(room));
-}
-WRAPPED(ssize_t, pwrite, (int fd, const void* buf, std::size_t n, off_t at)) {
-    const ssize_t room = Room(fd, n);
-    return room < 0 ? -1 : __real_pwrite(fd, buf, static_cast<std::size_t>(room), at);
-}
+WRITING(write, (int fd, const void* buf, std::size_t n), (fd, buf, static_cast<std::size_t>(room)))
+WRITING(pwrite, (int fd, const void* buf, std::size_t n, off_t at), (fd, buf, static_cast<std::size_t>(room), at))
 WRAPPED(ssize_t, pwritev, (int fd, const iovec* runs, int count, off_t at)) { // those that have room, and a part
     std::vector<iovec> all(runs, runs + count);
     ssize_t room = Room(fd, std::accumulate(runs, runs + count, std::size_t{0},
@@ -128,7 +114,7 @@ WRAPPED(int, flock, (int fd, int operation)) { // giving back can't fail
 }
 FAILING(Other, off_t, -1, lseek, (int fd, off_t at, int whence), (fd, at, whence))
 FAILING(Other, int, -1, ftruncate, (int fd, off_t size), (fd, size))
-FAILING(Other, int, -1, fsync, (int fd), (fd))
+FAILING(Flush, int, -1, fsync, (int fd), (fd))
 FAILING(Other, int, -1, stat, (const char* name, struct stat* st), (name, st))
 FAILING(Other, int, -1, lstat, (const char* name, struct stat* st), (name, st))
 FAILING(Other, int, -1, fstat, (int fd, struct stat* st), (fd, st))
@@ -137,16 +123,27 @@ FAILING(Other, int, -1, faccessat, (int dir, const char* name, int mode, int fla
 FAILING(Other, char*, nullptr, realpath, (const char* name, char* path), (name, path))
 FAILING(Other, ssize_t, -1, readlink, (const char* name, char* to, std::size_t n), (name, to, n))
 FAILING(Other, int, -1, unlink, (const char* name), (name))
-FAILING(Other, int, -1, rmdir, (const char* name), (name))
-FAILING(Other, int, -1, mkdir, (const char* name, mode_t mode), (name, mode))
-FAILING(Other, int, -1, mknod, (const char* name, mode_t mode, dev_t device), (name, mode, device))
+FAILING(Other, int, -1, unlinkat, (int dir, const char* name, int flags), (dir, name, flags))
+FAILING(Other, int, -1, fstatat, (int dir, const char* name, struct stat* st, int flags), (dir, name, st, flags))
+FAILING(Other, int, -1, mkdirat, (int dir, const char* name, mode_t mode), (dir, name, mode))
+FAILING(Other, int, -1, mknodat, (int dir, const char* name, mode_t mode, dev_t device), (dir, name, mode, device))
+FAILING(Other, int, -1, renameat, (int d1, const char* from, int d2, const char* to), (d1, from, d2, to))
+FAILING(Other, ssize_t, -1, fgetxattr, (int fd, const char* name, void* value, std::size_t n), (fd, name, value, n))
+FAILING(Other, ssize_t, -1, flistxattr, (int fd, char* names, std::size_t n), (fd, names, n))
+FAILING(Other, int, -1, fsetxattr, (int fd, const char* name, const void* value, std::size_t n, int flags),
+        (fd, name, value, n, flags))
+FAILING(Other, int, -1, fremovexattr, (int fd, const char* name), (fd, name))
+FAILING(Other, ssize_t, -1, readlinkat, (int dir, const char* name, char* to, std::size_t n), (dir, name, to, n))
+FAILING(Other, int, -1, fallocate, (int fd, int mode, off_t at, off_t n), (fd, mode, at, n))
 FAILING(Other, int, -1, symlink, (const char* to, const char* name), (to, name))
-FAILING(Other, int, -1, rename, (const char* from, const char* to), (from, to))
-FAILING(Other, int, -1, renameat2, (int d1, const char* from, int d2, const char* to, unsigned flags),
-        (d1, from, d2, to, flags))
+WRAPPED(int, renameat2, (int d1, const char* from, int d2, const char* to, unsigned flags)) {
+    if (Fails(Faults::Other)) return -1;
+    if (Faults::plainMoves) errno = EINVAL;
+    return Faults::plainMoves ? -1 : __real_renameat2(d1, from, d2, to, flags);
+}
 FAILING(Other, int, -1, linkat, (int d1, const char* from, int d2, const char* to, int flags),
         (d1, from, d2, to, flags))
-FAILING(Other, DIR*, nullptr, opendir, (const char* name), (name))
+FAILING(Other, DIR*, nullptr, fdopendir, (int fd), (fd))
 FAILING(Other, dirent*, nullptr, readdir, (DIR * dir), (dir))
 FAILING(Other, int, -1, chmod, (const char* name, mode_t mode), (name, mode))
 FAILING(Other, int, -1, fchmod, (int fd, mode_t mode), (fd, mode))
@@ -159,15 +156,8 @@ WRAPPED(ssize_t, copy_file_range, (int in, off64_t* inAt, int out, off64_t* outA
     return -1;
 }
 
-bool Faults::plainCopies = false;
-
-void Faults::FailNth(Kind kind, int n, int error, bool lasting) {
-    order = {kind, n, error, -1, lasting};
-    *fired = false;
-}
-
-void Faults::DiskFullAfter(int count) {
-    order = {Heap, 0, 0, count, false};
+void Faults::Give(const Order& o) {
+    order = o;
     *fired = false;
 }
 
@@ -181,13 +171,10 @@ bool Faults::Fired() {
 
 namespace {
 
-auto DescriptorCount() {
-    return std::distance(std::filesystem::directory_iterator("/proc/self/fd"), {});
-}
-
 // One run, in the child: sends its outcome home like a halt.
 void RunOnce(Faults::Kind kind, int n, int error, bool lasting, const std::function<std::string(const Arm&)>& run) {
-    const auto descriptors = DescriptorCount();
+    const auto count = [] { return std::distance(std::filesystem::directory_iterator("/proc/self/fd"), {}); };
+    const auto descriptors = count();
     live = new std::unordered_set<void*>;
     VFile_InitializeThread();
     std::string outcome = run([&](const std::function<void()>& act) {
@@ -197,7 +184,7 @@ void RunOnce(Faults::Kind kind, int n, int error, bool lasting, const std::funct
         return Faults::Fired();
     });
     VFile_UninitializeThread();
-    if (!live->empty() || DescriptorCount() != descriptors) outcome += " LEAK";
+    if (!live->empty() || count() != descriptors) outcome += " LEAK";
     halt_trap::SendHome(outcome.c_str());
 }
 

@@ -14,31 +14,41 @@
 #include <set>
 #include <string>
 
-namespace Faults {
+struct Faults {
+    enum Kind {
+        Heap,  // malloc, calloc, realloc
+        Open,  // open
+        Read,  // read, pread
+        Write, // write, pwrite, pwritev
+        Lock,  // flock
+        Close, // close, which has closed the descriptor all the same
+        Flush, // fsync
+        Other, // every further system call of the library: lseek, ftruncate, stat, unlink, rename, ...
+        System // any of them but Heap
+    };
+    struct Order {
+        Kind kind = Heap;
+        int left = 0;  // calls until the failure, 0 when none is ordered
+        int error = 0; // errno; for the heap it is always ENOMEM
+        bool lasting = false;
+        int room = -1;             // bytes until the disk is full, -1 without limit
+        std::function<void()> act; // instead of the failure
+    };
+    static void Give(const Order& o); // to the calling thread, instead of the one before
 
-enum Kind {
-    Heap,  // malloc, calloc, realloc, new (std::nothrow)
-    Open,  // open
-    Read,  // read, pread
-    Write, // write, pwrite, pwritev
-    Lock,  // flock
-    Other, // every further system call of the library: close, lseek, ftruncate, stat, fsync, unlink, rename, ...
-    System // any of them but Heap
+    // From now on the n-th call of this kind on the calling thread fails with this errno; only that one, or with
+    // `lasting` all that follow, too.
+    static void FailNth(Kind kind, int n, int error, bool lasting = false) { Give({kind, n, error, lasting, -1, {}}); }
+    // From now on `count` bytes can still be written, by all files together, and then the disk is full.
+    static void DiskFullAfter(int count) { Give({Heap, 0, 0, false, count, {}}); }
+    // The n-th system call of the calling thread from now on finds that `act` has been done just before.
+    static void CallAt(int n, const std::function<void()>& act) { Give({System, n, 0, false, -1, act}); }
+    static void Disarm(); // Fired() stays
+    static bool Fired();  // since the last order
+
+    static inline bool plainCopies = false; // the system does not copy by itself, so that a copy reads and writes
+    static inline bool plainMoves = false;  // the file system knows no renaming that never replaces
 };
-
-// From now on the n-th call of this kind on the calling thread fails with this errno (heap: ENOMEM always); only that
-// one, or with `lasting` all that follow, too.
-void FailNth(Kind kind, int n, int error, bool lasting = false);
-
-// From now on `count` bytes can still be written, by all files together, and then the disk is full.
-void DiskFullAfter(int count);
-
-extern bool plainCopies; // the system does not copy by itself, so that a copy reads and writes
-
-void Disarm();
-bool Fired(); // since FailNth or DiskFullAfter
-
-} // namespace Faults
 
 // Runs its argument with the failure armed; true if the failure came up.
 using Arm = std::function<bool(const std::function<void()>&)>;

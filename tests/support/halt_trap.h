@@ -19,7 +19,7 @@ inline void SendHome(const char* text) {
 }
 
 // The text that `act` halts with; "no halt" if it comes back, "died" if it ends in any other way. Objects that the act
-// uses must be made inside it: the child is another thread to every object of the parent.
+// uses must be made inside it: those of the parent are only copies in the child.
 inline std::string TextOf(const std::function<void()>& act) {
     int ends[2];
     if (pipe(ends) != 0) return "no pipe";

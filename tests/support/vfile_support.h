@@ -7,6 +7,9 @@
 #include "vfile/vfile.h"
 #include "vfile/vfile_check.h"
 
+using vfile_internal::CheckVFile;
+using vfile_internal::DumpVFile;
+
 // Goes through the const family: the object's cursor, result and buffer stay.
 inline std::string ContentOf(const VFile& f) {
     VFile copy;
@@ -20,12 +23,10 @@ inline std::string ContentOf(const VFile& f) {
 // The blocks' lengths in order, the current one starred, an empty one without a page in brackets: "1024 *576".
 inline std::string LayoutOf(const VFile& f) {
     std::istringstream lines(DumpOf([&](std::FILE* out) { DumpVFile(f, out, true); }));
-    std::string layout;
-    std::string line;
+    std::string layout, line;
     std::getline(lines, line);
     while (std::getline(lines, line)) {
-        int len = 0;
-        int adr = 0;
+        int len = 0, adr = 0;
         std::sscanf(line.c_str() + line.find(" len "), " len %d adr %d", &len, &adr);
         layout += (layout.empty() ? "" : " ") + std::string(line[0] == '*' ? "*" : "");
         layout += adr == -1 ? "[" + std::to_string(len) + "]" : std::to_string(len);
@@ -39,8 +40,45 @@ inline std::string Pattern(int n, int seed = 0) {
     return s;
 }
 
+// The same with line ends of every kind in between.
+inline std::string LinedPattern(int n, int seed = 0) {
+    std::string s = Pattern(n, seed);
+    for (char& c : s) c = c == 'h' ? '\r' : c == 'o' || c == 'q' ? '\n' : c;
+    return s;
+}
+
+// Compares the lines by number with those of `s`, which is the content of `f`, at a position and a number at most.
+inline void CheckLineNumbers(VFile& f, const std::string& s, int p, int n) {
+    std::vector<int> starts = {0};
+    for (std::size_t i = 0; i < s.size(); ++i) {
+        if (s[i] == '\n' || (s[i] == '\r' && s[i + 1] != '\n')) starts.push_back(static_cast<int>(i) + 1);
+    }
+    const auto count = static_cast<int>(starts.size()), pos = f.GetPos();
+    const auto line = std::upper_bound(starts.begin(), starts.end(), p) - starts.begin() - 1;
+    n = std::min(n, count + 1);
+    const int at = n < count ? starts[static_cast<std::size_t>(n)] : static_cast<int>(s.size());
+    const auto before = std::make_tuple(pos, f.res, f.eof);
+    EXPECT_TRUE(f.LineCount() == count && f.LineOf(p) == line && f.LineAt(n) == at)
+        << p << ", " << n << ": " << f.LineCount() << " " << f.LineOf(p) << " " << f.LineAt(n) << " for " << count
+        << " " << line << " " << at;
+    EXPECT_EQ(before, std::make_tuple(f.GetPos(), f.res, f.eof));
+}
+
 inline void Put(VFile& f, std::int32_t at, std::int32_t oldLen, const std::string& bytes) {
     f.ReplaceBuf(at, oldLen, bytes.data(), static_cast<int>(bytes.size()));
+}
+
+// Goes random ways with the seeds 1 to `walks`, odd and even ones of so many steps, under a cache of a few pages.
+template <class Make>
+void RunWalks(unsigned walks, long oddSteps, long evenSteps, const Make& make) {
+    const auto given = static_cast<unsigned>(FromEnvironment("VFILE_SEED", 0));
+    for (unsigned seed = given ? given : 1; seed <= (given ? given : walks); ++seed) {
+        VFile::SetMaxCacheSize(4);
+        const auto walk = make(seed);
+        const long steps = FromEnvironment("VFILE_STEPS", seed % 2 ? oddSteps : evenSteps);
+        for (long step = 1; step <= steps; ++step)
+            ASSERT_TRUE(walk->Step()) << "VFILE_SEED=" << seed << " VFILE_STEPS=" << step;
+    }
 }
 
 // Sees hooks, and can refuse a change.
@@ -48,7 +86,7 @@ class Watched : public VFile {
   public:
     using VFile::VFile;
     mutable std::string seen;
-    int refusal = resDone;
+    int refusal = resDone, leaves = resDone; // PreChange and PostChange
     void SetType(int t) { type = t; }
     void Lock(bool on) { flags = on ? flags | vfLocked : flags & ~vfLocked; }
 
@@ -60,6 +98,7 @@ class Watched : public VFile {
     void PostChange(std::int32_t p, std::int32_t oldLen, std::int32_t newLen) override {
         Note("post", {p, oldLen, newLen, len});
         VFile::PostChange(p, oldLen, newLen);
+        if (leaves != resDone) res = leaves, eof = true;
     }
     void PostChangeFlag(int flag, bool on) override { Note("flag", {flag, on, flags}); }
 

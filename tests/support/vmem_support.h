@@ -5,6 +5,9 @@
 #include "vmem/vmem.h"
 #include "vmem/vmem_check.h"
 
+using vfile_internal::CheckVMem;
+using vfile_internal::DumpVMem;
+
 // Sizes, free lists and cached pages, as DumpVMem gives them from its second line on.
 inline std::string StateOf(const VMem& m) {
     const std::string all = DumpOf([&](std::FILE* out) { DumpVMem(m, out, true); });
@@ -18,7 +21,8 @@ inline std::vector<std::pair<std::string, std::string>> SwapFiles() {
         std::error_code gone;
         const std::string name = std::filesystem::read_symlink(fd.path(), gone).string();
         const auto end = name.find(" (deleted)");
-        if (name.find("/~vmem") < end && end != std::string::npos) found.emplace_back(fd.path(), name.substr(0, end));
+        if (end != std::string::npos && (name.find("/~vmem") < end || name.find("/#") < end))
+            found.emplace_back(fd.path(), name.substr(0, end));
     }
     return found;
 }

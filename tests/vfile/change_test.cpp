@@ -1,8 +1,20 @@
 // The change engine: in place and through a private chain, merging, refusals, hooks; changes from a repeated byte and
 // from files. What the content then is, the random test follows.
 #include "support/vfile_support.h"
+#include "vfile/content.h"
 
 namespace {
+
+TEST(Check, SeesABufferThatIsNotThePage) {
+    VFile f("abc");
+    unsigned char c;
+    f.Flush();
+    f.SetPos(0);
+    f.ReadByte(c);
+    EXPECT_TRUE(CheckVFile(f, stderr));
+    vfile_internal::Content::Of(f).buf[2] ^= 1;
+    EXPECT_FALSE(CheckVFile(f, nullptr));
+}
 
 // Builds an object whose blocks have these lengths: each block is closed by filling it up and cutting.
 void Build(VFile& f, const std::vector<int>& lens) {
@@ -102,6 +114,22 @@ TEST(Change, ARefusedChangeMovesOnlyTheCursor) {
         EXPECT_TRUE(f.res == 77 && f.GetPos() == 500 && !f.eof && ContentOf(f) == Pattern(2000));
         EXPECT_TRUE(CheckVFile(f, stderr));
     }
+}
+
+TEST(Change, WhatPostChangeLeavesIsCleared) {
+    const VFile src(Pattern(3000).c_str());
+    const auto all = [&](auto f) {
+        f.leaves = resNotDone;
+        const std::function<void()> acts[] = {
+            [&] { Put(f, 0, 0, "place"); }, [&] { Put(f, 2, 1, Pattern(3000)); }, [&] { f.ReplaceCh(0, 9, 'x', 2000); },
+            [&] { f.ReplaceTxt(5, 5, src, 0, 2000); }, [&] { f.ReplaceBuf(0, MaxLen, nullptr, 0); }};
+        for (const auto& act : acts) {
+            act();
+            EXPECT_TRUE(f.res == resDone && !f.eof) << &act - acts;
+        }
+    };
+    all(Watched());
+    all(CallRecorder());
 }
 
 TEST(Change, LengthEndsAtTheGreatestNumber) {

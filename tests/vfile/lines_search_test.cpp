@@ -26,6 +26,38 @@ TEST(VFileLinesAndSearch, ADerivedObjectSeesEachStep) {
     }
 }
 
+// What a class does not override, nobody could see, and so it goes over whole blocks, which leaves the buffer alone.
+TEST(VFileLinesAndSearch, WhatIsNotOverriddenIsNotCalled) {
+    struct OtherBase {
+        virtual ~OtherBase() = default;
+        int word = 0;
+    };
+    struct NextOnly : OtherBase, virtual Watched {
+        NextOnly() = default;
+        NextOnly(const NextOnly&) = delete;
+        void ReadByte(unsigned char& b) override { Note("next", {}), VFile::ReadByte(b); }
+    };
+    struct PrevOnly final : Watched {
+        void ReadPrevByte(unsigned char& b) override { Note("prev", {}), VFile::ReadPrevByte(b); }
+    };
+    Watched hooks;
+    NextOnly next;
+    PrevOnly prev;
+    const std::tuple<Watched*, const char*, const char*> rows[] = {
+        {&hooks, "buf none", "pre 2 1 1 4; post 2 1 1 4; "},
+        {&next, "buf loaded", "next; next; next; next; next; pre 2 1 1 4; post 2 1 1 4; next; next; "},
+        {&prev, "buf loaded", "prev; prev; pre 2 1 1 4; post 2 1 1 4; "}};
+    for (const auto& [f, buffer, expected] : rows) {
+        Put(*f, 0, 0, "\ncat");
+        f->Flush();
+        f->seen = "";
+        EXPECT_EQ(1, f->LineStart(2) + f->LineIndent(0));
+        EXPECT_NE(std::string::npos, DumpOf([f = f](std::FILE* out) { DumpVFile(*f, out, false); }).find(buffer));
+        EXPECT_EQ(1, f->ReplaceGlobal("a", "A", false, false));
+        EXPECT_EQ(expected, f->seen);
+    }
+}
+
 TEST(VFileLinesAndSearch, RefusalsLeaveAllAsItIs) {
     VFile f("0123\r\n6789");
     char dst[] = "untouched";

@@ -1,0 +1,11 @@
+// The edits of vfedit for content that is no text.
+#pragma once
+
+#include "vfedit_edits.h"
+
+// Prints the bytes as `xxd -s from -l count` does.
+bool Hexdump(const Work& work, std::int32_t from, std::int32_t count);
+
+// Reads lines "OFFSET OLD NEW" and replaces OLD by NEW at each OFFSET, which counts in the content as it is before. If
+// any OLD does not stand there, or a line is wrong, nothing is changed. False: told.
+bool Patch(const Work& work, const Edit& edit, Done& done);

@@ -1,0 +1,48 @@
+// What --help prints.
+#include "vfedit_args.h"
+
+const char* const HelpText =
+    R"(Usage: vfedit [OPTION...] IN [-o OUT] EDIT...
+Edit a file of up to 2 GiB in a few megabytes of memory. "-" is standard input or output.
+
+Options, anywhere before or between the edits:
+  -o, --output OUT  write the result to OUT, which may be IN; needed if an edit changes anything
+  --cache KB        keep at most KB kilobytes of the content in RAM, 0 to 32767 (default 4000)
+  --temp DIR        make the swap file in DIR (default $TMP, $TEMP, $TMPDIR, /var/tmp, /tmp)
+  --in-place        write into OUT itself, where it can't be replaced; a failure on the way leaves a mixture
+  --force           overwrite OUT even if somebody changes it meanwhile
+  --status          exit with 1 if a find or replace meets nothing
+  -n COUNT, -c      behind the texts of a replace and of a find: see there
+  -q, --quiet       no summary, no progress
+  --help, --version
+  --                ends the options
+
+Edits, done in their order:
+  insert POS TEXT                 insert TEXT at POS
+  delete FROM COUNT               delete COUNT bytes at FROM
+  overwrite POS TEXT              replace as many bytes at POS as TEXT has
+  append TEXT                     insert TEXT at the end
+  insert-file POS FILE            insert the whole of FILE at POS
+  append-file FILE                insert the whole of FILE at the end
+  replace [-i] [-w] [--] OLD NEW [-n COUNT]
+                                  replace every OLD by NEW, or the first COUNT, from the start on
+  find [-i] [-w] [--] TEXT [-c]   print "POS LINE:COLUMN" for each TEXT, or how many there are
+  patch FILE                      do what the lines "OFFSET OLD NEW" of FILE tell, or nothing
+  hexdump FROM COUNT              print COUNT bytes at FROM in hexadecimal, as xxd does
+  line N                          print line N
+  lines FROM COUNT                print COUNT lines from line FROM on, as they are
+  insert-line N TEXT              make TEXT line N
+  delete-lines FROM COUNT         delete COUNT lines from line FROM on
+  stats                           print bytes, lines, line ends, longest line
+
+POS is a byte position from 0, decimal or 0x..., "end", or "end-N", N bytes before it; one behind the end is the end.
+Lines and columns are counted from 1. COUNT may be "all". A line ends in LF, CR LF or CR.
+TEXT, OLD and NEW know \n \r \t \\ \xHH and \x'HH HH ...', bytes as hexadecimal digits; \@FILE is the content of FILE.
+-i takes a letter A to Z for its lower case; -w wants no letter or digit before and behind the match.
+What edits print goes to standard output, or to standard error if the result goes there.
+
+OUT is written beside its old self and takes its place when it is complete. Mode, access control list and attributes
+stay, and owner and group where possible. Nobody else can edit it meanwhile.
+
+Exit status: 0 done; 1 a file or an edit failed, OUT is as it was; 2 wrong arguments; 3 the library had to stop.
+)";

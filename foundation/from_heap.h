@@ -1,0 +1,18 @@
+// Objects that the library takes from the heap. Internal.
+#pragma once
+
+#include <cstdlib>
+#include <new>
+
+namespace vfile_internal {
+
+// `new (std::nothrow)` of a class derived from this is NIL where the heap has no room. The global one would throw and
+// catch to find that out, and ends the program where the heap has no room for the exception; it calls a host's
+// new_handler, too.
+struct FromHeap {
+    static void* operator new(std::size_t size, const std::nothrow_t&) noexcept { return std::malloc(size); }
+    static void operator delete(void* p) noexcept { std::free(p); }
+    static void operator delete(void* p, const std::nothrow_t&) noexcept { std::free(p); } // the constructor threw
+};
+
+} // namespace vfile_internal

@@ -1,0 +1,127 @@
+// The chain of blocks in which a content lies, and the search for a position in it. Internal.
+//
+//     first -> {len 1024, adr 0} <-> {len 310, adr 5120} <-> {len 1024, adr 2048} <- last       descriptors, on the
+//     heap
+//                  |                      |                       |
+//     VMem     | page 0              | page 5120             | page 2048                        bytes, one page per
+//     block
+//
+//     index    inner {1334, 2358}  ->  leaf {1024, 1334} ...  made when a search has to go far
+//
+// Positions are those of the chain as it is: each block counts by its `len`, whatever a change that is under way still
+// means to do. The index may not know yet what the last block to be resized has become: that is settled before the next
+// use of the index, so that typing into one block costs it nothing. The chain stands without an index. It is given up
+// when the heap has no room for a node, or when a change takes out or puts in so many blocks that making it anew is
+// cheaper, and made again at the next far search; without memory for it, a search walks.
+//
+// The chain does not know which block a buffer holds: the bytes of a block are those of its page.
+#pragma once
+
+#include "vfile/block_index.h"
+#include "vfile/vfile.h"
+#include "vmem/vmem.h"
+
+#include <cstdint>
+
+namespace vfile_internal {
+
+static_assert(BlkSize == VMem::PageSize);
+
+struct BlkDesc {
+    BlkDesc* prev;    // NIL at the first
+    BlkDesc* next;    // NIL at the last
+    std::int16_t len; // bytes in use, from the block's first byte on
+    std::int32_t adr; // VMem address of the block's page, -1 if it has none
+};
+
+// A place in a chain. Good until the chain changes.
+struct BlkRdr {
+    BlkDesc* ptr;       // the block
+    std::int32_t start; // position of its first byte
+    std::int16_t ix;    // index in the block, 0 to ptr->len
+};
+
+class BlockChain {
+  public:
+    // Of one empty block without a page, which is on the heap and belongs to the chain from now on.
+    BlockChain(VMem& memory, BlkDesc* alone)
+        : vm(&memory), first(alone), last(alone), index(nullptr), lagging(nullptr), total(0), lagStart(0), lag(0) {
+        *alone = {nullptr, nullptr, 0, -1};
+    }
+    ~BlockChain();
+    BlockChain(const BlockChain&) = delete;
+    BlockChain& operator=(const BlockChain&) = delete;
+
+    BlkDesc* First() const { return first; }
+    BlkDesc* Last() const { return last; }
+    std::int32_t Length() const { return total; }
+
+    // Moves `rd` to the block of position p, 0 to the length; rd.ptr and rd.start must be valid, and the search begins
+    // there. A position at the border of two blocks belongs to the later one; with `toPrev` to the end of the earlier
+    // one, if that has room.
+    void Find(BlkRdr& rd, std::int32_t p, bool toPrev);
+
+    // The block that starts at `start` has n bytes now.
+    void SetLen(BlkDesc* blk, std::int32_t start, std::int32_t n) {
+        const std::int32_t more = n - blk->len;
+        if (index) {
+            if (lagging != blk) Settle();
+            lagging = blk;
+            lagStart = start;
+            lag += more;
+        }
+        blk->len = static_cast<std::int16_t>(n);
+        total += more;
+    }
+
+    // Takes out the block that starts at `start`, and frees it. It must not be the only one.
+    void Remove(BlkDesc* blk, std::int32_t start);
+
+    // Links the blocks from p1 to p2 in behind `blk`, which ends at `at`.
+    void SpliceBehind(BlkDesc* blk, std::int32_t at, BlkDesc* p1, BlkDesc* p2);
+
+    void BeginAnew(BlkDesc* alone); // as constructed, with the blocks left to who has taken them
+    void DropIndex();
+    void ForgetPages(); // they go with VMem, which need not take them back one by one
+    std::int32_t FreePages() const { return vm->PagesLeft(); } // that contents of the thread can still take
+
+    // Blocks in the chain, or on their way into it or out of it. A block always takes a whole page, however few bytes
+    // it holds.
+    BlkDesc* NewBlock(BlkDesc* prev, std::int32_t n); // linking the neighbours is the caller's work
+    void Dispose(BlkDesc*& blk);
+    void DisposeList(BlkDesc*& blk); // along `next`
+    void TakePage(BlkDesc* blk) { vm->TakePage(blk->adr); }
+    void GiveBackPage(BlkDesc* blk) {
+        if (blk->adr != -1) vm->DiscardPage(blk->adr);
+    }
+
+    // The bytes of a block's page, as many as it counts. What Peek gives is good until the next call of VMem.
+    void Fill(const BlkDesc* blk, const void* bytes) { vm->FillPage(blk->adr, bytes, blk->len); }
+    void Load(const BlkDesc* blk, void* to) { vm->Get(blk->adr, to, blk->len); }
+    void Load(const BlkDesc* blk, int ix, unsigned char& b) { vm->Get(blk->adr + ix, b); }
+    const unsigned char* Peek(const BlkDesc* blk) { return vm->Peek(blk->adr, blk->len); }
+    void Lend(const BlkDesc* blk) { vm->Lend(blk->adr); } // what Peek gave stays, until TakeBack of the address
+    void TakeBack(std::int32_t adr) { vm->TakeBack(adr); }
+    void Set(std::int32_t adr, const void* bytes, std::int32_t n) { vm->Set(adr, bytes, n); }
+    void Copy(std::int32_t to, std::int32_t from, std::int32_t n) { vm->CopyBytes(to, from, n); }
+
+  private:
+    friend class VFileCheck;
+
+    void Seek(BlkRdr& rd, std::int32_t p);
+    void Settle() {
+        if (lag != 0) index->Adjust(lagStart, lag);
+        lag = 0;
+    }
+
+    VMem* vm;              // the thread's; borrowed
+    BlkDesc* first;        // never NIL
+    BlkDesc* last;         // never NIL
+    BlkIndex* index;       // NIL until a search has to go far
+    BlkDesc* lagging;      // the block that was resized last, while there is an index
+    std::int32_t total;    // the sum of the lengths
+    std::int32_t lagStart; // where `lagging` starts, as long as it lags
+    std::int32_t lag;      // by how much it is longer than the index knows; 0 without an index
+};
+
+} // namespace vfile_internal

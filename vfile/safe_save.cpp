@@ -1,0 +1,76 @@
+// Whole files in and out so that neither the old content nor the old file can get lost.
+#include "vfile/vfile.h"
+
+#include "foundation/halt.h"
+#include "hostfile/hfilesave.h"
+#include "platform/file.h"
+#include "vfile/change.h"
+#include "vfile/vfile_observer.h"
+
+namespace platform = vfile_internal::platform;
+using vfile_internal::Observed;
+
+namespace {
+
+// A file that is open for reading, also while an override or a hook throws.
+class Input {
+  public:
+    Input(const char* name, std::uint32_t share)
+        : handle(platform::OpenFile(name, platform::Access::Read,
+                                    share == 0 ? platform::Sharing::None : platform::Sharing::All,
+                                    platform::Disposition::OpenExisting, platform::Pattern::Sequential)) {}
+    ~Input() {
+        if (IsOpen()) platform::CloseFile(handle);
+    }
+    Input(const Input&) = delete;
+    Input& operator=(const Input&) = delete;
+
+    bool IsOpen() const { return handle != InvalidHandle; }
+    std::int64_t Size() const { return platform::FileSize(handle); } // 0 where it is not known before
+
+    const FileHandle handle;
+};
+
+} // namespace
+
+// The new content is complete, in a private chain, before the hook is asked and anything of the old one goes.
+void VFile::LoadKeeping(const char* name, std::uint32_t share, HFileStamp* stamp) {
+    if (!Observed::OnOwnerThread(*this)) HaltA("VFile", __LINE__);
+    const std::int32_t before = pos;
+    const bool wasEof = eof;
+    res = resDone;
+    if (stamp) *stamp = {};
+    if (!vfile_internal::Change::Allowed(*this)) return;
+    const Input file(name, share);
+    if (!file.IsOpen()) {
+        res = GetFileRes();
+        return;
+    }
+    HFileStamp read;
+    if (stamp) read.Take(file.handle);
+    if (file.Size() > std::int64_t{Observed::FreePages(*this)} * BlkSize) {
+        res = resTooLong; // and no halt in the middle
+        return;
+    }
+    ReplaceFile(0, MaxLen, file.handle, MaxLen);
+    if (res == resDone) {
+        if (stamp) *stamp = read;
+        SetPos(0);
+        return;
+    }
+    const Res failed = res;
+    VFile::SetPos(before); // where a refusal has moved it
+    res = failed;
+    eof = wasEof;
+}
+
+void VFile::SaveSafely(const char* name, int how, HFileStamp* stamp) {
+    SetPos(0);
+    if (res != resDone) return;
+    HFileSave save;
+    if (save.Hold(name, how, stamp) && save.Begin(len)) {
+        WriteToFile(save.Handle(), MaxLen);
+        if (res == resDone) save.Commit(stamp);
+    }
+    if (res == resDone) res = save.res;
+}
