@@ -1,14 +1,14 @@
 # Printers of VFile, VMem and HFile for gdb, and the command vfile-dump. To be loaded by: source tools/gdb/vfile_gdb.py
 #
 #   (gdb) print text                VFile len 2358 pos 1041 res 0 (done) = {content = "...", blocks = {...}}
-#   (gdb) print *text.vm            VMem topAdr 4096 cache 3 of 3953 = {...}
+#   (gdb) print *text.content->chain.vm  VMem topAdr 4096 cache 3 of 3953 = {...}
 #   (gdb) print file                HFile fd 5 res 14 (not found)
 #   (gdb) vfile-dump text all       what DumpVFile or DumpVMem of the library prints; needs a live process
 #
 # The printers only read memory: they work on a core file, too, call nothing and change nothing. They need the debug
-# information of the library, or at least of its classes: a compiler puts that of a class with virtual operations where
-# the class is made, so a host's own is not enough, unless it is compiled with -femit-class-debug-always (g++) or
-# -fstandalone-debug (clang++). The content and the pages then need that of the library still.
+# information of the library: a compiler puts that of a class with virtual operations where the class is made, so a host's
+# own is not enough, unless it is compiled with -femit-class-debug-always (g++) or -fstandalone-debug (clang++). The
+# content and the pages then need that of the library still.
 import gdb
 import gdb.printing
 import gdb.types
@@ -38,19 +38,19 @@ def read_memory(pointer, count):
 
 def cached_page(vm, adr):
     """The page of a VMem that holds the address, None if it is not in RAM. gdb.error without the library's types."""
-    page_type = gdb.lookup_type("CacheDesc").pointer()
-    page = vm["chains"][adr // BLOCK_SIZE % int(vm["chainCount"])]
+    cache = vm["memory"].dereference()["cache"]
+    page = cache["chains"][adr // BLOCK_SIZE % int(cache["chainCount"])]
     while int(page) != 0:
-        desc = page.reinterpret_cast(page_type)
-        if int(desc["adr"]) == adr // BLOCK_SIZE * BLOCK_SIZE:
-            return desc
-        page = desc["chainNext"]
+        if int(page["adr"]) == adr // BLOCK_SIZE * BLOCK_SIZE:
+            return page
+        page = page["chainNext"]
     return None
 
 
 class VFilePrinter:
     def __init__(self, value):
         self.value = value
+        self.inside = value["content"].dereference()
 
     def to_string(self):
         f = self.value
@@ -66,17 +66,17 @@ class VFilePrinter:
         return text
 
     def blocks(self):
-        block = self.value["first"]
+        block = self.inside["chain"]["first"]
         while int(block) != 0:
             yield block
             block = block["next"]
 
     def block_bytes(self, block, count):
         """The first bytes of a block, or why they can't be shown."""
-        if bool(self.value["bufLoaded"]) and int(block) == int(self.value["cur"]["ptr"]):
-            return read_memory(self.value["buf"], count), None
+        if int(block) == int(self.inside["bufBlk"]):
+            return read_memory(self.inside["buf"], count), None
         try:
-            page = cached_page(self.value["vm"].dereference(), int(block["adr"]))
+            page = cached_page(self.inside["chain"]["vm"].dereference(), int(block["adr"]))
         except gdb.error:
             return None, "the rest needs the library's debug information"
         if page is None:
@@ -107,11 +107,15 @@ class VFilePrinter:
         return simple.get(byte) or (chr(byte) if 32 <= byte < 127 else "\\%03o" % byte)
 
     def children(self):
+        try:
+            current = int(self.inside["cur"]["ptr"])
+        except gdb.error:
+            yield "content", "(needs the library's debug information)"
+            return
         yield "content", self.content()
-        current = int(self.value["cur"]["ptr"])
         start = 0
         for number, block in enumerate(self.blocks()):
-            mark = ", current, cur.ix %d" % int(self.value["cur"]["ix"]) if int(block) == current else ""
+            mark = ", current, cur.ix %d" % int(self.inside["cur"]["ix"]) if int(block) == current else ""
             yield "block %d" % number, ("{start %d, len %d, adr %d%s}" % (
                 start, int(block["len"]), int(block["adr"]), mark))
             start += int(block["len"])
@@ -123,30 +127,31 @@ class VFilePrinter:
 class VMemPrinter:
     def __init__(self, value):
         self.value = value
+        self.rooms = value["memory"].dereference()
 
     def to_string(self):
-        m = self.value
-        swap = m["swapName"].string(errors="replace") if int(m["swapName"]) != 0 else "none"
+        try:
+            swap, cache, space = self.rooms["file"], self.rooms["cache"], self.rooms["allocator"]
+        except gdb.error:
+            return "VMem (need the library's debug information)"
+        name = swap["name"].string(errors="replace") if int(swap["name"]) != 0 else "none"
         return "VMem topAdr %d cache %d of %d pages, swap file %s, %d bytes" % (
-            int(m["topAdr"]), int(m["cacheCount"]), int(m["maxCacheCount"]), swap, int(m["fileSize"]))
+            int(space["topAdr"]), int(cache["cacheCount"]), int(cache["maxCacheCount"]), name, int(swap["fileSize"]))
 
     def children(self):
-        yield "free pages", str(int(self.value["freePageCount"]))
         try:
-            page_type = gdb.lookup_type("CacheDesc").pointer()
+            yield "free pages", str(int(self.rooms["allocator"]["freePages"]["count"]))
+            page = self.rooms["cache"]["cacheHead"]
         except gdb.error:
-            yield "pages", "(need the library's debug information)"
             return
-        page = self.value["cacheHead"]
         number = 0
         while int(page) != 0:
             if number == 50:
                 yield "page 50", "..."
                 return
-            desc = page.reinterpret_cast(page_type)
             yield "page %d" % number, ("{adr %d%s}" % (
-                int(desc["adr"]), ", dirty" if desc["dirty"] else ""))
-            page = desc["next"]
+                int(page["adr"]), ", dirty" if page["dirty"] else ""))
+            page = page["next"]
             number += 1
 
 
@@ -158,7 +163,8 @@ class HFilePrinter:
         f = self.value
         handle = int(f["handle"].cast(gdb.lookup_type("long")))
         # Above the descriptor the platform layer keeps marks of its own.
-        text = "HFile closed" if handle == -1 else "HFile fd %d" % (handle & 0x7FFFFFFF)
+        descriptor = handle & (0x7FFFFFFF if f["handle"].type.sizeof > 4 else 0xFFFFFFF)
+        text = "HFile closed" if handle == -1 else "HFile fd %d" % descriptor
         text += " " + result_text(f["res"])
         if f["eof"]:
             text += " eof"
@@ -185,7 +191,8 @@ Calls the library's own DumpVFile or DumpVMem in the program; all shows every bl
         vmem = value.type.unqualified().strip_typedefs().name == "VMem"
         # By address and with a type of our own: so the call needs no debug information, neither here nor there.
         gdb.parse_and_eval("((void (*)(void*, void*, bool))%s)((void*)%d, *(void**)&stderr, %d)" % (
-            "DumpVMem" if vmem else "DumpVFile", int(value.address), everything))
+            "'vfile_internal::DumpVMem(VMem const&, _IO_FILE*, bool)'" if vmem else
+            "'vfile_internal::DumpVFile(VFile const&, _IO_FILE*, bool)'", int(value.address), everything))
 
 
 class UnknownPrinter:
