@@ -140,6 +140,7 @@ int main(int argc, char** argv) {
                   {"seqread", SeqRead<Store>, ""},
                   {"randread", RandRead<Store>, ""},
                   {"randwrite", ReadAndWrite, ""},
+                  {"overwrite", ReadAndWrite, ""},
                   {"append", SeqWrite<Store>, ""},
                   {"read", Copy, ""},
                   {"equal", Compare, ""},

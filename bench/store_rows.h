@@ -69,13 +69,15 @@ double RandRead(const Job& job) {
     return nanos;
 }
 
-// ns per overwrite of one byte at a random place, once the cache is full of changes.
-template <class Store>
+// ns per overwrite of one byte at a random place, once the cache is full of changes; with all of it read before, or
+// not.
+template <class Store, bool ReadBefore>
 double RandWrite(const Job& job) {
     const Text text;
     Store store(job);
     WriteAll(store, text, job.size);
     store.Flush();
+    if (ReadBefore) ReadAll(store, text, job.size, true);
     Random random(6);
     long done = 0;
     std::vector<std::int64_t> places;
@@ -98,7 +100,8 @@ Rows StoreRows() {
     return {{"seqwrite", SeqWrite<Store>, ""},
             {"seqread", SeqRead<Store>, ""},
             {"randread", RandRead<Store>, ""},
-            {"randwrite", RandWrite<Store>, ""}};
+            {"randwrite", RandWrite<Store, false>, ""},
+            {"overwrite", RandWrite<Store, true>, ""}};
 }
 
 } // namespace bench

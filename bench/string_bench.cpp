@@ -1,6 +1,7 @@
 // std::string: one run of bytes in RAM.
 #include "text_rows.h"
 
+#include <algorithm>
 #include <fstream>
 
 namespace {
@@ -40,6 +41,19 @@ class Content {
         return count;
     }
     std::int64_t LineStart(std::int64_t at) { return static_cast<std::int64_t>(s.rfind('\n', Size(at - 1)) + 1); }
+    // An index beside it, which is right until the next change.
+    std::int64_t CountLines() {
+        if (starts.empty()) {
+            std::size_t at = 0;
+            do starts.push_back(at);
+            while ((at = s.find('\n', at) + 1) != 0);
+        }
+        return static_cast<std::int64_t>(starts.size());
+    }
+    std::int64_t LineOf(std::int64_t at) {
+        return std::upper_bound(starts.begin(), starts.end(), Size(at)) - starts.begin() - 1;
+    }
+    std::int64_t LineAt(std::int64_t n) { return static_cast<std::int64_t>(starts[Size(n)]); }
     void Load(const char* path) {
         std::ifstream file(path, std::ios::binary | std::ios::ate);
         s.resize(Size(file.tellg()));
@@ -56,6 +70,7 @@ class Content {
 
   private:
     std::string s;
+    std::vector<std::size_t> starts;
 };
 
 } // namespace
@@ -67,6 +82,9 @@ int main(int argc, char** argv) {
                   {"findfold", nullptr, "no search that ignores case"},
                   {"replace", ReplaceWords<Content>, ""},
                   {"linestart", LineStart<Content>, ""},
+                  {"countlines", CountLines<Content>, ""},
+                  {"lineof", AskLines<Content, true>, ""},
+                  {"lineat", AskLines<Content, false>, ""},
                   {"load", Load<Content>, ""},
                   {"save", Save<Content>, ""},
                   {"memory", Load<Content>, ""}}});

@@ -67,5 +67,6 @@ int main(int argc, char** argv) {
                   {"seqwrite", SeqWrite<Runs>, ""},
                   {"seqread", SeqRead<Runs>, ""},
                   {"randread", RandRead<Bytes>, ""},
-                  {"randwrite", RandWrite<Bytes>, ""}}});
+                  {"randwrite", RandWrite<Bytes, false>, ""},
+                  {"overwrite", RandWrite<Bytes, true>, ""}}});
 }

@@ -200,6 +200,56 @@ double LineStart(const Job& job) {
     return seconds / Count * 1e9;
 }
 
+// Checks lines by number against a plain pass over the text, which has line feeds alone, at a thousand places.
+template <class Content>
+void CheckLines(Content& content, const Text& text, std::int64_t size) {
+    std::vector<std::int64_t> starts = {0};
+    ForPieces(text, size, [&](std::int64_t p, const char* bytes, int n) {
+        for (int i = 0; i < n; ++i) {
+            if (bytes[i] == '\n') starts.push_back(p + i + 1);
+        }
+    });
+    const auto count = static_cast<std::int64_t>(starts.size());
+    Check(content.CountLines() == count, "the number of lines");
+    Random random(9);
+    for (int i = 0; i < 1000; ++i) {
+        const std::int64_t n = random.Below(count), p = random.Below(size);
+        Check(content.LineAt(n) == starts[static_cast<std::size_t>(n)], "the start of a line");
+        const auto behind = std::upper_bound(starts.begin(), starts.end(), p);
+        Check(content.LineOf(p) == behind - starts.begin() - 1, "the number of a line");
+    }
+}
+
+// MB/s of the first question for a line by number, which counts them.
+template <class Content>
+double CountLines(const Job& job) {
+    const Text text;
+    Content content(DefaultCacheKb);
+    Fill(content, text, job.size);
+    const double seconds = Seconds([&] { content.CountLines(); });
+    CheckLines(content, text, job.size);
+    return MBps(job.size, seconds);
+}
+
+// ns per question for the number of the line at a random place, or for the place of a random line.
+template <class Content, bool ByPlace>
+double AskLines(const Job& job) {
+    const Text text;
+    Content content(EditCacheKb);
+    Fill(content, text, job.size);
+    CheckLines(content, text, job.size);
+    const std::int64_t count = content.CountLines();
+    Random random(10);
+    constexpr int Count = 10000;
+    std::int64_t sum = 0;
+    const double seconds = Repeated(job, [&] {
+        for (int i = 0; i < Count; ++i)
+            sum += ByPlace ? content.LineOf(random.Below(job.size)) : content.LineAt(random.Below(count));
+    });
+    Check(sum > 0, "lines");
+    return seconds / Count * 1e9;
+}
+
 // MB/s of loading a file, of saving one, and of both.
 template <class Content>
 double Load(const Job& job) {

@@ -1,59 +1,19 @@
 // The library: VFile for contents, VMem for stores.
 #include "hostfile/hfile.h"
 #include "store_rows.h"
-#include "text_rows.h"
-#include "vfile/vfile.h"
+#include "vfile/vfile_history.h"
+#include "vfile/vfile_marks.h"
+#include "view_rows.h"
 #include "vmem/vmem.h"
+
+#include <algorithm>
+#include <memory>
 
 namespace {
 
 using namespace bench;
 
-std::int32_t Pos(std::int64_t p) {
-    return static_cast<std::int32_t>(p);
-}
-
-class Content {
-  public:
-    explicit Content(int cacheKb) { VFile::SetMaxCacheSize(static_cast<std::int16_t>(cacheKb)); }
-    void Append(const char* bytes, int n) { f.AppendBytes(bytes, n); }
-    void Replace(std::int64_t at, int del, const char* bytes, int n) { f.ReplaceBuf(Pos(at), del, bytes, n); }
-    std::int64_t Length() const { return f.Length(); }
-    void Copy(std::int64_t at, char* dst, int n) {
-        if (f.GetPos() != at) f.SetPos(Pos(at));
-        f.ReadBytes(dst, n);
-    }
-    bool Equals(Content& other) { return f == other.f; }
-    std::uint64_t SumBytes() {
-        std::uint64_t sum = 0;
-        unsigned char b = 0;
-        f.SetPos(0);
-        for (std::int32_t left = f.Length(); left > 0; --left) {
-            f.ReadByte(b);
-            sum += b;
-        }
-        return sum;
-    }
-    bool Find(const char* pattern) { return Search(pattern, false); }
-    bool FindFolded(const char* pattern) { return Search(pattern, true); }
-    long ReplaceAll(const char* word, const char* by) { return f.ReplaceGlobal(word, by, false, false); }
-    std::int64_t LineStart(std::int64_t at) { return f.LineStart(Pos(at)); }
-    void Load(const char* path) {
-        f.Load(path, 1);
-        Check(f.res == resDone, "Load");
-    }
-    void Save(const char* path) {
-        f.Save(path, true);
-        Check(f.res == resDone, "Save");
-    }
-    VFile f;
-
-  private:
-    bool Search(const char* pattern, bool fold) {
-        std::int32_t at = 0;
-        return f.Find(at, pattern, fold, false);
-    }
-};
+using Content = FileContent<VFile>;
 
 class Store {
   public:
@@ -96,13 +56,111 @@ double SetPos(const Job& job) {
     return seconds / Count * 1e9;
 }
 
+// What follows the content while it is changed.
+enum class With { Nothing, History, Lines };
+
+// ns per byte typed into the middle, in lines of 60.
+template <With follower>
+double Typing(const Job& job) {
+    const Text text;
+    Content content(DefaultCacheKb);
+    Fill(content, text, job.size);
+    std::unique_ptr<VFileHistory> history;
+    if (follower == With::History) history = std::make_unique<VFileHistory>(content.f);
+    const std::int64_t count = follower == With::Lines ? content.CountLines() : 0;
+    constexpr int Line = 60, Lines = 64;
+    const std::string line = std::string(Line - 1, 'x') + '\n';
+    content.f.SetPos(Pos(job.size / 2));
+    const double seconds = Repeated(job, [&] {
+        for (int i = 0; i < Lines * Line; ++i) content.f.InsertByte(static_cast<unsigned char>(line[i % Line]));
+    });
+    const std::int64_t typed = content.Length() - job.size;
+    if (follower == With::Lines) Check(content.CountLines() == count + typed / Line, "the lines typed");
+    if (follower == With::History) {
+        Check(history->UndoCount() == typed / Line, "a step for each line");
+        while (history->Undo()) {
+        }
+        CheckText(content, text, job.size);
+    }
+    return seconds / (Lines * Line) * 1e9;
+}
+
+// The edits of "edit".
+double EditAllOver(const Job& job, Content& content) {
+    EditStream stream(job.size);
+    long done = 0;
+    return NanosPerOp(job, 100000, done, [&] {
+        for (int i = 0; i < BatchSize; ++i)
+            stream.Next(
+                [&](std::int64_t at, int del, const char* bytes, int n) { content.Replace(at, del, bytes, n); });
+    });
+}
+
+// The same with an index of lines.
+double EditLined(const Job& job) {
+    const Text text;
+    Content content(EditCacheKb);
+    Fill(content, text, job.size);
+    content.CountLines();
+    const double nanos = EditAllOver(job, content);
+    std::string all(static_cast<std::size_t>(content.Length()), '\0');
+    content.Copy(0, &all[0], static_cast<int>(all.size()));
+    Check(content.CountLines() == std::count(all.begin(), all.end(), '\n') + 1, "the lines after the edits");
+    return nanos;
+}
+
+// The same under marks all over the content.
+double EditMarked(const Job& job) {
+    const Text text;
+    Content content(EditCacheKb);
+    Fill(content, text, job.size);
+    VFileMarks marks(content.f);
+    Random random(8);
+    for (int i = 0; i < 100000; ++i) marks.Add(Pos(random.Below(job.size)), VFileGravity::After);
+    const double nanos = EditAllOver(job, content);
+    std::int32_t before = 0;
+    int count = 0;
+    for (VFileMark m = marks.From(0); m != 0; m = marks.Next(m), ++count) {
+        Check(marks.Start(m) >= before, "marks in order");
+        before = marks.Start(m);
+    }
+    Check(count == 100000 && before <= content.Length(), "the marks");
+    return nanos;
+}
+
+// ns per word of a replacement that is taken back.
+double UndoWords(const Job& job) {
+    const Text text;
+    Content content(DefaultCacheKb);
+    ForWordPieces(text, job.size, Word, WordLen, [&](const char* bytes, int n) { content.Append(bytes, n); });
+    VFileHistory history(content.f);
+    const long count = content.ReplaceAll(Word, NewWord);
+    bool done = false;
+    const double seconds = Seconds([&] { done = history.Undo(); });
+    Check(done && history.UndoCount() == 0, "one step");
+    Comparison<Content> comparison(content);
+    ForWordPieces(text, job.size, Word, WordLen, [&](const char* bytes, int n) { comparison.Next(bytes, n); });
+    comparison.End();
+    return seconds / static_cast<double>(count) * 1e9;
+}
+
 } // namespace
 
 int main(int argc, char** argv) {
     return Main(argc, argv,
                 {EditRows<Content>(),
+                 ViewRows<Content>(),
                  StoreRows<Store>(),
                  {{"setpos", SetPos, ""},
+                  {"typing", Typing<With::Nothing>, ""},
+                  {"typinghistory", Typing<With::History>, ""},
+                  {"typinglines", Typing<With::Lines>, ""},
+                  {"editlines", EditLined, ""},
+                  {"countlines", CountLines<Content>, ""},
+                  {"lineof", AskLines<Content, true>, ""},
+                  {"lineat", AskLines<Content, false>, ""},
+                  {"editmarks", EditMarked, ""},
+                  {"undo", UndoWords, ""},
                   {"find", Search<Content, &Content::Find>, ""},
                   {"findfold", Search<Content, &Content::FindFolded>, ""},
                   {"replace", ReplaceWords<Content>, ""},
