@@ -3,7 +3,7 @@
 
 int main(int argc, char** argv) {
     if (argc != 2) return 2;
-    VFile text; // its bytes lie in a cache of 4000 KB and behind that in a swap file
+    VFile text; // its bytes lie in a cache of 4000 KB and, when that is full, in a swap file
     text.Load(argv[1], 1);
     text.Prepend("# Shopping\n");
     text.Append("eggs\n"); // does nothing if anything before it has failed

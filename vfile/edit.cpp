@@ -39,270 +39,274 @@ std::int32_t WriteOldLen(const VFile& f, std::int32_t n) {
 
 } // namespace
 
-void VFile::InsertByte(unsigned char b) {
-    ReplaceBuf(pos, 0, &b, 1);
+VFile& VFileEdits::Self() {
+    return static_cast<VFile&>(*this);
 }
 
-void VFile::InsertBytes(const void* bytes, int n) {
-    ReplaceBuf(pos, 0, bytes, n);
+void VFileEdits::InsertByte(unsigned char b) {
+    Self().ReplaceBuf(Self().pos, 0, &b, 1);
 }
 
-void VFile::InsertWord(Word v) {
-    ReplaceBuf(pos, 0, ValueBytes(v).bytes, 2);
+void VFileEdits::InsertBytes(const void* bytes, int n) {
+    Self().ReplaceBuf(Self().pos, 0, bytes, n);
 }
 
-void VFile::InsertDWord(DWord v) {
-    ReplaceBuf(pos, 0, ValueBytes(v).bytes, 4);
+void VFileEdits::InsertWord(Word v) {
+    Self().ReplaceBuf(Self().pos, 0, ValueBytes(v).bytes, 2);
 }
 
-void VFile::InsertQWord(QWord v) {
-    ReplaceBuf(pos, 0, ValueBytes(v).bytes, 8);
+void VFileEdits::InsertDWord(DWord v) {
+    Self().ReplaceBuf(Self().pos, 0, ValueBytes(v).bytes, 4);
 }
 
-void VFile::Insert(char c, int n) {
-    ReplaceCh(pos, 0, c, n);
+void VFileEdits::InsertQWord(QWord v) {
+    Self().ReplaceBuf(Self().pos, 0, ValueBytes(v).bytes, 8);
 }
 
-void VFile::Insert(const char* s) {
-    ReplaceBuf(pos, 0, s, TextLength(s));
+void VFileEdits::Insert(char c, int n) {
+    Self().ReplaceCh(Self().pos, 0, c, n);
 }
 
-void VFile::Insert(const VFile& src, std::int32_t from, std::int32_t count) {
-    ReplaceTxt(pos, 0, src, from, count);
+void VFileEdits::Insert(const char* s) {
+    Self().ReplaceBuf(Self().pos, 0, s, TextLength(s));
 }
 
-void VFile::Insert(FileHandle h, std::int32_t count) {
-    ReplaceFile(pos, 0, h, count);
+void VFileEdits::Insert(const VFile& src, std::int32_t from, std::int32_t count) {
+    Self().ReplaceTxt(Self().pos, 0, src, from, count);
 }
 
-void VFile::Insert(HFile& f, std::int32_t count) {
-    ReplaceFile(pos, 0, f, count);
+void VFileEdits::Insert(FileHandle h, std::int32_t count) {
+    Self().ReplaceFile(Self().pos, 0, h, count);
 }
 
-void VFile::ReplaceByte(unsigned char b) {
-    ReplaceBuf(pos, 1, &b, 1);
+void VFileEdits::Insert(HFile& f, std::int32_t count) {
+    Self().ReplaceFile(Self().pos, 0, f, count);
 }
 
-void VFile::ReplaceBytes(const void* bytes, int n) {
-    ReplaceBuf(pos, n, bytes, n);
+void VFileEdits::ReplaceByte(unsigned char b) {
+    Self().ReplaceBuf(Self().pos, 1, &b, 1);
 }
 
-void VFile::ReplaceWord(Word v) {
-    ReplaceBuf(pos, 2, ValueBytes(v).bytes, 2);
+void VFileEdits::ReplaceBytes(const void* bytes, int n) {
+    Self().ReplaceBuf(Self().pos, n, bytes, n);
 }
 
-void VFile::ReplaceDWord(DWord v) {
-    ReplaceBuf(pos, 4, ValueBytes(v).bytes, 4);
+void VFileEdits::ReplaceWord(Word v) {
+    Self().ReplaceBuf(Self().pos, 2, ValueBytes(v).bytes, 2);
 }
 
-void VFile::ReplaceQWord(QWord v) {
-    ReplaceBuf(pos, 8, ValueBytes(v).bytes, 8);
+void VFileEdits::ReplaceDWord(DWord v) {
+    Self().ReplaceBuf(Self().pos, 4, ValueBytes(v).bytes, 4);
 }
 
-void VFile::Replace(char c, int n) {
-    ReplaceCh(pos, n, c, n);
+void VFileEdits::ReplaceQWord(QWord v) {
+    Self().ReplaceBuf(Self().pos, 8, ValueBytes(v).bytes, 8);
 }
 
-void VFile::Replace(const char* s) {
-    ReplaceBuf(pos, SameLen, s, TextLength(s));
+void VFileEdits::Replace(char c, int n) {
+    Self().ReplaceCh(Self().pos, n, c, n);
 }
 
-void VFile::Replace(const VFile& src, std::int32_t from, std::int32_t count) {
-    ReplaceTxt(pos, SameLen, src, from, count);
+void VFileEdits::Replace(const char* s) {
+    Self().ReplaceBuf(Self().pos, SameLen, s, TextLength(s));
 }
 
-void VFile::Replace(FileHandle h, std::int32_t count) {
-    ReplaceFile(pos, SameLen, h, count);
+void VFileEdits::Replace(const VFile& src, std::int32_t from, std::int32_t count) {
+    Self().ReplaceTxt(Self().pos, SameLen, src, from, count);
 }
 
-void VFile::Replace(HFile& f, std::int32_t count) {
-    ReplaceFile(pos, SameLen, f, count);
+void VFileEdits::Replace(FileHandle h, std::int32_t count) {
+    Self().ReplaceFile(Self().pos, SameLen, h, count);
 }
 
-void VFile::WriteByte(unsigned char b) {
-    ReplaceBuf(pos, WriteOldLen(*this, 1), &b, 1);
+void VFileEdits::Replace(HFile& f, std::int32_t count) {
+    Self().ReplaceFile(Self().pos, SameLen, f, count);
 }
 
-void VFile::WriteBytes(const void* bytes, int n) {
-    ReplaceBuf(pos, WriteOldLen(*this, n), bytes, n);
+void VFileEdits::WriteByte(unsigned char b) {
+    Self().ReplaceBuf(Self().pos, WriteOldLen(Self(), 1), &b, 1);
 }
 
-void VFile::WriteWord(Word v) {
-    ReplaceBuf(pos, WriteOldLen(*this, 2), ValueBytes(v).bytes, 2);
+void VFileEdits::WriteBytes(const void* bytes, int n) {
+    Self().ReplaceBuf(Self().pos, WriteOldLen(Self(), n), bytes, n);
 }
 
-void VFile::WriteDWord(DWord v) {
-    ReplaceBuf(pos, WriteOldLen(*this, 4), ValueBytes(v).bytes, 4);
+void VFileEdits::WriteWord(Word v) {
+    Self().ReplaceBuf(Self().pos, WriteOldLen(Self(), 2), ValueBytes(v).bytes, 2);
 }
 
-void VFile::WriteQWord(QWord v) {
-    ReplaceBuf(pos, WriteOldLen(*this, 8), ValueBytes(v).bytes, 8);
+void VFileEdits::WriteDWord(DWord v) {
+    Self().ReplaceBuf(Self().pos, WriteOldLen(Self(), 4), ValueBytes(v).bytes, 4);
 }
 
-void VFile::Write(char c, int n) {
-    ReplaceCh(pos, WriteOldLen(*this, n), c, n);
+void VFileEdits::WriteQWord(QWord v) {
+    Self().ReplaceBuf(Self().pos, WriteOldLen(Self(), 8), ValueBytes(v).bytes, 8);
 }
 
-void VFile::Write(const char* s) {
-    ReplaceBuf(pos, WriteOldLen(*this, SameLen), s, TextLength(s));
+void VFileEdits::Write(char c, int n) {
+    Self().ReplaceCh(Self().pos, WriteOldLen(Self(), n), c, n);
 }
 
-void VFile::Write(const VFile& src, std::int32_t from, std::int32_t count) {
-    ReplaceTxt(pos, WriteOldLen(*this, SameLen), src, from, count);
+void VFileEdits::Write(const char* s) {
+    Self().ReplaceBuf(Self().pos, WriteOldLen(Self(), SameLen), s, TextLength(s));
 }
 
-void VFile::Write(FileHandle h, std::int32_t count) {
-    ReplaceFile(pos, WriteOldLen(*this, SameLen), h, count);
+void VFileEdits::Write(const VFile& src, std::int32_t from, std::int32_t count) {
+    Self().ReplaceTxt(Self().pos, WriteOldLen(Self(), SameLen), src, from, count);
 }
 
-void VFile::Write(HFile& f, std::int32_t count) {
-    ReplaceFile(pos, WriteOldLen(*this, SameLen), f, count);
+void VFileEdits::Write(FileHandle h, std::int32_t count) {
+    Self().ReplaceFile(Self().pos, WriteOldLen(Self(), SameLen), h, count);
 }
 
-void VFile::AppendByte(unsigned char b) {
-    ReplaceBuf(len, 0, &b, 1);
+void VFileEdits::Write(HFile& f, std::int32_t count) {
+    Self().ReplaceFile(Self().pos, WriteOldLen(Self(), SameLen), f, count);
 }
 
-void VFile::AppendBytes(const void* bytes, int n) {
-    ReplaceBuf(len, 0, bytes, n);
+void VFileEdits::AppendByte(unsigned char b) {
+    Self().ReplaceBuf(Self().len, 0, &b, 1);
 }
 
-void VFile::AppendWord(Word v) {
-    ReplaceBuf(len, 0, ValueBytes(v).bytes, 2);
+void VFileEdits::AppendBytes(const void* bytes, int n) {
+    Self().ReplaceBuf(Self().len, 0, bytes, n);
 }
 
-void VFile::AppendDWord(DWord v) {
-    ReplaceBuf(len, 0, ValueBytes(v).bytes, 4);
+void VFileEdits::AppendWord(Word v) {
+    Self().ReplaceBuf(Self().len, 0, ValueBytes(v).bytes, 2);
 }
 
-void VFile::AppendQWord(QWord v) {
-    ReplaceBuf(len, 0, ValueBytes(v).bytes, 8);
+void VFileEdits::AppendDWord(DWord v) {
+    Self().ReplaceBuf(Self().len, 0, ValueBytes(v).bytes, 4);
 }
 
-void VFile::Append(char c, int n) {
-    ReplaceCh(len, 0, c, n);
+void VFileEdits::AppendQWord(QWord v) {
+    Self().ReplaceBuf(Self().len, 0, ValueBytes(v).bytes, 8);
 }
 
-void VFile::Append(const char* s) {
-    ReplaceBuf(len, 0, s, TextLength(s));
+void VFileEdits::Append(char c, int n) {
+    Self().ReplaceCh(Self().len, 0, c, n);
 }
 
-void VFile::Append(const VFile& src, std::int32_t from, std::int32_t count) {
-    ReplaceTxt(len, 0, src, from, count);
+void VFileEdits::Append(const char* s) {
+    Self().ReplaceBuf(Self().len, 0, s, TextLength(s));
 }
 
-void VFile::Append(FileHandle h, std::int32_t count) {
-    ReplaceFile(len, 0, h, count);
+void VFileEdits::Append(const VFile& src, std::int32_t from, std::int32_t count) {
+    Self().ReplaceTxt(Self().len, 0, src, from, count);
 }
 
-void VFile::Append(HFile& f, std::int32_t count) {
-    ReplaceFile(len, 0, f, count);
+void VFileEdits::Append(FileHandle h, std::int32_t count) {
+    Self().ReplaceFile(Self().len, 0, h, count);
 }
 
-void VFile::PrependByte(unsigned char b) {
-    ReplaceBuf(0, 0, &b, 1);
+void VFileEdits::Append(HFile& f, std::int32_t count) {
+    Self().ReplaceFile(Self().len, 0, f, count);
 }
 
-void VFile::PrependBytes(const void* bytes, int n) {
-    ReplaceBuf(0, 0, bytes, n);
+void VFileEdits::PrependByte(unsigned char b) {
+    Self().ReplaceBuf(0, 0, &b, 1);
 }
 
-void VFile::PrependWord(Word v) {
-    ReplaceBuf(0, 0, ValueBytes(v).bytes, 2);
+void VFileEdits::PrependBytes(const void* bytes, int n) {
+    Self().ReplaceBuf(0, 0, bytes, n);
 }
 
-void VFile::PrependDWord(DWord v) {
-    ReplaceBuf(0, 0, ValueBytes(v).bytes, 4);
+void VFileEdits::PrependWord(Word v) {
+    Self().ReplaceBuf(0, 0, ValueBytes(v).bytes, 2);
 }
 
-void VFile::PrependQWord(QWord v) {
-    ReplaceBuf(0, 0, ValueBytes(v).bytes, 8);
+void VFileEdits::PrependDWord(DWord v) {
+    Self().ReplaceBuf(0, 0, ValueBytes(v).bytes, 4);
 }
 
-void VFile::Prepend(char c, int n) {
-    ReplaceCh(0, 0, c, n);
+void VFileEdits::PrependQWord(QWord v) {
+    Self().ReplaceBuf(0, 0, ValueBytes(v).bytes, 8);
 }
 
-void VFile::Prepend(const char* s) {
-    ReplaceBuf(0, 0, s, TextLength(s));
+void VFileEdits::Prepend(char c, int n) {
+    Self().ReplaceCh(0, 0, c, n);
 }
 
-void VFile::Prepend(const VFile& src, std::int32_t from, std::int32_t count) {
-    ReplaceTxt(0, 0, src, from, count);
+void VFileEdits::Prepend(const char* s) {
+    Self().ReplaceBuf(0, 0, s, TextLength(s));
 }
 
-void VFile::Prepend(FileHandle h, std::int32_t count) {
-    ReplaceFile(0, 0, h, count);
+void VFileEdits::Prepend(const VFile& src, std::int32_t from, std::int32_t count) {
+    Self().ReplaceTxt(0, 0, src, from, count);
 }
 
-void VFile::Prepend(HFile& f, std::int32_t count) {
-    ReplaceFile(0, 0, f, count);
+void VFileEdits::Prepend(FileHandle h, std::int32_t count) {
+    Self().ReplaceFile(0, 0, h, count);
 }
 
-void VFile::ReadFromFile(FileHandle h, std::int32_t count) {
+void VFileEdits::Prepend(HFile& f, std::int32_t count) {
+    Self().ReplaceFile(0, 0, f, count);
+}
+
+void VFileEdits::ReadFromFile(FileHandle h, std::int32_t count) {
     Write(h, count);
 }
 
-void VFile::ReadFromFile(HFile& f, std::int32_t count) {
+void VFileEdits::ReadFromFile(HFile& f, std::int32_t count) {
     Write(f, count);
 }
 
-void VFile::Delete(std::int32_t from, std::int32_t count) {
-    ReplaceBuf(from, count, nullptr, 0);
+void VFileEdits::Delete(std::int32_t from, std::int32_t count) {
+    Self().ReplaceBuf(from, count, nullptr, 0);
 }
 
-void VFile::Truncate() {
-    ReplaceBuf(pos, MaxLen, nullptr, 0);
+void VFileEdits::Truncate() {
+    Self().ReplaceBuf(Self().pos, MaxLen, nullptr, 0);
 }
 
-void VFile::ReadChar(unsigned char& c) {
-    ReadByte(c);
+void VFileEdits::ReadChar(unsigned char& c) {
+    Self().ReadByte(c);
 }
 
-void VFile::ReadPrevChar(unsigned char& c) {
-    ReadPrevByte(c);
+void VFileEdits::ReadPrevChar(unsigned char& c) {
+    Self().ReadPrevByte(c);
 }
 
-void VFile::ReadWord(unsigned short& v) {
-    v = static_cast<unsigned short>(ReadValue(*this, v, 2));
+void VFileEdits::ReadWord(unsigned short& v) {
+    v = static_cast<unsigned short>(ReadValue(Self(), v, 2));
 }
 
-void VFile::ReadDWord(unsigned int& v) {
-    v = static_cast<unsigned int>(ReadValue(*this, v, 4));
+void VFileEdits::ReadDWord(unsigned int& v) {
+    v = static_cast<unsigned int>(ReadValue(Self(), v, 4));
 }
 
-void VFile::ReadQWord(unsigned long long& v) {
-    v = ReadValue(*this, v, 8);
+void VFileEdits::ReadQWord(unsigned long long& v) {
+    v = ReadValue(Self(), v, 8);
 }
 
 #if ULONG_MAX == 0xFFFFFFFF
-void VFile::ReadDWord(long& v) {
-    v = static_cast<long>(ReadValue(*this, static_cast<unsigned long>(v), 4));
+void VFileEdits::ReadDWord(long& v) {
+    v = static_cast<long>(ReadValue(Self(), static_cast<unsigned long>(v), 4));
 }
 
-void VFile::ReadDWord(unsigned long& v) {
-    v = static_cast<unsigned long>(ReadValue(*this, v, 4));
+void VFileEdits::ReadDWord(unsigned long& v) {
+    v = static_cast<unsigned long>(ReadValue(Self(), v, 4));
 }
 #else
-void VFile::ReadQWord(long& v) {
-    v = static_cast<long>(ReadValue(*this, static_cast<unsigned long>(v), 8));
+void VFileEdits::ReadQWord(long& v) {
+    v = static_cast<long>(ReadValue(Self(), static_cast<unsigned long>(v), 8));
 }
 
-void VFile::ReadQWord(unsigned long& v) {
-    v = static_cast<unsigned long>(ReadValue(*this, v, 8));
+void VFileEdits::ReadQWord(unsigned long& v) {
+    v = static_cast<unsigned long>(ReadValue(Self(), v, 8));
 }
 #endif
 
-std::int32_t VFile::Read(unsigned char& c) {
+std::int32_t VFileEdits::Read(unsigned char& c) {
     unsigned char b = 0; // an override may leave it alone
-    ReadByte(b);
+    Self().ReadByte(b);
     c = b;
-    if (eof) return 0;
+    if (Self().eof) return 0;
     if (b != '\r') return 1;
     c = '\n';
-    const std::int32_t behind = pos;
-    ReadByte(b);
-    if (!eof && b == '\n') return 2;
-    SetPos(behind);
+    const std::int32_t behind = Self().pos;
+    Self().ReadByte(b);
+    if (!Self().eof && b == '\n') return 2;
+    Self().SetPos(behind);
     return 1;
 }

@@ -32,7 +32,7 @@ VFile::VFile(HFile& f, std::int32_t n) {
     VFile::ReplaceFile(0, 0, f, n);
 }
 
-VFile::VFile(const VFile& src, std::int32_t start, std::int32_t n) {
+VFile::VFile(const VFile& src, std::int32_t start, std::int32_t n) : VFileEdits() {
     Init();
     VFile::ReplaceTxt(0, 0, src, start, n);
 }
@@ -62,71 +62,71 @@ VFile& VFile::operator=(unsigned char c) {
     return *this;
 }
 
-VFile& VFile::operator+=(char c) {
-    ReplaceBuf(len, 0, &c, 1);
-    return *this;
+VFile& VFileEdits::operator+=(char c) {
+    Self().ReplaceBuf(Self().len, 0, &c, 1);
+    return Self();
 }
 
-VFile& VFile::operator+=(const char* s) {
+VFile& VFileEdits::operator+=(const char* s) {
     Append(s);
-    return *this;
+    return Self();
 }
 
-VFile& VFile::operator+=(const VFile& src) {
+VFile& VFileEdits::operator+=(const VFile& src) {
     Append(src, 0, MaxLen);
-    return *this;
+    return Self();
 }
 
-VFile& VFile::operator<<(char c) {
+VFile& VFileEdits::operator<<(char c) {
     WriteByte(static_cast<unsigned char>(c));
-    return *this;
+    return Self();
 }
 
-VFile& VFile::operator<<(const char* s) {
+VFile& VFileEdits::operator<<(const char* s) {
     Write(s);
-    return *this;
+    return Self();
 }
 
-VFile& VFile::operator<<(const VFile& src) {
+VFile& VFileEdits::operator<<(const VFile& src) {
     Write(src, 0, MaxLen);
-    return *this;
+    return Self();
 }
 
-VFile& VFile::operator<<(int v) {
+VFile& VFileEdits::operator<<(int v) {
     char text[vfile_internal::NumberTextSize];
-    vfile_internal::NumberToText(text, std::int32_t{v}, base);
+    vfile_internal::NumberToText(text, std::int32_t{v}, Self().base);
     return *this << text;
 }
 
-VFile& VFile::operator<<(unsigned int v) {
+VFile& VFileEdits::operator<<(unsigned int v) {
     char text[vfile_internal::NumberTextSize];
-    vfile_internal::NumberToText(text, std::uint32_t{v}, base);
+    vfile_internal::NumberToText(text, std::uint32_t{v}, Self().base);
     return *this << text;
 }
 
-VFile& VFile::operator<<(long long v) {
+VFile& VFileEdits::operator<<(long long v) {
     char text[vfile_internal::NumberTextSize];
-    vfile_internal::NumberToText(text, std::int64_t{v}, base);
+    vfile_internal::NumberToText(text, std::int64_t{v}, Self().base);
     return *this << text;
 }
 
-VFile& VFile::operator<<(unsigned long long v) {
+VFile& VFileEdits::operator<<(unsigned long long v) {
     char text[vfile_internal::NumberTextSize];
-    vfile_internal::NumberToText(text, std::uint64_t{v}, base);
+    vfile_internal::NumberToText(text, std::uint64_t{v}, Self().base);
     return *this << text;
 }
 
-VFile& VFile::operator>>(unsigned char& c) {
-    ReadByte(c);
-    return *this;
+VFile& VFileEdits::operator>>(unsigned char& c) {
+    Self().ReadByte(c);
+    return Self();
 }
 
-VFile& VFile::operator>>(VFile& dst) {
-    dst.ReplaceTxt(0, MaxLen, *this, pos, MaxLen);
+VFile& VFileEdits::operator>>(VFile& dst) {
+    dst.ReplaceTxt(0, MaxLen, Self(), Self().pos, MaxLen);
     if (dst.res != resDone) {
-        res = dst.res;
+        Self().res = dst.res;
     } else {
-        SetPos(MaxLen);
+        Self().SetPos(MaxLen);
     }
-    return *this;
+    return Self();
 }
