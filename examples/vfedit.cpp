@@ -3,9 +3,13 @@
 // words:
 //   vfedit.cpp           the road of a run: load, edit, save, sum up
 //   vfedit_args.cpp      the command line
+//   vfedit_forms.cpp     the edits in it
 //   vfedit_help.cpp      what --help prints
 //   vfedit_text.cpp      texts and numbers in arguments and files
 //   vfedit_edits.cpp     the edits, each a few operations of VFile
+//   vfedit_search.cpp    those that look for something, and
+//   vfedit_regex.cpp     how they match regular expressions, or can't (vfedit_no_regex.cpp), in
+//   vfedit_window.cpp    a window that goes over the content
 //   vfedit_bytes.cpp     those for content that is no text
 //   vfedit_lines.cpp     those that know lines
 //   vfedit_space.cpp     room for contents that come close to 2 GiB
@@ -151,7 +155,7 @@ int Run(const CommandLine& line) {
     Report report(output.IsStandardOutput() ? STDERR_FILENO : STDOUT_FILENO);
     VFile content;
     Space space(content);
-    const Work work = {content, space, progress, report, output, InputName(line.in)};
+    const Work work = {content, space, progress, report, output, InputName(line.in), line.matchMostKb * 1024};
     if (!LoadTexts(line, output) || !Load(work, line.in)) return ExitFailed;
     const std::int32_t bytesIn = content.Length();
 

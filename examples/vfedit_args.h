@@ -23,6 +23,18 @@ enum class EditKind {
     Stats
 };
 
+class Regex;
+
+// The part of the content that an edit is about.
+struct Range {
+    enum Unit { All, Bytes, Lines };
+    Unit unit = All;
+    std::int32_t from = 0; // position or line
+    std::int32_t to = 0;   // the position behind it; the last line
+    bool fromEnd = false;  // `from` is so many bytes before the end
+    bool toEnd = false;
+};
+
 // One edit. Positions are bytes from 0, lines are counted from 1; MaxLen as a position or a count is "to the end".
 struct Edit {
     EditKind kind = EditKind::Stats;
@@ -33,10 +45,19 @@ struct Edit {
     std::int32_t count = 0x7FFFFFFF; // bytes, lines or replacements
     Text text;                       // TEXT, OLD or FILE
     Text replacement;                // NEW
+    Range range;                     // --lines, --range
     bool ignoreCase = false;         // -i
     bool wholeWord = false;          // -w
     bool countOnly = false;          // -c
+    bool nameOnly = false;           // -l
+    bool textOnly = false;           // -o
+    bool regex = false;              // -E
+    bool multiLine = false;          // -m
+    bool utf = false;                // -u
+    Regex* pattern = nullptr;        // of a regular expression
 };
+
+constexpr std::int32_t MatchMostKb = 1 << 20;
 
 // Its texts are the arguments themselves, or what has been read from files, which goes with it.
 struct CommandLine {
@@ -49,6 +70,7 @@ struct CommandLine {
     const char* out = nullptr; // NIL: none was given
     const char* tempDir = nullptr;
     std::int16_t cacheKb = -1; // -1: the library's own limit
+    std::int32_t matchMostKb = 8192;
     bool quiet = false;
     bool inPlace = false;
     bool force = false;

@@ -3,95 +3,11 @@
 
 #include "vfedit_bytes.h"
 #include "vfedit_lines.h"
-#include "vfile/vfile_view.h"
+#include "vfedit_search.h"
 
 #include <algorithm>
-#include <cctype>
-#include <cstring>
 
 namespace {
-
-// The next place of the text, from `from` on; -1 if there is none. VFile::Find knows no zero bytes, the search of a
-// view no words.
-std::int32_t NextMatch(VFile& content, const Edit& edit, std::int32_t from) {
-    const Text& text = edit.text;
-    if (!std::memchr(text.bytes, '\0', static_cast<std::size_t>(text.length)))
-        return content.Find(from, text.bytes, edit.ignoreCase, edit.wholeWord) ? from - text.length : -1;
-    VFileView view(content);
-    const auto wordByte = [&view](std::int32_t at) {
-        unsigned char c;
-        return at >= 0 && view.Read(at, &c, 1) == 1 && std::isalnum(c) != 0;
-    };
-    for (;;) {
-        const std::int32_t at = view.Find(text.bytes, text.length, from, MaxLen, edit.ignoreCase);
-        if (at < 0 || !edit.wholeWord) return at;
-        from = at + text.length;
-        if (!wordByte(at - 1) && !wordByte(from)) return at;
-    }
-}
-
-bool Replace(const Work& work, const Edit& edit, Done& done) {
-    VFile& content = work.content;
-    work.progress.Begin("replacing", content.Length());
-    std::int32_t at = 0;
-    for (std::int32_t start; done.matches < edit.count && (start = NextMatch(content, edit, at)) >= 0;) {
-        const Res res = work.space.Change(start, edit.text.length, edit.replacement.bytes, edit.replacement.length);
-        if (res != resDone) return Complain(work.name, res);
-        at = start + edit.replacement.length;
-        work.progress.At(at);
-        ++done.matches;
-    }
-    work.progress.End();
-    return true;
-}
-
-// Goes up with a position and tells the line that holds it. Each line is read once, however many positions are in it.
-class LineFollower {
-  public:
-    explicit LineFollower(VFile& c) : content(c) {}
-
-    void GoTo(std::int32_t p) {
-        while (p >= NextStart()) {
-            start = next;
-            next = -1;
-            ++number;
-        }
-    }
-
-    std::int32_t number = 1;
-    std::int32_t start = 0;
-
-  private:
-    std::int32_t NextStart() {
-        if (next >= 0) return next;
-        char none[1];
-        content.SetPos(start);
-        content.ReadLine(none, sizeof none);
-        next = content.eof ? MaxLen : content.GetPos(); // no line end: every position to come is in this line
-        return next;
-    }
-
-    VFile& content;
-    std::int32_t next = -1;
-};
-
-bool Find(const Work& work, const Edit& edit, Done& done) {
-    VFile& content = work.content;
-    work.progress.Begin("searching", content.Length());
-    LineFollower lines(content);
-    std::int32_t at = 0;
-    for (std::int32_t start; !work.report.Failed() && (start = NextMatch(content, edit, at)) >= 0; ++done.matches) {
-        at = start + edit.text.length;
-        if (!edit.countOnly) {
-            lines.GoTo(start);
-            work.report.Print("%d %d:%d\n", start, lines.number, start - lines.start + 1);
-        }
-        work.progress.At(at);
-    }
-    if (edit.countOnly) work.report.Print("%lld\n", static_cast<long long>(done.matches));
-    work.progress.End();
-    return true;
-}
 
 bool Stats(const Work& work) {
     VFile& content = work.content;
@@ -133,9 +49,10 @@ bool InsertNamedFile(const Work& work, const char* name, std::int32_t pos) {
     return input.Open(name, work.output) && InsertInput(work, pos, input, "inserting");
 }
 
-// What a position from the end means now.
-std::int32_t Position(const Work& work, const Edit& edit) {
-    return edit.fromEnd ? std::max(0, work.content.Length() - edit.from) : edit.from;
+bool Delete(const Work& work, const Edit& edit, std::int32_t from) {
+    std::int32_t to = 0;
+    if (edit.range.unit == Range::All) return Told(work.name, work.space.Change(from, edit.count, nullptr, 0));
+    return !FindRange(work, edit, from, to) || Told(work.name, work.space.Change(from, to - from, nullptr, 0));
 }
 
 } // namespace
@@ -144,6 +61,23 @@ unsigned char piece[PieceBytes];
 
 bool Told(const char* name, Res res) {
     return res == resDone || Complain(name, res);
+}
+
+std::int32_t Position(const Work& work, std::int32_t position, bool fromEnd) {
+    const std::int32_t length = work.content.Length();
+    return fromEnd ? std::max(0, length - position) : position;
+}
+
+bool FindRange(const Work& work, const Edit& edit, std::int32_t& from, std::int32_t& to) {
+    const Range& range = edit.range;
+    const std::int32_t length = work.content.Length();
+    from = 0;
+    to = length;
+    if (range.unit == Range::Lines) return FindLines(work, edit, from, to);
+    if (range.unit == Range::All) return true;
+    from = std::min(Position(work, range.from, range.fromEnd), length);
+    to = std::max(from, std::min(Position(work, range.to, range.toEnd), length));
+    return true;
 }
 
 bool InsertInput(const Work& work, std::int32_t pos, Input& input, const char* verb) {
@@ -167,7 +101,7 @@ bool InsertInput(const Work& work, std::int32_t pos, Input& input, const char* v
 
 bool DoEdit(const Work& work, const Edit& edit, Done& done) {
     const Text& text = edit.text;
-    const std::int32_t from = Position(work, edit);
+    const std::int32_t from = Position(work, edit.from, edit.fromEnd);
     switch (edit.kind) {
     case EditKind::Insert:
         return Told(work.name, work.space.Change(from, 0, text.bytes, text.length));
@@ -176,7 +110,7 @@ bool DoEdit(const Work& work, const Edit& edit, Done& done) {
     case EditKind::Overwrite:
         return Told(work.name, work.space.Change(from, text.length, text.bytes, text.length));
     case EditKind::Delete:
-        return Told(work.name, work.space.Change(from, edit.count, nullptr, 0));
+        return Delete(work, edit, from);
     case EditKind::InsertFile:
         return InsertNamedFile(work, text.bytes, from);
     case EditKind::AppendFile:

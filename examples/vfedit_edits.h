@@ -19,6 +19,7 @@ struct Work {
     Report& report;       // what edits print
     const Output& output; // where the result will go
     const char* name;     // of IN, for messages
+    int matchMost;        // bytes that the window of a regular expression may take
 };
 
 // Inserts all that `input` has at `pos`; `verb` is for the progress line. False: told.
@@ -35,6 +36,12 @@ bool DoEdit(const Work& work, const Edit& edit, Done& done);
 
 constexpr int PieceBytes = 64 * 1024; // of one transfer
 extern unsigned char piece[PieceBytes];
+
+// What a position means now.
+std::int32_t Position(const Work& work, std::int32_t position, bool fromEnd);
+
+// The part of the content that the edit is about. False if there is none of it: told, but no failure.
+bool FindRange(const Work& work, const Edit& edit, std::int32_t& from, std::int32_t& to);
 
 // False, and told, if the result is a failure.
 bool Told(const char* name, Res res);

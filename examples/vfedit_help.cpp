@@ -12,7 +12,9 @@ Options, anywhere before or between the edits:
   --in-place        write into OUT itself, where it can't be replaced; a failure on the way leaves a mixture
   --force           overwrite OUT even if somebody changes it meanwhile
   --status          exit with 1 if a find or replace meets nothing
-  -n COUNT, -c      behind the texts of a replace and of a find: see there
+  --match-limit KB  the longest match of a regular expression (default 8192)
+  -n COUNT, -c, --lines A,B, --range A,B
+                    behind the texts of a replace or a find: see there
   -q, --quiet       no summary, no progress
   --help, --version
   --                ends the options
@@ -20,13 +22,15 @@ Options, anywhere before or between the edits:
 Edits, done in their order:
   insert POS TEXT                 insert TEXT at POS
   delete FROM COUNT               delete COUNT bytes at FROM
+  delete --lines A,B              delete lines A to B, or by --range the bytes from A up to B
   overwrite POS TEXT              replace as many bytes at POS as TEXT has
   append TEXT                     insert TEXT at the end
   insert-file POS FILE            insert the whole of FILE at POS
   append-file FILE                insert the whole of FILE at the end
-  replace [-i] [-w] [--] OLD NEW [-n COUNT]
+  replace [-Eimuw] [--] OLD NEW [-n COUNT]
                                   replace every OLD by NEW, or the first COUNT, from the start on
-  find [-i] [-w] [--] TEXT [-c]   print "POS LINE:COLUMN" for each TEXT, or how many there are
+  find [-Eimuwclo] [--] TEXT      print "POS LINE:COLUMN" for each TEXT; with -c how many there are, with -l the
+                                  name of a file that has one, with -o what matches
   patch FILE                      do what the lines "OFFSET OLD NEW" of FILE tell, or nothing
   hexdump FROM COUNT              print COUNT bytes at FROM in hexadecimal, as xxd does
   line N                          print line N
@@ -39,6 +43,9 @@ POS is a byte position from 0, decimal or 0x..., "end", or "end-N", N bytes befo
 Lines and columns are counted from 1. COUNT may be "all". A line ends in LF, CR LF or CR.
 TEXT, OLD and NEW know \n \r \t \\ \xHH and \x'HH HH ...', bytes as hexadecimal digits; \@FILE is the content of FILE.
 -i takes a letter A to Z for its lower case; -w wants no letter or digit before and behind the match.
+-E takes OLD or TEXT for a regular expression as Perl has them, and in NEW $0, $1, ${name}, \U \L \E \u \l and \n; with
+it, -m lets ^ and $ match at each line, and -u takes the content for UTF-8.
+--lines A,B looks only at lines A to B, --range A,B at the bytes from A up to B; B may be "end".
 What edits print goes to standard output, or to standard error if the result goes there.
 
 OUT is written beside its old self and takes its place when it is complete. Mode, access control list and attributes

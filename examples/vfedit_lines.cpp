@@ -22,6 +22,8 @@ bool GoToLine(const Work& work, std::int32_t number) {
     return SkipLines(work, number - 1) == number - 1 && !work.content.Eof();
 }
 
+} // namespace
+
 void Print(const Work& work, std::int32_t from, std::int32_t to) {
     ForEachPiece(work, from, to, [&work](int n) {
         work.report.Put(piece, static_cast<std::size_t>(n));
@@ -29,20 +31,25 @@ void Print(const Work& work, std::int32_t from, std::int32_t to) {
     });
 }
 
-// Where the lines that an edit is about stand. Lines that are not there are no failure, but whoever counts on them is
-// told. False if there are none at all.
-bool FindLines(const Work& work, const Edit& edit, const char* purpose, std::int32_t& from, std::int32_t& to) {
-    if (!GoToLine(work, edit.from)) return Complain(work.name, "there is no line %d to %s", edit.from, purpose);
+bool FindLines(const Work& work, const Edit& edit, std::int32_t& from, std::int32_t& to) {
+    const Range& range = edit.range;
+    const bool ranged = range.unit == Range::Lines;
+    const std::int32_t first = ranged ? range.from : edit.from;
+    const bool all = (ranged ? range.to : edit.count) == MaxLen;
+    const std::int32_t count = ranged ? range.to - range.from + 1 : edit.count;
+    const char* const purpose = edit.kind == EditKind::Lines     ? "print"
+                                : edit.kind == EditKind::Find    ? "look through"
+                                : edit.kind == EditKind::Replace ? "replace in"
+                                                                 : "delete";
+    if (!GoToLine(work, first)) return Complain(work.name, "there is no line %d to %s", first, purpose);
     from = work.content.GetPos();
     to = work.content.Length();
-    if (edit.count == MaxLen) return true;
-    const std::int32_t lines = SkipLines(work, edit.count);
-    if (lines < edit.count) Complain(work.name, "only %d of %d lines to %s were there", lines, edit.count, purpose);
+    if (all) return true;
+    const std::int32_t lines = SkipLines(work, count);
+    if (lines < count) Complain(work.name, "only %d of %d lines to %s were there", lines, count, purpose);
     to = work.content.GetPos();
     return true;
 }
-
-} // namespace
 
 bool PrintLine(const Work& work, std::int32_t number) {
     if (!GoToLine(work, number)) return Complain(work.name, "there is no line %d", number);
@@ -56,7 +63,7 @@ bool PrintLine(const Work& work, std::int32_t number) {
 
 bool PrintLines(const Work& work, const Edit& edit) {
     std::int32_t from = 0, to = 0;
-    if (FindLines(work, edit, "print", from, to)) Print(work, from, to);
+    if (FindLines(work, edit, from, to)) Print(work, from, to);
     work.progress.End();
     return true;
 }
@@ -86,7 +93,7 @@ bool InsertLine(const Work& work, const Edit& edit) {
 
 bool DeleteLines(const Work& work, const Edit& edit) {
     std::int32_t from = 0, to = 0;
-    const bool there = FindLines(work, edit, "delete", from, to);
+    const bool there = FindLines(work, edit, from, to);
     work.progress.End();
     return !there || Told(work.name, work.space.Change(from, edit.count == MaxLen ? MaxLen : to - from, nullptr, 0));
 }
