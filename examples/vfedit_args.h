@@ -57,6 +57,7 @@ struct Edit {
     Regex* pattern = nullptr;        // of a regular expression
 };
 
+constexpr int JobsMost = 64;
 constexpr std::int32_t MatchMostKb = 1 << 20;
 
 // Its texts are the arguments themselves, or what has been read from files, which goes with it.
@@ -74,7 +75,15 @@ struct CommandLine {
     bool quiet = false;
     bool inPlace = false;
     bool force = false;
-    bool status = false; // --status
+    bool status = false;          // --status
+    bool dryRun = false;          // --dry-run
+    bool json = false;            // --json
+    const char* backup = nullptr; // -i: the suffix of backups, or ""; NIL: there is one IN
+    char** files = nullptr;       // the files with -i, after the edits
+    int fileCount = 0;
+    int jobs = 1;
+    Text script;      // of -f
+    int editMost = 0; // there is room for
     Edit* edits = nullptr;
     int editCount = 0;
 };

@@ -135,12 +135,13 @@ bool Patch(const Work& work, const Edit& edit, Done& done) {
     const char* const name = InputName(edit.text.bytes);
     if (!ReadPatch(work, edit.text.bytes, list) || !Check(work, name, list)) return false;
     std::int64_t grown = 0; // all before the line; what would pass the largest position fails before
-    for (std::size_t i = 0; i < list.count; ++i, ++done.matches) {
+    for (std::size_t i = 0; i < list.count; ++i) {
         const PatchLine& line = list.lines[i];
         const auto at = static_cast<std::int32_t>(line.at + grown);
         const Res res = work.space.Change(at, line.oldLength, line.bytes, line.length);
         if (res != resDone) return Complain(work.name, res);
         grown += line.length - line.oldLength;
+        done.Count(at);
     }
     return true;
 }

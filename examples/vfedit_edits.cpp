@@ -2,10 +2,12 @@
 #include "vfedit_edits.h"
 
 #include "vfedit_bytes.h"
+#include "vfedit_json.h"
 #include "vfedit_lines.h"
 #include "vfedit_search.h"
 
 #include <algorithm>
+#include <cstring>
 
 namespace {
 
@@ -38,10 +40,23 @@ bool Stats(const Work& work) {
     work.progress.End();
     const std::int64_t open = lineBytes > 0 ? 1 : 0; // a last line without a line end
     endLine();
-    work.report.Print("bytes: %d\nlines: %lld\nLF: %lld\nCR LF: %lld\nCR: %lld\nlongest line: %lld\n", content.Length(),
-                      static_cast<long long>(lf + crLf + cr + open), static_cast<long long>(lf),
-                      static_cast<long long>(crLf), static_cast<long long>(cr), static_cast<long long>(longest));
+    const bool json = work.line.json;
+    if (json) JsonBegin(work.report, work.name, "stats");
+    work.report.Print(
+        json ? ",\"bytes\":%d,\"lines\":%lld,\"lf\":%lld,\"crlf\":%lld,\"cr\":%lld,\"longest_line\":%lld}\n"
+             : "bytes: %d\nlines: %lld\nLF: %lld\nCR LF: %lld\nCR: %lld\nlongest line: %lld\n",
+        content.Length(), static_cast<long long>(lf + crLf + cr + open), static_cast<long long>(lf),
+        static_cast<long long>(crLf), static_cast<long long>(cr), static_cast<long long>(longest));
     return true;
+}
+
+// Which of several files the print is about, as head tells; what finds tell is on each of their lines.
+void BeginReport(const Work& work, const Edit& edit) {
+    if (work.line.fileCount < 2 || edit.changes || edit.kind == EditKind::Find) return;
+    if (work.line.json && edit.kind == EditKind::Stats) return;
+    work.report.Put("==> ", 4);
+    work.report.Put(work.name, std::strlen(work.name));
+    work.report.Put(" <==\n", 5);
 }
 
 bool InsertNamedFile(const Work& work, const char* name, std::int32_t pos) {
@@ -57,7 +72,7 @@ bool Delete(const Work& work, const Edit& edit, std::int32_t from) {
 
 } // namespace
 
-unsigned char piece[PieceBytes];
+thread_local unsigned char piece[PieceBytes];
 
 bool Told(const char* name, Res res) {
     return res == resDone || Complain(name, res);
@@ -100,6 +115,7 @@ bool InsertInput(const Work& work, std::int32_t pos, Input& input, const char* v
 }
 
 bool DoEdit(const Work& work, const Edit& edit, Done& done) {
+    BeginReport(work, edit);
     const Text& text = edit.text;
     const std::int32_t from = Position(work, edit.from, edit.fromEnd);
     switch (edit.kind) {

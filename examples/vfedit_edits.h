@@ -19,14 +19,21 @@ struct Work {
     Report& report;       // what edits print
     const Output& output; // where the result will go
     const char* name;     // of IN, for messages
-    int matchMost;        // bytes that the window of a regular expression may take
+    const CommandLine& line;
 };
 
 // Inserts all that `input` has at `pos`; `verb` is for the progress line. False: told.
 bool InsertInput(const Work& work, std::int32_t pos, Input& input, const char* verb);
 
+constexpr int FirstPlaces = 3;
 struct Done {
-    std::int64_t matches = 0; // found, replaced or patched
+    std::int64_t matches = 0;          // found, replaced or patched
+    std::int32_t at[FirstPlaces] = {}; // the first of them
+
+    void Count(std::int32_t place) {
+        if (matches < FirstPlaces) at[matches] = place;
+        ++matches;
+    }
 };
 
 // Does one edit. False: told.
@@ -35,7 +42,7 @@ bool DoEdit(const Work& work, const Edit& edit, Done& done);
 // For the edits themselves.
 
 constexpr int PieceBytes = 64 * 1024; // of one transfer
-extern unsigned char piece[PieceBytes];
+extern thread_local unsigned char piece[PieceBytes];
 
 // What a position means now.
 std::int32_t Position(const Work& work, std::int32_t position, bool fromEnd);

@@ -3,10 +3,16 @@
 
 const char* const HelpText =
     R"(Usage: vfedit [OPTION...] IN [-o OUT] EDIT...
+       vfedit [OPTION...] -i[SUFFIX] EDIT... -- FILE...
 Edit a file of up to 2 GiB in a few megabytes of memory. "-" is standard input or output.
 
 Options, anywhere before or between the edits:
   -o, --output OUT  write the result to OUT, which may be IN; needed if an edit changes anything
+  -i[SUFFIX]        edit each FILE in place, those that change; the old one stays as FILE with the SUFFIX, if there is one
+  -j N              edit N files at a time, 1 to 64
+  -f SCRIPT         do the edits in SCRIPT, one on a line
+  --dry-run         write nothing, tell what would change
+  --json            tell what find and stats find, and the summary, as lines of JSON
   --cache KB        keep at most KB kilobytes of the content in RAM, 0 to 32767 (default 4000)
   --temp DIR        make the swap file in DIR (default $TMP, $TEMP, $TMPDIR, /var/tmp, /tmp)
   --in-place        write into OUT itself, where it can't be replaced; a failure on the way leaves a mixture

@@ -16,6 +16,9 @@ class Input {
     // the one that `output` holds may be read. False: told.
     bool Open(const char* fileName, const Output& output);
 
+    // What the file is now.
+    void Stamp(HFileStamp& stamp) const { stamp.Take(HandleOf(fd)); }
+
     // So many bytes, 0 at the end; -1: told.
     int Read(void* buf, int count);
 

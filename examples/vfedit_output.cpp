@@ -5,6 +5,7 @@
 #include "vfedit_system.h"
 
 #include <algorithm>
+#include <atomic>
 #include <cerrno>
 #include <csignal>
 #include <cstdio>
@@ -18,15 +19,17 @@ constexpr int PieceBytes = 256 * 1024;
 constexpr int EndingSignals[] = {SIGHUP,  SIGINT,  SIGQUIT, SIGPIPE,   SIGALRM, SIGTERM,
                                  SIGUSR1, SIGUSR2, SIGXCPU, SIGVTALRM, SIGPROF, SIGIO};
 
-unsigned char piece[PieceBytes];
-Output* guarded = nullptr;
+thread_local unsigned char piece[PieceBytes];
+std::atomic<Output*> guarded[JobsMost]; // of each thread one
 
 void Say(const char* words) {
     if (write(STDERR_FILENO, words, std::strlen(words)) < 0) return; // nobody is left to be told
 }
 
 void CleanUp() {
-    if (guarded) guarded->RemoveDraft();
+    for (std::atomic<Output*>& slot : guarded) {
+        if (Output* const output = slot) output->RemoveDraft();
+    }
     WipeProgressLine();
 }
 
@@ -53,8 +56,7 @@ void OnHalt(const char* text) {
 
 } // namespace
 
-void GuardOutput(Output& output) {
-    guarded = &output;
+void GuardOutputs() {
     InstallHaltProc(OnHalt);
     for (const int signal : EndingSignals) {
         struct sigaction old;
@@ -67,17 +69,27 @@ void GuardOutput(Output& output) {
     }
 }
 
+Output::Output() {
+    for (std::atomic<Output*>& slot : guarded) {
+        Output* none = nullptr;
+        if (slot.compare_exchange_strong(none, this)) return;
+    }
+}
+
 Output::~Output() {
     save.RemoveDraft();
-    if (guarded == this) guarded = nullptr;
+    for (std::atomic<Output*>& slot : guarded) {
+        Output* own = this;
+        if (slot.compare_exchange_strong(own, nullptr)) break;
+    }
     if (direct >= 0) close(direct);
 }
 
-bool Output::Open(const CommandLine& line) {
-    name = line.out;
+bool Output::Open(const char* out, const CommandLine& line, const HFileStamp* loaded) {
+    name = out;
     shown = OutputName(name);
     if (std::strcmp(name, "-") == 0) return OpenOwn(STDOUT_FILENO);
-    save.Hold(name, WaysOfSaving(line));
+    save.Hold(name, WaysOfSaving(line), loaded);
     if (save.outcome == HFileSave::Outcome::OpenFile) return OpenOwn(DescriptorOf(save.Handle()));
     if (save.outcome == HFileSave::Outcome::NotOrdinary) return OpenDirect();
     if (!SaveTold(shown, save)) return false;

@@ -10,13 +10,14 @@
 // handed over (/dev/fd/3) and devices and pipes are written as they are.
 class Output {
   public:
-    Output() = default;
+    Output();
     ~Output();
     Output(const Output&) = delete;
     Output& operator=(const Output&) = delete;
 
     // Before the work, so that a directory that can't be written is told then. False: told on standard error.
-    bool Open(const CommandLine& line);
+    // `loaded`, if not NIL, is what the file has to be.
+    bool Open(const char* out, const CommandLine& line, const HFileStamp* loaded = nullptr);
     bool Holds(int fd) const { return save.Holds(HandleOf(fd)); }
     bool IsStandardOutput() const { return isStandardOutput; }
     bool Save(VFile& content, Progress& progress);
@@ -36,6 +37,6 @@ class Output {
     HFileSave save;
 };
 
-// From now on a signal that ends the program, and a halt of the library, take the name of a draft away first.
-void GuardOutput(Output& output);
+// From now on a signal that ends the program, and a halt of the library, take the names of drafts away first.
+void GuardOutputs();
 constexpr int ExitHalted = 3;

@@ -3,6 +3,8 @@
 
 #include "vfedit_args.h"
 
+#include <cstddef>
+
 // Walks along words.
 class Reader {
   public:
@@ -10,6 +12,8 @@ class Reader {
     bool AtEnd() const { return next >= count; }
     const char* Peek() const { return args[next]; }
     char* Take() { return args[next++]; }
+    char** Rest() { return args + next; }
+    int RestCount() const { return count - next; }
 
   private:
     int count;
@@ -30,6 +34,12 @@ bool IsOption(char* arg, const char* name, Reader& reader, char*& value);
 
 // The same as "-o OUT" or "-oOUT".
 bool IsShortOption(char* arg, const char* name, Reader& reader, char*& value);
+
+// Puts the edits of a script behind the others. What is wrong is told, with its line.
+Parsed ParseScript(const char* name, CommandLine& line);
+
+// Room for so many edits more. False: told.
+bool MakeRoom(CommandLine& line, std::size_t more);
 
 // One edit, its name first, is read and put behind the others.
 Parsed ParseEdit(Reader& reader, CommandLine& line);

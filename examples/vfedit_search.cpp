@@ -1,6 +1,7 @@
 // Find and replace.
 #include "vfedit_search.h"
 
+#include "vfedit_json.h"
 #include "vfedit_lines.h"
 #include "vfedit_regex.h"
 #include "vfile/vfile_view.h"
@@ -26,8 +27,8 @@ class Matches {
     Matches(const Work& work, const Edit& e, std::int32_t from, std::int32_t to)
         : content(work.content), edit(e), next(from), end(to), all(from == 0 && to == content.Length()) {
         if (edit.pattern)
-            regex.emplace(work.name, content, *edit.pattern, from, to, std::min(WindowFirst, work.matchMost),
-                          work.matchMost);
+            regex.emplace(work.name, content, *edit.pattern, from, to,
+                          std::min(WindowFirst, work.line.matchMostKb * 1024), work.line.matchMostKb * 1024);
     }
 
     // False if there is none, or if it failed.
@@ -114,14 +115,59 @@ class LineFollower {
     std::int32_t next = -1;
 };
 
+// As grep does where there are several files.
+void PrintName(const Work& work) {
+    if (work.line.fileCount < 2) return;
+    work.report.Put(work.name, std::strlen(work.name));
+    work.report.Put(":", 1);
+}
+
+// The bytes of a match as they are, or as characters of a string.
+void PrintText(const Work& work, const Match& match) {
+    if (!work.line.json) return Print(work, match.at, match.at + match.length);
+    ForEachPiece(work, match.at, match.at + match.length, [&work](int n) {
+        JsonCharacters(work.report, piece, static_cast<std::size_t>(n));
+        return !work.report.Failed();
+    });
+}
+
 void PrintMatch(const Work& work, const Edit& edit, const Match& match, LineFollower& lines) {
-    if (edit.textOnly) {
-        Print(work, match.at, match.at + match.length);
-        work.report.Put("\n", 1);
+    Report& report = work.report;
+    if (!work.line.json) PrintName(work);
+    if (edit.textOnly && !work.line.json) {
+        PrintText(work, match);
+        report.Put("\n", 1);
         return;
     }
     lines.GoTo(match.at);
-    work.report.Print("%d %d:%d\n", match.at, lines.number, match.at - lines.start + 1);
+    const std::int32_t column = match.at - lines.start + 1;
+    if (!work.line.json) return report.Print("%d %d:%d\n", match.at, lines.number, column);
+    JsonBegin(report, work.name, edit.word);
+    report.Print(",\"position\":%d,\"line\":%d,\"column\":%d,\"length\":%d", match.at, lines.number, column,
+                 match.length);
+    if (edit.textOnly) {
+        report.Put(",\"text\":\"", 9);
+        PrintText(work, match);
+        report.Put("\"", 1);
+    }
+    report.Put("}\n", 2);
+}
+
+// Instead of each match.
+void PrintOutcome(const Work& work, const Edit& edit, std::int64_t matches) {
+    const auto count = static_cast<long long>(matches);
+    if (edit.nameOnly && matches == 0) return;
+    if (work.line.json) {
+        JsonBegin(work.report, work.name, edit.word);
+        if (!edit.nameOnly) work.report.Print(",\"count\":%lld", count);
+        work.report.Put("}\n", 2);
+    } else if (edit.nameOnly) {
+        work.report.Put(work.name, std::strlen(work.name));
+        work.report.Put("\n", 1);
+    } else {
+        PrintName(work);
+        work.report.Print("%lld\n", count);
+    }
 }
 
 } // namespace
@@ -131,13 +177,14 @@ bool Replace(const Work& work, const Edit& edit, Done& done) {
     if (!FindRange(work, edit, from, to)) return true;
     work.progress.Begin("replacing", to);
     Matches matches(work, edit, from, to);
-    for (Match match; done.matches < edit.count && matches.Next(match); ++done.matches) {
+    for (Match match; done.matches < edit.count && matches.Next(match);) {
         const char* bytes = nullptr;
         int length = 0;
         if (!matches.Expand(bytes, length)) return false;
         const Res res = work.space.Change(match.at, match.length, bytes, length);
         if (res != resDone) return Complain(work.name, res);
         matches.Grown(length - match.length);
+        done.Count(match.at);
         work.progress.At(match.at);
     }
     work.progress.End();
@@ -153,14 +200,10 @@ bool Find(const Work& work, const Edit& edit, Done& done) {
     const bool every = !edit.countOnly && !edit.nameOnly;
     for (Match match; !work.report.Failed() && !(edit.nameOnly && done.matches > 0) && matches.Next(match);) {
         if (every && !(edit.textOnly && match.length == 0)) PrintMatch(work, edit, match, lines);
-        ++done.matches;
+        done.Count(match.at);
         work.progress.At(match.at);
     }
-    if (edit.nameOnly) {
-        if (done.matches > 0) work.report.Print("%s\n", work.name);
-    } else if (edit.countOnly) {
-        work.report.Print("%lld\n", static_cast<long long>(done.matches));
-    }
+    if (!every) PrintOutcome(work, edit, done.matches);
     work.progress.End();
     return !matches.Failed();
 }

@@ -5,12 +5,14 @@
 // byte. Bytes behind the end fill the last block before they take another one.
 #include "vfedit_space.h"
 
+#include "vfedit_trace.h"
+
 #include <algorithm>
 
 namespace {
 
 constexpr int PieceBytes = 64 * 1024;
-unsigned char piece[PieceBytes];
+thread_local unsigned char piece[PieceBytes];
 
 constexpr int Edges = 2 * BlkSize;    // unused in the two blocks where a packed stretch ends
 constexpr int Spare = 4 * BlkSize;    // for blocks that come before others go, and for rounding
@@ -41,6 +43,11 @@ bool Space::Fits(std::int32_t at, std::int64_t more) const {
     return more <= 0 || content.Length() + more <= limit - (toFullBlocks ? 0 : Reserve);
 }
 
+bool Space::LeaveForCopy() {
+    limit -= std::min(limit, content.Length() + Reserve);
+    return content.Length() <= limit - Reserve;
+}
+
 bool Space::Roomy(int n) const {
     return content.Length() + unused + n + Spare <= limit;
 }
@@ -49,8 +56,17 @@ Res Space::Change(std::int32_t at, std::int32_t oldLen, const void* bytes, int n
     const std::int32_t len = content.Length();
     at = std::min(at, len);
     oldLen = std::min(oldLen, len - at);
+    const Res res = ChangeWithin(at, oldLen, bytes, n);
+    if (res != resDone || (oldLen == 0 && n == 0)) return res;
+    changed = true;
+    if (trace) trace->Changed(at, oldLen, n);
+    return res;
+}
+
+// The same, with place and length in the content.
+Res Space::ChangeWithin(std::int32_t at, std::int32_t oldLen, const void* bytes, int n) {
     if (!Fits(at, std::int64_t{n} - oldLen)) return resTooLong;
-    if (unused == 0 && at == len) {
+    if (unused == 0 && at == content.Length()) {
         content.ReplaceBuf(at, 0, bytes, n);
         return content.res;
     }

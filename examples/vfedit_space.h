@@ -8,6 +8,8 @@
 
 #include <cstdint>
 
+class Trace;
+
 // What the virtual memory can hold: one block of the content is one of its pages, and the last page would end at 2 GiB,
 // one byte beyond the last address.
 constexpr std::int32_t ContentMax = 2147482624;
@@ -24,6 +26,13 @@ class Space {
     // the space can be used by what is appended to full blocks; changes inside leave the last kilobytes free.
     Res Change(std::int32_t at, std::int32_t oldLen, const void* bytes, int n);
 
+    // Leaves as much of the space as the content takes to a copy of it. False if that is too much.
+    bool LeaveForCopy();
+
+    bool HasChanged() const { return changed; }
+    void ForgetChanges() { changed = false; }
+    Trace* trace = nullptr; // is told of each change
+
     // Could so many bytes be put in at this place?
     bool Fits(std::int32_t at, std::int64_t more) const;
 
@@ -36,6 +45,7 @@ class Space {
         void Move(std::int32_t at, std::int32_t grown);
     };
 
+    Res ChangeWithin(std::int32_t at, std::int32_t oldLen, const void* bytes, int n);
     bool Roomy(int n) const;
     void ChangeTight(std::int32_t at, std::int32_t oldLen, const unsigned char* bytes, int n);
     void Note(std::int32_t at, std::int32_t oldLen, int n);
@@ -44,6 +54,7 @@ class Space {
     void Pack(const Stretch& stretch);
 
     VFile& content;
+    bool changed = false;
     std::int32_t limit;
     std::int64_t unused = 0; // at most, in all blocks but the last; 0: they are full
     std::int64_t before = 0; // of it, what was there before the changes in `nearby`

@@ -9,6 +9,7 @@
 #include <cstdio>
 #include <cstring>
 #include <fcntl.h>
+#include <pthread.h>
 #include <unistd.h>
 
 namespace {
@@ -18,6 +19,8 @@ constexpr std::chrono::milliseconds Every{100};
 constexpr std::int64_t LookEvery = 1 << 20; // bytes from one look at the clock to the next
 
 volatile std::sig_atomic_t lineStands = 0;
+
+pthread_mutex_t reports = PTHREAD_RECURSIVE_MUTEX_INITIALIZER_NP; // a thread may have several
 
 } // namespace
 
@@ -58,6 +61,10 @@ const char* OutputName(const char* name) {
     return std::strcmp(name, "-") == 0 ? "standard output" : name;
 }
 
+Report::~Report() {
+    if (holds) pthread_mutex_unlock(&reports);
+}
+
 void Report::Print(const char* format, ...) {
     char line[256];
     va_list arguments;
@@ -70,17 +77,20 @@ void Report::Print(const char* format, ...) {
 void Report::Put(const void* bytes, std::size_t n) {
     used = true;
     if (count + n > sizeof waiting) Empty();
-    if (n > sizeof waiting) {
-        if (error == 0 && !WriteAll(fd, bytes, n)) error = errno;
-        return;
-    }
+    if (n > sizeof waiting) return Write(bytes, n);
     std::memcpy(waiting + count, bytes, n);
     count += n;
 }
 
 void Report::Empty() {
-    if (error == 0 && count > 0 && !WriteAll(fd, waiting, count)) error = errno;
+    if (count > 0) Write(waiting, count);
     count = 0;
+}
+
+void Report::Write(const void* bytes, std::size_t n) {
+    if (!holds) pthread_mutex_lock(&reports);
+    holds = true;
+    if (error == 0 && !WriteAll(fd, bytes, n)) error = errno;
 }
 
 // A file system across a network may tell only at a closing that there is no room; that of a copy does, too.

@@ -23,6 +23,7 @@ const char* OutputName(const char* name);
 class Report {
   public:
     explicit Report(int descriptor) : fd(descriptor) {}
+    ~Report();
     Report(const Report&) = delete;
     Report& operator=(const Report&) = delete;
 
@@ -35,11 +36,13 @@ class Report {
 
   private:
     void Empty();
+    void Write(const void* bytes, std::size_t n);
 
     char waiting[16384];
     std::size_t count = 0;
     int fd;
     bool used = false;
+    bool holds = false; // from its first bytes to its end no other report to the same place is written
     int error = 0;
 };
 

@@ -11,14 +11,13 @@ std::set<std::string> Outcomes(const char* name, bool inPlace, Faults::Kind kind
         const TempDir dir;
         const std::string at = *name == '/' ? name : dir.Write(name, "old");
         CommandLine line;
-        line.out = at.c_str();
         line.inPlace = inPlace;
         Output output;
         Progress progress(false);
         VFile content("new");
         bool done = false;
         if (!std::freopen("/dev/null", "w", stderr)) return "no quiet";
-        arm([&] { done = output.Open(line) && output.Save(content, progress); });
+        arm([&] { done = output.Open(at.c_str(), line) && output.Save(content, progress); });
         if (*name != '/' && dir.Read(name) != "new" && (done || dir.Read(name) != "old")) return "wrong content";
         return done ? "done" : "told";
     });
