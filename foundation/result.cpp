@@ -2,6 +2,7 @@
 #include "foundation/result.h"
 
 #include "foundation/text.h"
+#include "platform/error.h"
 #include "platform/platform.h"
 
 namespace {
@@ -60,6 +61,7 @@ static_assert(sizeof words / sizeof *words == resNetworkError + 1);
 } // namespace
 
 Res GetFileRes() {
+    if (GetLastError() == vfile_internal::platform::ErrorStopped) return resStopped;
     const auto error = static_cast<std::uint16_t>(GetLastError());
     for (const Row& row : rows) {
         if (row.error == error) return row.res;
@@ -69,5 +71,5 @@ Res GetFileRes() {
 
 void GetTextResMsg(char* buf, unsigned int size, Res code) {
     const bool known = code >= resDone && code <= resNetworkError;
-    AssignStr(buf, size, known ? words[code] : "unknown error code");
+    AssignStr(buf, size, known ? words[code] : code == resStopped ? "stopped" : "unknown error code");
 }

@@ -38,11 +38,17 @@ constexpr Res resDiskParityError = 22; ///< the device could not read or write i
 constexpr Res resHardwareError = 23;   ///< not used by the library
 constexpr Res resNetworkError = 24;    ///< the network below the file failed
 
+/// Stopped by the host, which was told of its progress (vfile/vfile_progress.h). Far from the numbers above, which may
+/// grow, and from any that a hook of a host may give: the letters STOP.
+constexpr Res resStopped = 0x53544F50;
+
 /// The code for the calling thread's last system error (platform/platform.h), of which only the low 16 bits count. To
-/// be called straight after the failed call. Errors without a row in the table give resNotDone, and no error resDone.
+/// be called straight after the failed call. Errors without a row in the table give resNotDone, and no error resDone;
+/// what the host has stopped gives resStopped.
 VFILE_API Res GetFileRes();
 
-/// Puts a code into words: "done", "not found", ...; "unknown error code" for anything outside 0 to 24.
+/// Puts a code into words: "done", "not found", ...; "stopped" for resStopped, "unknown error code" for anything
+/// else outside 0 to 24.
 /// `size` is the size of `buf` in bytes, terminator included; words that don't fit are cut. Halts ("HSys") if `buf` is
 /// NIL or `size` is 0.
 VFILE_API void GetTextResMsg(char* buf, unsigned int size, Res code);

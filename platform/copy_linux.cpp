@@ -10,6 +10,7 @@
 #include "platform/error.h"
 #include "platform/file.h"
 #include "platform/fsops.h"
+#include "platform/meter.h"
 #include "platform/name_linux.h"
 #include "platform/target_linux.h"
 #include "platform/transfer_linux.h"
@@ -94,8 +95,9 @@ Outcome Make(int dir, const char* name, bool replace, const Descriptor& in, cons
 }
 
 // Writes the content to what is written from front to back.
-Outcome WriteThrough(int out, const Descriptor& in) {
+Outcome WriteThrough(int out, const Descriptor& in, const struct stat& source) {
     Piece piece;
+    Meter meter(CopyOfFile, source.st_size > 0 ? source.st_size : Meter::Unknown);
     for (off_t at = 0;;) {
         const ssize_t got = ReadSome(in.Number(), piece, piece.Size(), at);
         if (got < 0) return Fail();
@@ -105,14 +107,15 @@ Outcome WriteThrough(int out, const Descriptor& in) {
         if (WriteFile(HandleOf(out), piece.Bytes(), count, failed) != got)
             return failed ? Outcome::Failed : FailWith(ErrorDiskFull);
         at += got;
+        if (!meter.StepSlow(got)) return FailWith(ErrorStopped);
     }
 }
 
-Outcome WriteThroughName(const char* name, const Descriptor& in) {
+Outcome WriteThroughName(const char* name, const Descriptor& in, const struct stat& source) {
     Descriptor out;
     struct stat st;
     if (!out.OpenAt(AT_FDCWD, name, O_WRONLY | O_NONBLOCK) || fstat(out.Number(), &st) != 0) return Fail();
-    return S_ISREG(st.st_mode) ? Outcome::Moved : WriteThrough(out.Number(), in);
+    return S_ISREG(st.st_mode) ? Outcome::Moved : WriteThrough(out.Number(), in, source);
 }
 
 // Writes over the content of a file that is held.
@@ -166,9 +169,9 @@ Outcome CopyOver(const char* name, const Descriptor& in, const struct stat& sour
     case Target::Found::Ordinary:
         return Replace(target, in, source);
     case Target::Found::OpenFile:
-        return WriteThrough(target.Own(), in);
+        return WriteThrough(target.Own(), in, source);
     case Target::Found::Other:
-        return WriteThroughName(name, in);
+        return WriteThroughName(name, in, source);
     case Target::Found::Held:
         return FailWith(ErrorSharingViolation);
     case Target::Found::Failed:

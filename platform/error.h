@@ -27,6 +27,7 @@ enum : std::uint32_t {
     ErrorCallNotImplemented = 120,
     ErrorInvalidName = 123,
     ErrorBadPathName = 161,
+    ErrorStopped = 0x200004C7, // by the host; the bit says that the number is not the system's
 };
 
 // Translates the system's errno into the thread's last error. Call it straight behind the failing call.

@@ -82,6 +82,8 @@ std::uint32_t Translate(int error) {
         return platform::ErrorInvalidName;
     case ELOOP:
         return platform::ErrorBadPathName;
+    case ECANCELED: // by the layer itself
+        return platform::ErrorStopped;
     default:
         return platform::ErrorGeneralFailure;
     }

@@ -4,6 +4,7 @@
 #include "platform/access_linux.h"
 #include "platform/draft_linux.h"
 #include "platform/error.h"
+#include "platform/meter.h"
 #include "platform/name_linux.h"
 #include "platform/signal_guard_linux.h"
 #include "platform/target_linux.h"
@@ -201,7 +202,8 @@ Replacing Replacement::State::CommitInPlace(FileStamp* stamp) {
 }
 
 Replacing Replacement::State::CopyInPlace(FileStamp* stamp) {
-    draft.RemoveName(); // as long as its directory is open
+    const Silence silence; // from here on it is all or a broken file
+    draft.RemoveName();    // as long as its directory is open
     const Replacing turned = TurnInPlace();
     if (turned != Replacing::Done) return turned;
     struct stat st;

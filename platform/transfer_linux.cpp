@@ -2,8 +2,10 @@
 #include "platform/transfer_linux.h"
 
 #include "platform/descriptor_linux.h"
+#include "platform/meter.h"
 #include "platform/signal_guard_linux.h"
 
+#include <algorithm>
 #include <climits>
 #include <fcntl.h>
 
@@ -19,31 +21,72 @@ bool WriteAllAt(int fd, const char* from, std::size_t count, off_t at) {
            }) == static_cast<ssize_t>(count);
 }
 
-// Copies the bytes from `at` up to `end`, or up to the end of the source if that comes first; `at` is then behind them.
-bool CopyBytes(int out, int in, Piece& piece, off_t& at, off_t end) {
+// A copy from front to back, of the same places. Signals are held back while it writes, and not while the host is told.
+class Copier {
+  public:
+    Copier(int to, int from, off_t size)
+        : out(to), in(from), at(0), meter(CopyOfFile, size > 0 ? size : Meter::Unknown) {}
+
+    bool Skip(off_t to); // a hole
+    bool CopyRange(off_t end);
+    bool CopyBytes(off_t end);
+    off_t At() const { return at; }
+
+  private:
+    bool Told() { return meter.StepSlow(at - meter.Done()) || (errno = ECANCELED, false); }
+
+    const int out;
+    const int in;
+    off_t at;
+    Piece piece;
+    Meter meter;
+};
+
+bool Copier::Skip(off_t to) {
+    at = to;
+    return Told();
+}
+
+// Copies the bytes up to `end`, or up to the end of the source if that comes first.
+bool Copier::CopyBytes(off_t end) {
     while (at < end) {
-        const off_t rest = end - at;
         const auto most = static_cast<off_t>(piece.Size());
-        const ssize_t got = ReadSome(in, piece, static_cast<std::size_t>(rest < most ? rest : most), at);
-        if (got < 0 || !WriteAllAt(out, piece.Bytes(), static_cast<std::size_t>(got), at)) return false;
+        const ssize_t got = ReadSome(in, piece, static_cast<std::size_t>(std::min(end - at, most)), at);
+        if (got < 0) return false;
         if (got == 0) break;
+        {
+            const SignalGuard guard(SizeIsLimited());
+            if (!WriteAllAt(out, piece.Bytes(), static_cast<std::size_t>(got), at)) return false;
+        }
         at += got;
+        if (!Told()) return false;
     }
     return true;
 }
 
 // The same by the system itself, as long as it likes to: some file systems share the blocks instead.
-bool CopyRange(int out, int in, Piece& piece, off_t& at, off_t end) {
+bool Copier::CopyRange(off_t end) {
+    const off_t most = meter.IsOn() ? static_cast<off_t>(Meter::Distance) : SSIZE_MAX;
     while (at < end) {
         off_t inAt = at;
         off_t outAt = at;
-        const off_t rest = end - at < SSIZE_MAX ? end - at : SSIZE_MAX;
-        const ssize_t moved =
-            Retried([&] { return copy_file_range(in, &inAt, out, &outAt, static_cast<std::size_t>(rest), 0); });
+        ssize_t moved;
+        {
+            const SignalGuard guard(SizeIsLimited());
+            moved = Retried([&] {
+                return copy_file_range(in, &inAt, out, &outAt, static_cast<std::size_t>(std::min(end - at, most)), 0);
+            });
+        }
         if (moved <= 0) break; // whatever the reason, the plain way goes on or tells it
         at += moved;
+        if (!Told()) return false;
     }
-    return CopyBytes(out, in, piece, at, end);
+    return CopyBytes(end);
+}
+
+bool Truncated(int fd, off_t size) {
+    const SignalGuard guard(SizeIsLimited());
+    return Truncate(fd, size);
 }
 
 } // namespace
@@ -57,21 +100,17 @@ bool Truncate(int fd, off_t size) {
 }
 
 bool CopyContent(int out, int in, off_t size) {
-    const SignalGuard guard(SizeIsLimited());
-    Piece piece;
-    off_t at = 0;
-    while (at < size) {
-        const off_t data = lseek(in, at, SEEK_DATA);
+    Copier copier(out, in, size);
+    while (copier.At() < size) {
+        const off_t data = lseek(in, copier.At(), SEEK_DATA);
         if (data < 0 && errno == ENXIO) break; // nothing but a hole to the end
         off_t end = data < 0 ? size : lseek(in, data, SEEK_HOLE);
-        if (data >= 0) at = data;
-        if (end < at || end > size) end = size;
-        if (!CopyRange(out, in, piece, at, end)) return false;
-        if (at < end) size = at; // the source has become shorter
+        if (data > copier.At() && !copier.Skip(data)) return false;
+        if (end < copier.At() || end > size) end = size;
+        if (!copier.CopyRange(end)) return false;
+        if (copier.At() < end) size = copier.At(); // the source has become shorter
     }
-    if (!Truncate(out, size)) return false;
-    at = size;
-    return CopyBytes(out, in, piece, at, OffsetMax);
+    return Truncated(out, size) && copier.Skip(size) && copier.CopyBytes(OffsetMax);
 }
 
 bool IsTaken(int fd) {

@@ -2,6 +2,7 @@
 #include "vfile/change.h"
 
 #include "foundation/halt.h"
+#include "vfile/long_work.h"
 #include "vfile/vfile_observer.h"
 
 #include <algorithm>
@@ -208,14 +209,13 @@ namespace vfile_internal {
 
 bool Change::ByChain(VFile& f, std::int32_t at, std::int32_t oldLen, std::int32_t n, const void* memory) {
     Change change(f);
-    change.StageAll(memory, n);
-    return change.Finish(at, oldLen, n);
+    return change.StageAll(memory, n) && change.Finish(at, oldLen, n);
 }
 
 // The new bytes are there, or come from text, and are read before the hook runs: it may well be their owner. False,
 // with `res` set, if it refuses.
 bool Change::Finish(std::int32_t at, std::int32_t oldLen, std::int32_t n) {
-    if (text && !giver) StageAll(nullptr, n);
+    if (text && !giver && !StageAll(nullptr, n)) return false;
     if (!AskHook(f, at, oldLen, n)) return false;
     if (giver) TakeAll();
     DoChange(oldLen);
@@ -238,14 +238,23 @@ void Change::Stage(const void* bytes, std::int32_t n) {
 }
 
 // Reads n bytes of memory, or of text: what fits behind the cursor into the head, all else into the private chain.
-void Change::StageAll(const void* memory, std::int32_t n) {
+// False, with `res` set, if the host stops it.
+bool Change::StageAll(const void* memory, std::int32_t n) {
     const auto* next = static_cast<const unsigned char*>(memory);
     headLen = std::min<std::int32_t>(BlkSize - c.cur.ix, n);
     if (headLen > 0) std::memcpy(head, text ? NextOfText(headLen) : next, static_cast<std::size_t>(headLen));
+    LongWork work(VFileWork::Copy, n, &f, f, text);
     for (std::int32_t done = headLen, k; done < n; done += k) {
         k = std::min<std::int32_t>(n - done, BlkSize);
         Stage(text ? NextOfText(k) : next + done, k);
+        if (work.Step(k)) continue;
+        f.res = work.Outcome();
+        return false;
     }
+    if (!work.WasTold()) return true;
+    c.chain.Find(c.cur, f.pos, true); // the host may have looked elsewhere
+    if (!c.LoadBuf()) f.res = resHeapOverflow;
+    return f.res == resDone;
 }
 
 // All blocks of the giver become the private chain.

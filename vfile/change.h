@@ -80,7 +80,7 @@ class Change {
     static bool ByChain(VFile& f, std::int32_t at, std::int32_t oldLen, std::int32_t n, const void* memory);
     const void* NextOfText(std::int32_t n);
     void Stage(const void* bytes, std::int32_t n);
-    void StageAll(const void* memory, std::int32_t n);
+    bool StageAll(const void* memory, std::int32_t n);
     bool Finish(std::int32_t at, std::int32_t oldLen, std::int32_t n);
     void TakeAll();
     void DoChange(std::int32_t oldLen);

@@ -4,6 +4,7 @@
 #include "foundation/halt.h"
 #include "platform/file.h"
 #include "vfile/large_transfer.h"
+#include "vfile/long_work.h"
 #include "vfile/vfile_observer.h"
 
 #include <algorithm>
@@ -77,6 +78,14 @@ void VFile::ReplaceFile(std::int32_t at, std::int32_t oldLen, FileHandle h, std:
 }
 
 namespace vfile_internal {
+namespace {
+
+std::int64_t BytesLeft(FileHandle h) {
+    if (!platform::IsOrdinaryFile(h)) return LongWork::Unknown;
+    return std::max<std::int64_t>(0, platform::FileSize(h) - platform::SeekFile(h, 0, platform::Origin::Current));
+}
+
+} // namespace
 
 bool Change::MayGive(const VFile& f) {
     return TableOf(f) == tableOfVFile.load(std::memory_order_relaxed) && !Content::Of(f).observers &&
@@ -113,6 +122,8 @@ std::int32_t Change::StageFile(HFile* file, FileHandle h, std::int32_t count) {
     const LargeRoom large(platform::IsOrdinaryFile(h) ? count : 0);
     unsigned char* bytes = large.bytes ? large.bytes : piece;
     const std::int32_t most = large.bytes ? LargeRoom::Size : BlkSize;
+    LongWork work(VFileWork::Load, count, f);
+    if (work.IsOn() && count == MaxLen) work.SetTotal(BytesLeft(h));
     std::int32_t total = 0;
     for (std::int32_t got = 1; total < count && got > 0; total += got) {
         const std::int32_t want = std::min(count - total, most);
@@ -125,6 +136,9 @@ std::int32_t Change::StageFile(HFile* file, FileHandle h, std::int32_t count) {
             k = std::min<std::int32_t>(got - done, BlkSize);
             Stage(bytes + done, k);
         }
+        if (work.StepSlow(got)) continue;
+        f.res = work.Outcome();
+        return total;
     }
     return total;
 }

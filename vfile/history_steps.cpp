@@ -1,6 +1,8 @@
 // Undo and redo: how steps are recorded and taken.
 #include "vfile/history_steps.h"
 
+#include "vfile/long_work.h"
+
 #include <initializer_list>
 
 namespace vfile_internal {
@@ -43,6 +45,7 @@ bool History::Fail(Res why) {
 // ---- Recording ----
 
 void History::Before(void* self, std::int32_t at, std::int32_t oldLen, std::int32_t newLen) {
+    const platform::Silence within; // a change, which can't be stopped any more
     auto& h = *static_cast<History*>(self);
     if (h.applying) h.Expect(at, oldLen, newLen);
     h.Record(at, oldLen, newLen);
@@ -249,6 +252,7 @@ bool History::Apply(HistoryRecord& from, HistoryRecord& target) {
 // Does what the edits ask for, up to the first that is refused. `rest` is what then is left of the step.
 void History::ApplyEdits(HistoryRecord& from, Step& rest) {
     VFile& f = Subject();
+    LongWork work(VFileWork::Undo, rest.bytes, f);
     HistoryRecord::Reader reader(from);
     while (!reader.AtEnd()) {
         reader.Next();
@@ -262,9 +266,13 @@ void History::ApplyEdits(HistoryRecord& from, Step& rest) {
         }
         if (told && due.oldLen + due.newLen > 0) foreign = true; // a part of it
         if (!told || foreign) return;
+        const std::int32_t taken = rest.bytes - reader.left;
         rest.bytes = reader.left;
         rest.lastAt = reader.lastAt;
         if (f.res != resDone) return;
+        if (work.Step(taken, taken + CostOfChange) || reader.AtEnd()) continue;
+        f.res = work.Outcome();
+        return;
     }
 }
 

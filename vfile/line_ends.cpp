@@ -7,7 +7,7 @@
 
 namespace vfile_internal {
 
-std::int32_t EndsWithin(SpanReader& in, std::int32_t n, std::int32_t limit, const bool& eof) {
+std::int32_t EndsWithin(SpanReader& in, std::int32_t n, std::int32_t limit, const bool& eof, platform::Meter* work) {
     std::int32_t ends = 0;
     bool afterCr = false;
     for (std::int32_t left = n; left > 0;) {
@@ -18,12 +18,13 @@ std::int32_t EndsWithin(SpanReader& in, std::int32_t n, std::int32_t limit, cons
         afterCr = s.bytes[k - 1] == '\r';
         in.Take(k);
         left -= static_cast<std::int32_t>(k);
+        if (work && !work->Step(static_cast<std::int64_t>(k))) return ends;
     }
     if (afterCr && n < limit && in.Byte() == '\n') --ends;
     return ends;
 }
 
-std::int32_t PassEnds(SpanReader& in, std::int32_t k, std::int32_t limit, const bool& eof) {
+std::int32_t PassEnds(SpanReader& in, std::int32_t k, std::int32_t limit, const bool& eof, platform::Meter* work) {
     std::int32_t passed = 0;
     auto left = static_cast<std::size_t>(k);
     for (bool afterCr = false; passed < limit;) {
@@ -35,6 +36,7 @@ std::int32_t PassEnds(SpanReader& in, std::int32_t k, std::int32_t limit, const 
         afterCr = s.bytes[n - 1] == '\r';
         passed += static_cast<std::int32_t>(n);
         in.Take(n);
+        if (!found && work && !work->Step(static_cast<std::int64_t>(n))) break;
         if (!found) continue;
         if (afterCr && passed < limit && in.Byte() == '\n') ++passed;
         break;

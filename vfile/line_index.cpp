@@ -4,8 +4,10 @@
 #include "foundation/byte_scan.h"
 #include "platform/thread.h"
 #include "vfile/line_ends.h"
+#include "vfile/long_work.h"
 
 #include <algorithm>
+#include <memory>
 #include <new>
 
 namespace vfile_internal {
@@ -35,7 +37,7 @@ LineSum operator+(LineSum a, LineSum b) {
 LineIndex::LineIndex(VFile& f)
     : watch{nullptr, nullptr, this, Before, After, nullptr, nullptr, Gone}, tree(), hot(), lag(), oldEnds(-1),
       owner(platform::CurrentThreadId()) {
-    Observed::Attach(f, watch);
+    watch.subject = &f; // and not yet its observer
 }
 
 LineIndex::~LineIndex() {
@@ -47,12 +49,19 @@ LineIndex* LineIndex::Of(const VFile& f) {
     return o ? static_cast<LineIndex*>(o->self) : nullptr;
 }
 
-LineIndex* LineIndex::ToAsk(VFile& f) {
+LineIndex* LineIndex::ToAsk(VFile& f, Res& outcome) {
     if (LineIndex* there = Of(f)) return there;
-    auto* index = new (std::nothrow) LineIndex(f);
-    if (!index || index->CountFrom(0, f.Length())) return index;
-    delete index;
-    return nullptr;
+    struct Deletion {
+        void operator()(LineIndex* x) const { delete x; }
+    };
+    std::unique_ptr<LineIndex, Deletion> made(new (std::nothrow) LineIndex(f));
+    LongWork work(VFileWork::Count, f.Length(), f);
+    if (!made || !made->CountFrom(0, f.Length(), work)) {
+        if (work.IsStopped()) outcome = work.Outcome();
+        return nullptr;
+    }
+    Observed::Attach(f, made->watch);
+    return made.release();
 }
 
 // In the child of a fork, a thread that is not here may have been at work on the tree.
@@ -75,8 +84,8 @@ std::int32_t LineIndex::EndsBefore(std::int32_t p) {
     const std::int32_t off = p - chunk.before.bytes, rest = chunk.self.bytes - off;
     if (off == 0) return chunk.before.ends;
     SpanReader in(*watch.subject, off <= rest ? chunk.before.bytes : p);
-    if (off <= rest) return chunk.before.ends + EndsWithin(in, off, chunk.self.bytes, never);
-    return chunk.before.ends + chunk.self.ends - EndsWithin(in, rest, rest, never);
+    if (off <= rest) return chunk.before.ends + EndsWithin(in, off, chunk.self.bytes, never, nullptr);
+    return chunk.before.ends + chunk.self.ends - EndsWithin(in, rest, rest, never, nullptr);
 }
 
 std::int32_t LineIndex::Behind(std::int32_t n) {
@@ -85,7 +94,7 @@ std::int32_t LineIndex::Behind(std::int32_t n) {
     const std::int32_t k = n - chunk.before.ends;
     if (k > chunk.self.ends / 5 * 3) return BehindFromEnd(chunk, chunk.self.ends - k);
     SpanReader in(*watch.subject, chunk.before.bytes);
-    return chunk.before.bytes + PassEnds(in, k, chunk.self.bytes, never);
+    return chunk.before.bytes + PassEnds(in, k, chunk.self.bytes, never, nullptr);
 }
 
 // The place behind the line end of the chunk that has so many others behind it, found going back.
@@ -160,7 +169,7 @@ std::int32_t LineIndex::EndsAround(std::int32_t at, std::int32_t n) const {
     const unsigned char* bytes = AtHand(f, from, size);
     if (!bytes) {
         SpanReader in(f, from);
-        return EndsWithin(in, size, f.Length() - from, never);
+        return EndsWithin(in, size, f.Length() - from, never, nullptr);
     }
     std::int32_t ends = 0;
     if (size > Few) {
@@ -264,22 +273,24 @@ bool LineIndex::Recount(std::int32_t at, std::int32_t oldLen, std::int32_t newLe
         left -= tree.OfByte(from).self.bytes;
         tree.Erase(from);
     }
-    return CountFrom(from, to + newLen - oldLen);
+    platform::Silence within; // a change
+    platform::Meter work(VFileWork::Count, newLen);
+    return CountFrom(from, to + newLen - oldLen, work);
 }
 
-// Makes the chunks of a stretch that the tree does not have. False if the heap has no room.
-bool LineIndex::CountFrom(std::int32_t from, std::int32_t to) {
+// Makes the chunks of a stretch that the tree does not have. False if the heap has no room, or the host stops it.
+bool LineIndex::CountFrom(std::int32_t from, std::int32_t to, platform::Meter& work) {
     if (from == to) return true;
     SpanReader in(*watch.subject, from);
     while (from < to) {
         const std::int32_t rest = to - from;
         LineSum chunk = {rest >= Most ? Fresh : rest > Fresh + Fresh / 2 ? rest / 2 : rest, 0};
-        chunk.ends = EndsWithin(in, chunk.bytes, chunk.bytes, never);
+        chunk.ends = EndsWithin(in, chunk.bytes, chunk.bytes, never, nullptr);
         if (chunk.bytes < rest && in.Next().bytes[0] == '\n' && PairAt(from + chunk.bytes)) {
             in.Byte();
             ++chunk.bytes;
         }
-        if (!tree.Insert(from, chunk)) return false;
+        if (!tree.Insert(from, chunk) || !work.Step(chunk.bytes)) return false;
         from += chunk.bytes;
     }
     return true;

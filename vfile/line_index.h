@@ -14,6 +14,7 @@
 #pragma once
 
 #include "foundation/from_heap.h"
+#include "platform/meter.h"
 #include "vfile/line_tree.h"
 #include "vfile/vfile_observer.h"
 
@@ -22,7 +23,8 @@ namespace vfile_internal {
 class LineIndex : public FromHeap {
   public:
     static LineIndex* Of(const VFile& f); // NIL if the object has none
-    static LineIndex* ToAsk(VFile& f);    // makes it if need be; NIL if the heap has no room
+    // Makes it if need be. NIL if the heap has no room, or if the host has stopped it, of which `outcome` tells.
+    static LineIndex* ToAsk(VFile& f, Res& outcome);
 
     std::int32_t Ends() const;               // of lines, in all of the content
     std::int32_t EndsBefore(std::int32_t p); // those that lie before p, which is a place in the content
@@ -51,7 +53,7 @@ class LineIndex : public FromHeap {
     bool ChangeHot(std::int32_t at, std::int32_t oldLen, std::int32_t newLen);
     void JoinHot();
     bool Recount(std::int32_t at, std::int32_t oldLen, std::int32_t newLen);
-    bool CountFrom(std::int32_t from, std::int32_t to);
+    bool CountFrom(std::int32_t from, std::int32_t to, platform::Meter& work);
 
     Observer watch;
     LineTree tree;

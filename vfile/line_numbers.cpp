@@ -2,10 +2,12 @@
 #include "foundation/halt.h"
 #include "vfile/line_ends.h"
 #include "vfile/line_index.h"
+#include "vfile/long_work.h"
 
 #include <algorithm>
 
 using vfile_internal::LineIndex;
+using vfile_internal::LongWork;
 using vfile_internal::SpanReader;
 
 namespace {
@@ -28,6 +30,24 @@ class Pass {
     bool eof;
 };
 
+// What one pass over the content answers, for who counts nothing: by the reads of the class, or beside it.
+template <class Answer>
+std::int32_t Ask(VFile& f, bool byCall, Answer answer) {
+    LongWork work(VFileWork::Count, f.Length(), f);
+    std::int32_t n;
+    if (byCall) {
+        const Pass pass(f);
+        SpanReader in(f, SpanReader::Way::Ahead);
+        n = pass.End(answer(in, f.eof, work));
+    } else {
+        SpanReader in(f, 0);
+        n = answer(in, vfile_internal::never, work);
+    }
+    if (!work.IsStopped()) return n;
+    f.res = work.Outcome();
+    return 0;
+}
+
 } // namespace
 
 std::int32_t VFile::LineCount() {
@@ -41,14 +61,15 @@ std::int32_t VFile::LineOf(std::int32_t p) {
         return 0;
     }
     p = std::min<std::int32_t>(p, len);
-    if (vfile_internal::Overrides(*this, &VFile::ReadByte)) {
-        const Pass pass(*this);
-        SpanReader in(*this, SpanReader::Way::Ahead);
-        return pass.End(vfile_internal::EndsWithin(in, p, len, eof));
-    }
-    if (LineIndex* lines = LineIndex::ToAsk(*this)) return lines->EndsBefore(p);
-    SpanReader in(*this, 0);
-    return vfile_internal::EndsWithin(in, p, len, vfile_internal::never);
+    const bool byCall = vfile_internal::Overrides(*this, &VFile::ReadByte);
+    Res stopped = resDone;
+    LineIndex* lines = byCall ? nullptr : LineIndex::ToAsk(*this, stopped);
+    if (lines) return lines->EndsBefore(p);
+    if (stopped != resDone) return res = stopped, 0;
+    const std::int32_t limit = len;
+    return Ask(*this, byCall, [p, limit](SpanReader& in, const bool& ended, LongWork& work) {
+        return vfile_internal::EndsWithin(in, p, limit, ended, &work);
+    });
 }
 
 std::int32_t VFile::LineAt(std::int32_t n) {
@@ -58,12 +79,13 @@ std::int32_t VFile::LineAt(std::int32_t n) {
         return 0;
     }
     if (n == 0) return 0;
-    if (vfile_internal::Overrides(*this, &VFile::ReadByte)) {
-        const Pass pass(*this);
-        SpanReader in(*this, SpanReader::Way::Ahead);
-        return pass.End(vfile_internal::PassEnds(in, n, len, eof));
-    }
-    if (LineIndex* lines = LineIndex::ToAsk(*this)) return n <= lines->Ends() ? lines->Behind(n) : len;
-    SpanReader in(*this, 0);
-    return vfile_internal::PassEnds(in, n, len, vfile_internal::never);
+    const bool byCall = vfile_internal::Overrides(*this, &VFile::ReadByte);
+    Res stopped = resDone;
+    LineIndex* lines = byCall ? nullptr : LineIndex::ToAsk(*this, stopped);
+    if (lines) return n <= lines->Ends() ? lines->Behind(n) : len;
+    if (stopped != resDone) return res = stopped, 0;
+    const std::int32_t limit = len;
+    return Ask(*this, byCall, [n, limit](SpanReader& in, const bool& ended, LongWork& work) {
+        return vfile_internal::PassEnds(in, n, limit, ended, &work);
+    });
 }

@@ -7,6 +7,7 @@
 #include "platform/file.h"
 #include "vfile/change.h"
 #include "vfile/large_transfer.h"
+#include "vfile/long_work.h"
 #include "vfile/overrides.h"
 #include "vfile/vfile_observer.h"
 
@@ -96,6 +97,7 @@ void FileWriter::Write(std::int32_t count) {
     unsigned char piece[BlkSize];
     const bool unseen = !Overrides(v, &VFile::ReadBytes) && platform::IsOrdinaryFile(h);
     const LargeRoom large(unseen ? count : 0);
+    LongWork work(VFileWork::Save, count, v);
     for (std::int32_t got; count > 0; count -= got) {
         const bool useLarge = large.bytes && (!f || (f->res == resDone && f->MayWrite(LargeRoom::Size)));
         unsigned char* bytes = useLarge ? large.bytes : piece;
@@ -107,7 +109,11 @@ void FileWriter::Write(std::int32_t count) {
             return;
         }
         const std::int32_t moved = WritePiece(bytes, got);
-        if (moved == got) continue;
+        if (moved == got && work.StepSlow(got)) continue;
+        if (moved == got) {
+            v.res = work.Outcome();
+            return;
+        }
         const std::int32_t failed = moved / BlkSize * BlkSize; // where the piece begins that did not go out whole
         if (useLarge) Content::Place(v, std::min(start + failed + BlkSize, start + got));
         return;

@@ -23,8 +23,8 @@ void Observed::Attach(VFile& f, Observer& o) {
 void Observed::Detach(Observer& o) {
     if (!o.subject) return;
     Observer** link = &Content::Of(*o.subject).observers;
-    while (*link != &o) link = &(*link)->next;
-    *link = o.next;
+    while (*link && *link != &o) link = &(*link)->next;
+    if (*link) *link = o.next; // else it was never attached
     o.subject = nullptr;
 }
 

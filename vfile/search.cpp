@@ -4,6 +4,7 @@
 #include "foundation/halt.h"
 #include "vfile/byte_pattern.h"
 #include "vfile/edit_internal.h"
+#include "vfile/long_work.h"
 #include "vfile/vfile_observer.h"
 
 #include <algorithm>
@@ -12,6 +13,7 @@
 
 using vfile_internal::BytePattern;
 using vfile_internal::Folding;
+using vfile_internal::LongWork;
 using vfile_internal::Span;
 using vfile_internal::SpanReader;
 using vfile_internal::TextLength;
@@ -22,16 +24,18 @@ namespace {
 // One search, in either direction.
 class Scan {
   public:
-    Scan(VFile& file, const char* text, bool backward, const Folding& fold, std::int64_t from)
-        : f(file), pattern(text, std::strlen(text), backward, fold), n(pattern.Size()), back(backward), at(from) {}
+    Scan(VFile& file, const char* text, bool backward, const Folding& fold, std::int64_t from, LongWork& longWork)
+        : f(file), work(longWork), pattern(text, std::strlen(text), backward, fold), n(pattern.Size()), back(backward),
+          at(from) {}
 
     // From `at` to the next match, and then `at` is its far end in the direction of the scan; one step beyond the
-    // content if there is none.
+    // content if there is none. Where the host stops it: the place from which the next scan misses none.
     bool Run(bool wholeWord);
     std::int64_t At() const { return at; }
 
   private:
     bool RunAnywhere();
+    bool Stopped(std::size_t matched);
     bool InsideWord() const;
     bool WordByte(std::int64_t p, Way way) const;
     std::int64_t Step(std::size_t k) const {
@@ -39,6 +43,7 @@ class Scan {
     }
 
     VFile& f;
+    LongWork& work;
     const BytePattern pattern;
     std::size_t n;
     bool back;
@@ -57,10 +62,18 @@ bool Scan::RunAnywhere() {
         const std::size_t done = pattern.Pass(s, m, f.eof);
         in.Take(done);
         at += Step(done);
-        if (m > 0 || !f.eof) continue;
-        at += Step(1);
-        return false;
+        if (m == 0 && f.eof) {
+            at += Step(1);
+            return false;
+        }
+        if (!work.Step(static_cast<std::int64_t>(done)) && m < n) return Stopped(m);
     }
+}
+
+bool Scan::Stopped(std::size_t matched) {
+    at -= Step(matched);
+    f.res = work.Outcome();
+    return false;
 }
 
 // Reading beside a match. The edges of the content are no word bytes.
@@ -84,8 +97,9 @@ bool Scan::Run(bool wholeWord) {
 }
 
 // The body of Find, for a pattern that is not empty.
-bool FindFolded(VFile& f, std::int32_t& at, const char* pattern, const Folding& folding, bool wholeWord) {
-    Scan scan(f, pattern, false, folding, at);
+bool FindFolded(VFile& f, std::int32_t& at, const char* pattern, const Folding& folding, bool wholeWord,
+                LongWork& work) {
+    Scan scan(f, pattern, false, folding, at, work);
     const bool found = scan.Run(wholeWord);
     at = static_cast<std::int32_t>(std::min<std::int64_t>(scan.At(), MaxLen));
     return found;
@@ -100,7 +114,8 @@ bool VFile::Find(std::int32_t& at, const char* pattern, bool ignoreCase, bool wh
         return false;
     }
     if (!*pattern) return true;
-    return FindFolded(*this, at, pattern, Folding(ignoreCase), wholeWord);
+    LongWork work(VFileWork::Find, std::max(len - at, 0), *this);
+    return FindFolded(*this, at, pattern, Folding(ignoreCase), wholeWord, work);
 }
 
 bool VFile::FindBack(std::int32_t& at, const char* pattern, bool ignoreCase, bool wholeWord) {
@@ -111,7 +126,8 @@ bool VFile::FindBack(std::int32_t& at, const char* pattern, bool ignoreCase, boo
     }
     if (!*pattern) return true;
     const Folding folding(ignoreCase);
-    Scan scan(*this, pattern, true, folding, std::min(at, len));
+    LongWork work(VFileWork::Find, std::min(at, len), *this);
+    Scan scan(*this, pattern, true, folding, std::min(at, len), work);
     const bool found = scan.Run(wholeWord);
     at = static_cast<std::int32_t>(scan.At());
     return found;
@@ -126,11 +142,15 @@ std::int32_t VFile::ReplaceGlobal(const char* pattern, const char* replacement, 
     std::int32_t at = 0;
     const Folding folding(ignoreCase);
     const vfile_internal::OneStep step(content->observers ? this : nullptr);
-    while (FindFolded(*this, at, pattern, folding, wholeWord)) {
+    LongWork work(VFileWork::Replace, len, *this);
+    while (FindFolded(*this, at, pattern, folding, wholeWord, work)) {
         ReplaceBuf(at - oldLen, oldLen, replacement, newLen);
         if (res != resDone) break;
         at = pos;
         ++count;
+        if (work.Step(0, vfile_internal::CostOfChange)) continue;
+        res = work.Outcome();
+        break;
     }
     return count;
 }

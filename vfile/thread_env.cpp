@@ -10,9 +10,11 @@
 
 #include "foundation/halt.h"
 #include "platform/loader.h"
+#include "platform/meter.h"
 #include "vfile/content.h"
 #include "vfile/slot_table.h"
 #include "vfile/vfile.h"
+#include "vfile/vfile_progress.h"
 #include "vmem/vmem.h"
 
 #include <atomic>
@@ -214,6 +216,17 @@ void VFile::SetTempDir(const char* dir) {
     }
 }
 
+// In the thread's own memory, since files are copied without a VFile, too.
+VFileProgress VFile_SetProgress(const VFileProgress& now) {
+    platform::Progress& progress = platform::progress;
+    VFileProgress before;
+    before.call = progress.call;
+    before.context = progress.context;
+    progress.call = now.call;
+    progress.context = now.context;
+    return before;
+}
+
 // Start and end of process and thread.
 
 bool VFile::TLS_InitializeProcess() {
@@ -252,6 +265,7 @@ bool VFile::TLS_UninitializeThread() {
         if (ThreadVMem()) HaltA("VFile", __LINE__);
         std::free(ThreadTempDir());
         SetThreadTempDirPtr(nullptr);
+        VFile_SetProgress({});
     }
     return true;
 }

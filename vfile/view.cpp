@@ -2,6 +2,7 @@
 #include "vfile/vfile_view.h"
 
 #include "vfile/byte_pattern.h"
+#include "vfile/long_work.h"
 #include "vfile/look.h"
 
 #include <algorithm>
@@ -84,6 +85,7 @@ void Look::TakeBack() {
 
 using vfile_internal::BytePattern;
 using vfile_internal::Folding;
+using vfile_internal::LongWork;
 using vfile_internal::Look;
 using vfile_internal::Span;
 
@@ -99,7 +101,7 @@ Res CutRange(const VFile& f, std::int32_t& from, std::int32_t& count) {
 }
 
 // The next n bytes against these: below 0, 0 or above 0.
-int OrderOf(Look& look, const unsigned char* against, std::size_t n, Res& res) {
+int OrderOf(Look& look, const unsigned char* against, std::size_t n, LongWork& work, Res& res) {
     int order = 0;
     for (std::size_t k; n > 0 && order == 0; n -= k) {
         const Span s = look.Next();
@@ -111,6 +113,9 @@ int OrderOf(Look& look, const unsigned char* against, std::size_t n, Res& res) {
         order = std::memcmp(s.bytes, against, k);
         look.Take(k);
         against += k;
+        if (work.Step(static_cast<std::int64_t>(k))) continue;
+        res = work.Outcome();
+        return 0;
     }
     return order;
 }
@@ -191,6 +196,7 @@ std::int32_t VFileView::Search(const void* bytes, std::int32_t n, std::int32_t f
     const Folding folding(fold);
     const BytePattern pattern(static_cast<const char*>(bytes), static_cast<std::size_t>(n), back, folding);
     Look look(own, *file, from, count, back);
+    LongWork work(VFileWork::Find, count, own, *file, nullptr);
     for (std::size_t m = 0; look.Left() > 0;) {
         const Span s = look.Next();
         if (s.size == 0) {
@@ -201,6 +207,9 @@ std::int32_t VFileView::Search(const void* bytes, std::int32_t n, std::int32_t f
         look.Take(done);
         at += (back ? -1 : 1) * static_cast<std::int32_t>(done);
         if (m == pattern.Size()) return back ? at : at - n;
+        if (work.Step(static_cast<std::int64_t>(done))) continue;
+        res = work.Outcome();
+        return -1;
     }
     return -1;
 }
@@ -211,7 +220,8 @@ int VFileView::Compare(std::int32_t from, std::int32_t count, const void* bytes,
     if (res != resDone) return 0;
     Look look(own, *file, from, count, false);
     const auto common = static_cast<std::size_t>(std::min(count, n));
-    const int order = OrderOf(look, static_cast<const unsigned char*>(bytes), common, res);
+    LongWork work(VFileWork::Compare, std::min(count, n), own, *file, nullptr);
+    const int order = OrderOf(look, static_cast<const unsigned char*>(bytes), common, work, res);
     return res != resDone ? 0 : Sign(order != 0 ? order : std::int64_t{count} - n);
 }
 
@@ -222,6 +232,7 @@ int VFileView::Compare(std::int32_t from, std::int32_t count, const VFileView& o
     if (res != resDone) return 0;
     Look look(own, *file, from, count, false);
     Look against(other.own, *other.file, fromOther, std::min(count, countOther), false);
+    LongWork work(VFileWork::Compare, std::min(count, countOther), own, *file, other.file);
     unsigned char bytes[BlkSize]; // a copy: what VMem lends lasts only until the other side is asked for
     int order = 0;
     while (res == resDone && order == 0 && against.Left() > 0) {
@@ -229,7 +240,7 @@ int VFileView::Compare(std::int32_t from, std::int32_t count, const VFileView& o
         if (s.size == 0) res = resNotDone;
         std::memcpy(bytes, s.bytes, s.size);
         against.Take(s.size);
-        order = OrderOf(look, bytes, s.size, res);
+        order = OrderOf(look, bytes, s.size, work, res);
     }
     return res != resDone ? 0 : Sign(order != 0 ? order : std::int64_t{count} - countOther);
 }
