@@ -1,6 +1,7 @@
 // The core of the editor: what each key does to the content.
 #include "editor.h"
 
+#include "raw_terminal.h"
 #include "vfile/vfile_std.h"
 
 #include <algorithm>

@@ -7,13 +7,6 @@
 
 #include <string>
 
-// A key is a byte as it is typed, or one of these.
-constexpr int KeyUp = 256, KeyDown = 257, KeyLeft = 258, KeyRight = 259, KeyHome = 260, KeyEnd = 261;
-constexpr int KeyPageUp = 262, KeyPageDown = 263, KeyDelete = 264, KeyBackspace = 127, KeyEnter = 13;
-constexpr int Ctrl(char c) {
-    return c & 0x1F;
-}
-
 // Knows from where on the screen is out of date, whatever operation changed the content: a key, undo, a load.
 class ShownText : public VFile {
   public:

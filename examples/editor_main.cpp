@@ -6,52 +6,13 @@
 //                                           `---------> Screen::Draw <------'
 // Without a terminal it takes its keys from standard input, and draws 24 lines of 80 columns all the same.
 #include "editor.h"
+#include "raw_terminal.h"
 #include "vfile/vfile_std.h"
 
 #include <algorithm>
 #include <cstdio>
-#include <cstdlib>
-#include <cstring>
-#include <poll.h>
-#include <sys/ioctl.h>
-#include <termios.h>
-#include <unistd.h>
 
 namespace {
-
-termios cooked; // how the terminal was
-
-// Also when the library halts: that ends in an exit.
-void LeaveRawMode() {
-    tcsetattr(STDIN_FILENO, TCSANOW, &cooked);
-}
-
-// Keys come one by one, as bytes, and mean nothing to the system.
-void EnterRawMode() {
-    if (tcgetattr(STDIN_FILENO, &cooked) != 0) return;
-    std::atexit(LeaveRawMode);
-    termios raw = cooked;
-    cfmakeraw(&raw);
-    tcsetattr(STDIN_FILENO, TCSANOW, &raw);
-}
-
-int NextByte() { // -1: no more
-    unsigned char c;
-    return read(STDIN_FILENO, &c, 1) == 1 ? c : -1;
-}
-
-// What terminals send for the keys without a character: ESC [ A, ESC O A, ESC [ 5 ~. Others of the kind do nothing.
-int ReadKey() {
-    const int c = NextByte();
-    pollfd input{STDIN_FILENO, POLLIN, 0};
-    if (c != '\033' || poll(&input, 1, 50) != 1) return c;
-    NextByte();
-    const int first = NextByte();
-    for (int last = first; last >= 0 && last < '@';) last = NextByte();
-    const char* const known = "ABDCHF563"; // from KeyUp on
-    const char* const found = first > 0 ? std::strchr(known, first) : nullptr;
-    return found ? KeyUp + static_cast<int>(found - known) : '\033';
-}
 
 class Screen {
   public:
@@ -68,10 +29,8 @@ class Screen {
 };
 
 void Screen::AskSize() {
-    winsize size{};
-    const bool known = ioctl(STDOUT_FILENO, TIOCGWINSZ, &size) == 0 && size.ws_row > 1 && size.ws_col > 0;
-    rows = known ? size.ws_row - 1 : 23;
-    columns = known ? size.ws_col : 80;
+    AskTerminalSize(rows, columns);
+    --rows; // the last one is for the status
 }
 
 // Draws what has changed, or all if other lines or columns are to be seen.

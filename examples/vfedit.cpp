@@ -24,6 +24,9 @@
 //   vfedit_terminal.cpp  what is printed, messages and the progress line
 //   vfedit_summary.cpp   what is told about the work
 //   vfedit_json.cpp      and how scripts want to read it
+//   vfedit_view.cpp      a pager, whose inside is
+//   vfedit_pager.cpp     the rows on the screen, and
+//   vfedit_pager_search.cpp  ways through the file
 // Nothing throws. Only the list of edits, texts that come from files, patches, the windows of regular expressions and
 // the trace of a dry run take memory.
 #include "vfedit_args.h"
@@ -31,9 +34,11 @@
 #include "vfedit_output.h"
 #include "vfedit_run.h"
 #include "vfedit_summary.h"
+#include "vfedit_view.h"
 
 #include <chrono>
 #include <csignal>
+#include <cstring>
 
 namespace {
 
@@ -61,6 +66,7 @@ int Run(const CommandLine& line) {
 
 int main(int argc, char** argv) {
     std::signal(SIGXFSZ, SIG_IGN); // a file that may not grow is told as any other failure of a write
+    if (argc == 3 && std::strcmp(argv[1], "view") == 0) return View(argv[2]);
     CommandLine line;
     switch (ParseCommandLine(argc, argv, line)) {
     case Parsed::Run:

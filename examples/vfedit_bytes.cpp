@@ -95,8 +95,9 @@ bool Check(const Work& work, const char* name, const PatchList& list) {
     return true;
 }
 
-// A row of `n` bytes as it is printed; its length.
-std::size_t WriteRow(std::int32_t at, const unsigned char* bytes, int n, char* row) {
+} // namespace
+
+std::size_t WriteHexRow(std::int64_t at, const unsigned char* bytes, int n, char* row) {
     constexpr const char* digits = "0123456789abcdef";
     char* to = row;
     for (int shift = 28; shift >= 0; shift -= 4) *to++ = digits[at >> shift & 0xF];
@@ -113,8 +114,6 @@ std::size_t WriteRow(std::int32_t at, const unsigned char* bytes, int n, char* r
     return static_cast<std::size_t>(to - row);
 }
 
-} // namespace
-
 bool Hexdump(const Work& work, std::int32_t from, std::int32_t count) {
     const std::int32_t length = work.content.Length();
     const std::int32_t to = from < length && count < length - from ? from + count : length;
@@ -122,7 +121,7 @@ bool Hexdump(const Work& work, std::int32_t from, std::int32_t count) {
     ForEachPiece(work, from, to, [&work, at = from](int n) mutable {
         for (int i = 0; i < n; i += RowBytes, at += RowBytes) { // only the last piece ends within a row
             char row[80];
-            work.report.Put(row, WriteRow(at, piece + i, std::min(RowBytes, n - i), row));
+            work.report.Put(row, WriteHexRow(at, piece + i, std::min(RowBytes, n - i), row));
         }
         return !work.report.Failed();
     });

@@ -4,6 +4,7 @@
 const char* const HelpText =
     R"(Usage: vfedit [OPTION...] IN [-o OUT] EDIT...
        vfedit [OPTION...] -i[SUFFIX] EDIT... -- FILE...
+       vfedit view FILE
 Edit a file of up to 2 GiB in a few megabytes of memory. "-" is standard input or output.
 
 Options, anywhere before or between the edits:
@@ -53,6 +54,8 @@ TEXT, OLD and NEW know \n \r \t \\ \xHH and \x'HH HH ...', bytes as hexadecimal 
 it, -m lets ^ and $ match at each line, and -u takes the content for UTF-8.
 --lines A,B looks only at lines A to B, --range A,B at the bytes from A up to B; B may be "end".
 What edits print goes to standard output, or to standard error if the result goes there.
+
+view shows FILE on the terminal, of whatever size and without reading all of it; h tells its keys.
 
 OUT is written beside its old self and takes its place when it is complete. Mode, access control list and attributes
 stay, and owner and group where possible. Nobody else can edit it meanwhile.

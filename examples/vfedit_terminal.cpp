@@ -3,6 +3,7 @@
 
 #include "vfedit_system.h"
 
+#include <algorithm>
 #include <cerrno>
 #include <csignal>
 #include <cstdarg>
@@ -109,7 +110,8 @@ void Progress::Begin(const char* verb, std::int64_t total) {
     step = verb;
     all = total;
     lookAt = 0;
-    due = Clock::now() + FirstAfter;
+    begun = Clock::now();
+    due = begun + FirstAfter;
 }
 
 void Progress::At(std::int64_t done) {
@@ -120,13 +122,14 @@ void Progress::At(std::int64_t done) {
     due = now + Every;
     lineStands = 1;
     const double megabyte = 1024.0 * 1024.0;
-    const double doneMb = static_cast<double>(done) / megabyte;
+    const double doneMb = static_cast<double>(done) / megabyte, allMb = static_cast<double>(all) / megabyte;
+    const double rate = doneMb / std::chrono::duration<double>(now - begun).count(); // begun FirstAfter ago, at least
     if (all > 0) {
-        const double share = static_cast<double>(done) / static_cast<double>(all);
-        std::fprintf(stderr, "\r\033[K%s: %3.0f %%, %.0f of %.0f MB", step, 100 * (share > 1 ? 1 : share), doneMb,
-                     static_cast<double>(all) / megabyte);
+        const double part = std::min(1.0, doneMb / allMb);
+        std::fprintf(stderr, "\r\033[K%s: %3.0f %%, %.0f of %.0f MB, %.0f MB/s, %.0f s left", step, 100 * part, doneMb,
+                     allMb, rate, rate > 0 ? (allMb - part * allMb) / rate : 0);
     } else {
-        std::fprintf(stderr, "\r\033[K%s: %.0f MB", step, doneMb);
+        std::fprintf(stderr, "\r\033[K%s: %.0f MB, %.0f MB/s", step, doneMb, rate);
     }
     std::fflush(stderr);
 }

@@ -61,6 +61,7 @@ class Progress {
     const char* step = "";
     std::int64_t all = -1;
     std::int64_t lookAt = 0; // nothing is told below it
+    Clock::time_point begun;
     Clock::time_point due;
 };
 

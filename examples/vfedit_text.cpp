@@ -90,3 +90,16 @@ bool ParseNumber(const char* s, long least, long most, std::int32_t& value) {
     value = static_cast<std::int32_t>(v);
     return true;
 }
+
+std::size_t CharacterLength(const unsigned char* s, std::size_t n) {
+    if (s[0] < 0x80) return 1;
+    const std::size_t length = s[0] >= 0xF0 ? 4 : s[0] >= 0xE0 ? 3 : 2;
+    if (s[0] < 0xC2 || s[0] > 0xF4 || length > n) return 0;
+    for (std::size_t i = 1; i < length; ++i) {
+        if ((s[i] & 0xC0) != 0x80) return 0;
+    }
+    const bool wrong = (s[0] == 0xE0 && s[1] < 0xA0) || (s[0] == 0xED && s[1] > 0x9F) ||
+                       (s[0] == 0xF0 && s[1] < 0x90) ||
+                       (s[0] == 0xF4 && s[1] > 0x8F); // longer than it needs, a surrogate, too large
+    return wrong ? 0 : length;
+}

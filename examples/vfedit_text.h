@@ -1,6 +1,7 @@
 // Texts of edits: bytes, any of which may be zero, as the user writes them.
 #pragma once
 
+#include <cstddef>
 #include <cstdint>
 
 // The bytes, with a zero byte behind them.
@@ -21,3 +22,6 @@ bool ReadHex(const char* digits, int count, char* to);
 
 // A whole number from `least` to `most`, decimal or 0x...; nothing before it, nothing behind it.
 bool ParseNumber(const char* s, long least, long most, std::int32_t& value);
+
+// The bytes of the character of UTF-8 that the first of `n` bytes begins; 0 if it begins none.
+std::size_t CharacterLength(const unsigned char* s, std::size_t n);
