@@ -3,7 +3,9 @@
 
 #include "foundation/halt.h"
 #include "foundation/number.h"
+#include "vmem/swap_file.h"
 
+#include <algorithm>
 #include <cstdlib>
 
 namespace vfile_internal {
@@ -48,7 +50,7 @@ void BlockChain::BeginAnew(BlkDesc* alone) {
 BlkDesc* BlockChain::NewBlock(BlkDesc* prev, std::int32_t n) {
     auto* p = static_cast<BlkDesc*>(std::malloc(sizeof(BlkDesc)));
     if (!p) Halt("VFile", "NewBlkPtr", "p==NIL");
-    *p = {prev, nullptr, static_cast<std::int16_t>(n), -1};
+    *p = {prev, nullptr, n, -1};
     if (n < 0) Halt("VFile", "NewBlkPtr", "len<0");
     if (n > 0) {
         if (n > BlkSize) Halt("VFile", "NewBlkPtr", "len>BlkSize");
@@ -106,6 +108,53 @@ void BlockChain::SpliceBehind(BlkDesc* blk, std::int32_t at, BlkDesc* p1, BlkDes
     }
 }
 
+bool BlockChain::Part(BlkRdr& rd) {
+    BlkDesc* run = rd.ptr;
+    const std::int32_t len = run->len;
+    const std::int32_t from = std::min(rd.ix, len - 1) / BlkSize * BlkSize;
+    const std::int32_t n = std::min<std::int32_t>(BlkSize, len - from);
+    const bool hasBehind = from + n < len;
+    auto* block = from > 0 ? static_cast<BlkDesc*>(std::malloc(sizeof(BlkDesc))) : run;
+    auto* behind = hasBehind ? static_cast<BlkDesc*>(std::malloc(sizeof(BlkDesc))) : block;
+    if (!block || !behind) {
+        if (from > 0) std::free(block);
+        if (hasBehind) std::free(behind);
+        return false;
+    }
+    SetLen(run, rd.start, from > 0 ? from : n);
+    if (hasBehind) *behind = {block, nullptr, len - from - n, run->adr + from + n};
+    if (from > 0) *block = {run, hasBehind ? behind : nullptr, n, run->adr + from};
+    SpliceBehind(run, rd.start + run->len, from > 0 ? block : behind, behind);
+    rd.ptr = block;
+    rd.start += from;
+    rd.ix -= from;
+    return true;
+}
+
+BlkDesc* BlockChain::NewRun(Backing* file, std::int32_t n) {
+    auto* p = static_cast<BlkDesc*>(std::malloc(sizeof(BlkDesc)));
+    std::int32_t adr;
+    if (p && vm->TakeFile(adr, file)) {
+        *p = {nullptr, nullptr, n, adr};
+        return p;
+    }
+    std::free(p);
+    return nullptr;
+}
+
+bool BlockChain::IsIntact() const {
+    const Backings& files = vm->Files().backings;
+    for (const Backing* b = files.First(); b; b = b->next) {
+        if (b->IsIntact()) continue;
+        for (const BlkDesc* blk = first; blk; blk = blk->next) {
+            for (std::int32_t at = 0; at < blk->len; at += BlkSize) {
+                if (b->Gives(std::int64_t{blk->adr} + at)) return false;
+            }
+        }
+    }
+    return true;
+}
+
 void BlockChain::DropIndex() {
     BlkIndex::Dispose(index);
     lagging = nullptr;
@@ -134,7 +183,7 @@ void BlockChain::Find(BlkRdr& rd, std::int32_t p, bool toPrev) {
         } while (rd.ptr->len == 0 && HasRoom(rd.ptr->prev));
     }
     const std::int32_t ix = p - rd.start;
-    rd.ix = ix >= 0 && ix <= BlkSize ? static_cast<std::int16_t>(ix) : Short(ix); // which halts: the chain is broken
+    rd.ix = ix >= 0 && ix <= rd.ptr->len ? ix : Short(ix); // which may halt: the chain is broken
 }
 
 // The search for an inner block: from the nearest of the first block, `rd` and the last one if it is a few steps away,

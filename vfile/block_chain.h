@@ -27,18 +27,22 @@ namespace vfile_internal {
 
 static_assert(BlkSize == VMem::PageSize);
 
+// A block of at most BlkSize bytes, in a page of its own; or a run, of more bytes in pages side by side, all full but the
+// last. A run is only read. What is to be changed, or to come into a buffer, is parted from it before.
 struct BlkDesc {
     BlkDesc* prev;    // NIL at the first
     BlkDesc* next;    // NIL at the last
-    std::int16_t len; // bytes in use, from the block's first byte on
-    std::int32_t adr; // VMem address of the block's page, -1 if it has none
+    std::int32_t len; // bytes in use, from the block's first byte on; of a run more than BlkSize
+    std::int32_t adr; // VMem address of the block's page, or of the first one of a run, -1 if it has none
+
+    bool IsRun() const { return len > BlkSize; }
 };
 
 // A place in a chain. Good until the chain changes.
 struct BlkRdr {
     BlkDesc* ptr;       // the block
     std::int32_t start; // position of its first byte
-    std::int16_t ix;    // index in the block, 0 to ptr->len
+    std::int32_t ix;    // index in the block, 0 to ptr->len
 };
 
 class BlockChain {
@@ -70,9 +74,13 @@ class BlockChain {
             lagStart = start;
             lag += more;
         }
-        blk->len = static_cast<std::int16_t>(n);
+        blk->len = n;
         total += more;
     }
+
+    // Parts a run so that the page of rd.ix is a block of its own, and takes rd there; the descriptor of the run stays,
+    // for what comes first. False, with nothing changed, if the heap has no room.
+    bool Part(BlkRdr& rd);
 
     // Takes out the block that starts at `start`, and frees it. It must not be the only one.
     void Remove(BlkDesc* blk, std::int32_t start);
@@ -92,15 +100,21 @@ class BlockChain {
     void DisposeList(BlkDesc*& blk); // along `next`
     void TakePage(BlkDesc* blk) { vm->TakePage(blk->adr); }
     void GiveBackPage(BlkDesc* blk) {
+        if (blk->IsRun()) return vm->DiscardPages(blk->adr, (blk->len - 1) / BlkSize + 1);
         if (blk->adr != -1) vm->DiscardPage(blk->adr);
     }
+    BlkDesc* NewRun(Backing* file, std::int32_t n); // that has its n bytes from a file; NIL if there is no room for it
+    SwapFile& Files() { return vm->Files(); }
+    bool IsIntact() const; // no file that gives pages of the chain has changed
 
     // The bytes of a block's page, as many as it counts. What Peek gives is good until the next call of VMem.
-    void Fill(const BlkDesc* blk, const void* bytes) { vm->FillPage(blk->adr, bytes, blk->len); }
+    void Fill(const BlkDesc* blk, const void* bytes) { vm->FillPage(blk->adr, bytes, static_cast<std::int16_t>(blk->len)); }
     void Load(const BlkDesc* blk, void* to) { vm->Get(blk->adr, to, blk->len); }
     void Load(const BlkDesc* blk, int ix, unsigned char& b) { vm->Get(blk->adr + ix, b); }
-    const unsigned char* Peek(const BlkDesc* blk) { return vm->Peek(blk->adr, blk->len); }
-    void Lend(const BlkDesc* blk) { vm->Lend(blk->adr); } // what Peek gave stays, until TakeBack of the address
+    const unsigned char* Peek(const BlkDesc* blk, std::int32_t ix, std::int32_t n) { // within one page
+        return vm->Peek(blk->adr + ix, static_cast<std::int16_t>(n));
+    }
+    void Lend(std::int32_t adr) { vm->Lend(adr); } // what Peek gave stays, until TakeBack of the address
     void TakeBack(std::int32_t adr) { vm->TakeBack(adr); }
     void Set(std::int32_t adr, const void* bytes, std::int32_t n) { vm->Set(adr, bytes, n); }
     void Copy(std::int32_t to, std::int32_t from, std::int32_t n) { vm->CopyBytes(to, from, n); }

@@ -51,7 +51,7 @@ inline bool Change::InitChange(VFile& f, std::int32_t p, std::int32_t oldLen) {
     Content& c = Content::Of(f);
     const std::int32_t ix = p - c.cur.start;
     if (ix > 0 && ix < c.cur.ptr->len) { // most changes stay in the block of the one before
-        c.cur.ix = static_cast<std::int16_t>(ix);
+        c.cur.ix = ix;
     } else {
         c.chain.Find(c.cur, p, true);
     }
@@ -66,6 +66,7 @@ inline bool Change::InitChange(VFile& f, std::int32_t p, std::int32_t oldLen) {
 // A block that is empty, or of which nothing will be left, is not read: the change gives the buffer its bytes. False if
 // there is no memory for a buffer.
 bool Change::LoadCurrent(Content& c, std::int32_t oldLen) {
+    if (c.cur.ptr->IsRun() && !c.chain.Part(c.cur)) return false;
     BlkDesc* blk = c.cur.ptr;
     const bool unread = blk->adr == -1 || (c.cur.ix == 0 && oldLen >= blk->len);
     if (!(unread ? c.HaveBuf() : c.LoadBuf())) return false;
@@ -299,7 +300,10 @@ void Change::KeepTail(std::int32_t oldLen, std::int32_t tail) {
 // Takes i bytes out behind the current block. Blocks that lie wholly in the cut go unread.
 void Change::Cut(std::int32_t i, std::int32_t at) {
     const BlkDesc* blk = c.cur.ptr;
-    while (blk->next && i >= blk->next->len) {
+    while (blk->next && (i >= blk->next->len || (i > 0 && blk->next->IsRun()))) {
+        BlkRdr rd{blk->next, at, i};
+        if (i < rd.ptr->len && !c.chain.Part(rd)) Halt("VFile", "NewBlkPtr", "p==NIL");
+        if (i < blk->next->len) break;
         i -= blk->next->len;
         c.chain.Remove(blk->next, at);
     }
@@ -331,9 +335,9 @@ void Change::Splice(std::int32_t at) {
 // Where n more bytes come to stand at the end of the private chain, which counts them from now on; -1 if they don't
 // fit.
 std::int32_t Change::GrowLast(std::int32_t n) {
-    if (!p2 || p2->len + n > BlkSize) return -1;
+    if (!p2 || n > BlkSize - p2->len) return -1;
     const std::int32_t adr = p2->adr + p2->len;
-    p2->len = static_cast<std::int16_t>(p2->len + n);
+    p2->len += n;
     return adr;
 }
 

@@ -13,6 +13,7 @@
 #pragma once
 
 #include "hostfile/hfile.h"
+#include "platform/file.h"
 #include "vfile/span_reader.h"
 
 #include <optional>
@@ -40,6 +41,10 @@ class Change {
     // The change from a file: `file`, or the bare handle h if that is NIL. All new bytes go through a private chain,
     // even ten of them.
     static void FromFile(VFile& f, std::int32_t at, std::int32_t oldLen, HFile* file, FileHandle h, std::int32_t count);
+
+    // The change of the whole content to what an ordinary file has, left where it lies. Takes the handle over,
+    // which is InvalidHandle then. False, with nothing done, if that can't be.
+    static bool FromPlace(VFile& f, FileHandle& h, platform::Sharing sharing);
 
     // The change to the whole content of `giver`, which nobody watches, and which is empty afterwards if it worked.
     static void FromGiver(VFile& f, VFile& giver);

@@ -10,12 +10,11 @@
 // True between any two operations of a live object:
 //
 //  - B1 `next` from the first block and `prev` from the last one visit the same blocks; both ends are NIL.
-//  - B2 The blocks' `len` add up to that of the chain and to that of the object; each is 1 to 1024, or 0 if the block
-//  is
-//    alone.
-//  - B3 A block that holds bytes has a page, and no two blocks have the same one.
+//  - B2 The blocks' `len` add up to that of the chain and to that of the object; each is 1 to 1024, or more for a run,
+//    or 0 if the block is alone.
+//  - B3 A block that holds bytes has a page, or as many as a run needs, and no two blocks have the same one.
 //  - B4 cur.ptr is in the chain, cur.start is the sum before it, cur.ix is 0 to cur.ptr->len, pos = cur.start + cur.ix.
-//  - B5 bufDirty implies bufBlk implies buf. bufBlk is in the chain; buf is right for it, and VMem may lag, there only,
+//  - B5 bufDirty implies bufBlk implies buf. bufBlk is in the chain, and no run; buf is right for it, and VMem may lag, there only,
 //    while bufDirty.
 #pragma once
 
@@ -46,7 +45,7 @@ struct Content : FromHeap {
     void Place(std::int32_t p) {
         const std::int32_t ix = p - cur.start;
         if (ix < 0 || ix >= cur.ptr->len) return chain.Find(cur, p, false);
-        cur.ix = static_cast<std::int16_t>(ix);
+        cur.ix = ix;
     }
     static void Place(VFile& f, std::int32_t p) { // and the object's position with it
         f.content->Place(p);
@@ -63,8 +62,11 @@ struct Content : FromHeap {
     unsigned char ByteAtCursor();
     static void ReadByteFar(VFile& f, unsigned char& b);
 
-    // The bytes of a block, which has some, wherever the newest of them are. Good until the next call of VMem.
-    const unsigned char* BytesOf(const BlkDesc* blk) { return blk == bufBlk ? buf : chain.Peek(blk); }
+    // n bytes of a block from ix on, which lie in one page, wherever the newest of them are. Good until the next call
+    // of VMem.
+    const unsigned char* BytesOf(const BlkDesc* blk, std::int32_t ix, std::int32_t n) {
+        return blk == bufBlk ? buf + ix : chain.Peek(blk, ix, n);
+    }
 
     ThreadsVMem& vm;
     BlockChain chain;

@@ -8,6 +8,7 @@
 #include <cstdlib>
 
 using vfile_internal::BlkRdr;
+using vfile_internal::BytesAhead;
 using vfile_internal::Content;
 using vfile_internal::EnterAhead;
 using vfile_internal::EnterBefore;
@@ -80,7 +81,7 @@ void Content::FreeBuf() {
 
 bool Content::LoadBuf() {
     if (bufBlk == cur.ptr) return true;
-    if (!HaveBuf()) return false;
+    if (!HaveBuf() || (cur.ptr->IsRun() && !chain.Part(cur))) return false;
     WriteBack();
     chain.Load(cur.ptr, buf);
     bufBlk = cur.ptr;
@@ -145,11 +146,11 @@ int VFile::ReadBytes(void* dst, int n) {
     auto* to = static_cast<unsigned char*>(dst);
     int done = 0;
     while (done < n && EnterAhead(cur)) {
-        const int k = std::min<std::int32_t>(n - done, cur.ptr->len - cur.ix);
-        std::memcpy(to + done, content->BytesOf(cur.ptr) + cur.ix, static_cast<std::size_t>(k));
+        const int k = std::min<std::int32_t>(n - done, BytesAhead(cur));
+        std::memcpy(to + done, content->BytesOf(cur.ptr, cur.ix, k), static_cast<std::size_t>(k));
         done += k;
         pos += k;
-        cur.ix = static_cast<std::int16_t>(cur.ix + k);
+        cur.ix += k;
     }
     eof = done < n;
     return done;

@@ -6,6 +6,7 @@
 #include "hostfile/hfile.h"
 #include "platform/file.h"
 #include "vfile/change.h"
+#include "vfile/in_place.h"
 #include "vfile/large_transfer.h"
 #include "vfile/long_work.h"
 #include "vfile/overrides.h"
@@ -50,6 +51,8 @@ void VFile::Load(const char* name, std::uint32_t share) {
 
 void VFile::WriteFile(const char* name, bool overwrite) {
     if (!content->OnOwnerThread()) HaltA("VFile", __LINE__);
+    if (res == resDone) res = vfile_internal::MayReadAll(*this);
+    if (res == resDone && overwrite) res = vfile_internal::BringIn(*this, name);
     if (res != resDone) return;
     const platform::Disposition disposition =
         overwrite ? platform::Disposition::CreateAlways : platform::Disposition::CreateNew;
@@ -137,10 +140,12 @@ std::int32_t FileWriter::WritePiece(const void* bytes, std::int32_t n) {
 
 void VFile::WriteToFile(FileHandle h, std::int32_t count) {
     if (!content->OnOwnerThread()) HaltA("VFile", __LINE__);
+    if (res == resDone) res = vfile_internal::MayWriteTo(*this, h);
     vfile_internal::FileWriter(*this, nullptr, h).Write(count);
 }
 
 void VFile::WriteToFile(HFile& f, std::int32_t count) {
     if (!content->OnOwnerThread()) HaltA("VFile", __LINE__);
+    if (res == resDone) res = vfile_internal::MayWriteTo(*this, f.handle);
     vfile_internal::FileWriter(*this, &f, f.handle).Write(count);
 }

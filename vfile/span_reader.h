@@ -18,17 +18,23 @@ namespace vfile_internal {
 
 // Goes to the block that holds the byte at the cursor, or the one before it. False, and at the edge of the content, if
 // there is none.
+// A run may have been parted since the cursor came to it: its place then lies behind what is left of it.
 inline bool EnterAhead(BlkRdr& rd) {
     while (rd.ix >= rd.ptr->len) {
         if (!rd.ptr->next) return false;
         rd.start += rd.ptr->len;
-        rd.ix = 0;
+        rd.ix -= rd.ptr->len;
         rd.ptr = rd.ptr->next;
     }
     return true;
 }
 
 inline bool EnterBefore(BlkRdr& rd) {
+    while (rd.ix > rd.ptr->len) {
+        rd.start += rd.ptr->len;
+        rd.ix -= rd.ptr->len;
+        rd.ptr = rd.ptr->next;
+    }
     while (rd.ix < 1) {
         if (!rd.ptr->prev) return false;
         rd.ptr = rd.ptr->prev;
@@ -36,6 +42,16 @@ inline bool EnterBefore(BlkRdr& rd) {
         rd.ix = rd.ptr->len;
     }
     return true;
+}
+
+// How many bytes of the block lie in the page of the byte at the cursor, from there on; of the byte before it, up to
+// there.
+inline std::int32_t BytesAhead(const BlkRdr& rd) {
+    return std::min<std::int32_t>(rd.ptr->len - rd.ix, BlkSize - (rd.ix & (BlkSize - 1)));
+}
+
+inline std::int32_t BytesBefore(const BlkRdr& rd) {
+    return ((rd.ix - 1) & (BlkSize - 1)) + 1;
 }
 
 // At least one byte. Good until the next call of VMem or of the object.
@@ -70,16 +86,15 @@ class SpanReader {
         inBlock = back ? EnterBefore(*at) : EnterAhead(*at);
         if (own) own->eof = !inBlock;
         if (!inBlock) return End();
-        const unsigned char* bytes = content.BytesOf(at->ptr);
-        if (back) return {bytes, static_cast<std::size_t>(at->ix)};
-        return {bytes + at->ix, static_cast<std::size_t>(at->ptr->len - at->ix)};
+        const std::int32_t n = back ? BytesBefore(*at) : BytesAhead(*at);
+        return {content.BytesOf(at->ptr, back ? at->ix - n : at->ix, n), static_cast<std::size_t>(n)};
     }
 
     // Goes over n bytes of that run, as many as have been used.
     void Take(std::size_t n) {
         if (!inBlock) return; // a call has moved on by itself, and behind the end there is nothing
         const int k = back ? -static_cast<int>(n) : static_cast<int>(n);
-        at->ix = static_cast<std::int16_t>(at->ix + k);
+        at->ix += k;
         if (own) own->pos += k;
     }
 

@@ -271,6 +271,10 @@ class VFILE_API VFile : public VFileEdits {
     /// while it is being asked. A history has one step of it.
     void LoadKeeping(const char* name, std::uint32_t share, HFileStamp* stamp = nullptr);
 
+    void LoadInPlace(const char* name, std::uint32_t share, HFileStamp* stamp = nullptr);
+
+    bool IsIntact() const;
+
     /// Creates the named file, held exclusively, and writes the whole content into it; the position ends at the end.
     /// Without `overwrite` an existing file is left alone (resAlreadyExists), with it emptied first. Does nothing while
     /// `res` is set; a file that can't be made leaves the position alone. A failure on the way leaves a partly written
@@ -501,6 +505,8 @@ class VFILE_API VFile : public VFileEdits {
 
     VFILE_LOCAL explicit VFile(vfile_internal::Content*& made); // empty, over what is there already
     void Init(vfile_internal::Content* made = nullptr);
+    VFILE_LOCAL void LoadWhole(const char* name, std::uint32_t share, HFileStamp* stamp, bool inPlace);
+    VFILE_LOCAL void SaveBeside(const char* name, int how, HFileStamp* stamp);
 
     vfile_internal::Content* content; // blocks, cursor, buffer; never NIL in a live object
 };

@@ -55,7 +55,7 @@ bool VFileCheck::CheckChain() {
     for (const BlkDesc* b = chain.first; b; before = b, b = b->next) {
         if (b->prev != before) return Broken("B1: block %d does not point back at the one before it", blocks);
         const bool alone = chain.first == chain.last;
-        if (b->len < (alone ? 0 : 1) || b->len > BlkSize) return Broken("B2: block %d has len %d", blocks, b->len);
+        if (b->len < (alone ? 0 : 1)) return Broken("B2: block %d has len %d", blocks, b->len);
         if (b->len > 0 && (b->adr < 0 || b->adr % BlkSize != 0)) {
             return Broken("B3: block %d of len %d has adr %d", blocks, b->len, b->adr);
         }
@@ -70,17 +70,21 @@ bool VFileCheck::CheckChain() {
 
 // No two blocks have the same page.
 bool VFileCheck::CheckPages() const {
+    struct Pages {
+        std::int64_t start, end;
+    };
     if (blocks < 1) return true;
-    auto* adrs = static_cast<std::int32_t*>(std::malloc(static_cast<std::size_t>(blocks) * sizeof(std::int32_t)));
-    if (!adrs) return true; // no memory to tell
+    auto* taken = static_cast<Pages*>(std::malloc(static_cast<std::size_t>(blocks) * sizeof(Pages)));
+    if (!taken) return true; // no memory to tell
     std::int32_t n = 0;
     for (const BlkDesc* b = chain.first; b; b = b->next) {
-        if (b->adr != -1) adrs[n++] = b->adr;
+        if (b->adr != -1) taken[n++] = {b->adr, std::int64_t{b->adr} + std::max<std::int32_t>(b->len, 1)};
     }
-    std::sort(adrs, adrs + n);
-    const std::int32_t* twice = std::adjacent_find(adrs, adrs + n);
-    const std::int32_t adr = twice == adrs + n ? -1 : *twice;
-    std::free(adrs);
+    std::sort(taken, taken + n, [](const Pages& a, const Pages& b) { return a.start < b.start; });
+    const Pages* twice =
+        std::adjacent_find(taken, taken + n, [](const Pages& a, const Pages& b) { return a.end > b.start; });
+    const auto adr = twice == taken + n ? -1 : static_cast<std::int32_t>(twice->start);
+    std::free(taken);
     return adr == -1 || Broken("B3: two blocks have the page at %d", adr);
 }
 
@@ -102,7 +106,7 @@ bool VFileCheck::CheckBuffer() const {
     if (!c.buf) return Broken("B5: bufBlk without buf");
     const BlkDesc* b = chain.first;
     while (b && b != c.bufBlk) b = b->next;
-    if (!b) return Broken("B5: the block in the buffer is not in the chain");
+    if (!b || b->IsRun()) return Broken("B5: the block in the buffer is a run, or not in the chain");
     if (c.bufDirty && b->adr == -1) return Broken("B5: bufDirty and no page");
     if (c.bufDirty || b->len == 0) return true;
     unsigned char page[BlkSize];

@@ -39,15 +39,16 @@ Look::~Look() {
 Span Look::Next() {
     if (own) return ByCall();
     if (!(back ? EnterBefore(rd) : EnterAhead(rd))) return {nullptr, 0};
-    const std::int32_t n = std::min<std::int32_t>(left, back ? rd.ix : rd.ptr->len - rd.ix);
+    const std::int32_t n = std::min<std::int32_t>(left, back ? BytesBefore(rd) : BytesAhead(rd));
     const auto size = static_cast<std::size_t>(n);
-    const unsigned char* bytes = content.BytesOf(rd.ptr) + rd.ix - (back ? n : 0);
+    const std::int32_t ix = back ? rd.ix - n : rd.ix;
+    const unsigned char* bytes = content.BytesOf(rd.ptr, ix, n);
     if (watch.subject && rd.ptr == content.bufBlk) {
         std::memcpy(room, bytes, size);
         bytes = room;
     } else if (watch.subject) {
-        lent = rd.ptr->adr;
-        content.chain.Lend(rd.ptr);
+        lent = rd.ptr->adr + ix;
+        content.chain.Lend(lent);
     }
     return {bytes, size};
 }
@@ -63,7 +64,7 @@ void Look::Take(std::size_t n) {
     const auto k = static_cast<std::int32_t>(n);
     left -= k;
     at += back ? -k : k;
-    rd.ix = static_cast<std::int16_t>(rd.ix + (back ? -k : k));
+    rd.ix += back ? -k : k;
 }
 
 void Look::Hold() {

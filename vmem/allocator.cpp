@@ -73,11 +73,27 @@ std::int32_t Allocator::PagesLeft() const {
     return freePages.Count() + (INT32_MAX - topAdr) / PageSize;
 }
 
+// So many pages side by side above the top, which nobody looks at before he has filled them, or that have their bytes
+// from elsewhere. False if there is no room for them.
+bool Allocator::TakeRange(std::int32_t& adr, std::int32_t count) {
+    adr = NoAdr;
+    if (std::int64_t{topAdr} + GapToPage() + std::int64_t{count} * PageSize > INT32_MAX) return false;
+    NewPage(adr);
+    if (adr == NoAdr) return false;
+    topAdr += (count - 1) * PageSize;
+    return true;
+}
+
+// The bytes below the next page must be none, or able to hold a link.
+std::int32_t Allocator::GapToPage() const {
+    const std::int32_t gap = (PageSize - (topAdr & PageMask)) & PageMask;
+    return gap > 0 && gap < MinBlock ? gap + PageSize : gap;
+}
+
 // A page above the top. What is left below it becomes a free block, before the page is there: if that halts, none is.
 void Allocator::NewPage(std::int32_t& adr) {
     adr = NoAdr;
-    std::int32_t gap = (PageSize - (topAdr & PageMask)) & PageMask;
-    if (gap > 0 && gap < MinBlock) gap += PageSize; // the bytes below the page must be able to hold a link
+    const std::int32_t gap = GapToPage();
     if (std::int64_t{topAdr} + gap + PageSize > INT32_MAX)
         return Halt("VMem", "AllocPage", "illegal address (>max.address)");
     const std::int32_t page = topAdr + gap;

@@ -39,6 +39,7 @@ class Allocator {
     void Alloc(std::int32_t& adr, std::int16_t len);
     void AllocPage(std::int32_t& adr);
     void TakePage(std::int32_t& adr);
+    bool TakeRange(std::int32_t& adr, std::int32_t count);
     void Dealloc(std::int32_t& adr, std::int16_t len);
     void DeallocPage(std::int32_t& adr);
     void DiscardPage(std::int32_t& adr);
@@ -58,6 +59,7 @@ class Allocator {
     bool ReadLink(std::int32_t adr, std::int32_t& next);
     std::int32_t PopPage(bool withLink);
     bool PushPage(std::int32_t adr);
+    std::int32_t GapToPage() const;
     void NewPage(std::int32_t& adr);
     std::int32_t PopBlock(int i);
     bool PushBlock(std::int32_t adr, int i);

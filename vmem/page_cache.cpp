@@ -34,7 +34,7 @@ CacheDesc* PageCache::FindPage(std::int32_t adr, bool toFill) {
     } else {
         p = TakeDescriptor();
         if (!p) return nullptr;
-        if (const char* failure = toFill && swap.Size() <= adr ? nullptr : Load(adr, p->data)) {
+        if (const char* failure = toFill && !swap.Has(adr) ? nullptr : Load(adr, p->data)) {
             DropPage(p); // it holds nothing
             Halt("VMem", "FindPage", failure);
             return nullptr;
@@ -170,6 +170,7 @@ void PageCache::DropPage(CacheDesc* p) {
 // Takes the page at this address out of the cache if it is there; its bytes are of no more use. A slab that this leaves
 // empty waits for the next pages: what is cut and what is put in come in turns.
 void PageCache::Forget(std::int32_t adr) {
+    if (swap.backings.Leave(adr)) ahead.Forget(adr, std::int64_t{adr} + PageSize);
     CacheDesc* p = Lookup(adr);
     if (!p) return;
     UnHashCachePtr(p);
@@ -201,7 +202,7 @@ CacheDesc* PageCache::GoesSoon(std::int64_t adr) const {
 
 // Fills a page's bytes; NIL, or what failed. A page that the file does not have was never written and reads as zeros.
 const char* PageCache::Load(std::int32_t adr, unsigned char* data) {
-    if (swap.Size() <= adr) {
+    if (!swap.Has(adr)) {
         std::memset(data, 0, PageSize);
         return nullptr;
     }

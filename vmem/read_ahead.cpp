@@ -64,7 +64,7 @@ bool ReadAhead::Fill(Run& run, std::int32_t adr, const SwapFile& swap) {
     const int pages = std::min(run.size, credit.Pages() + 1);
     if (!run.bytes) run.bytes = static_cast<unsigned char*>(std::malloc(GroupSize));
     if (!run.bytes) return false;
-    std::int64_t count = std::min(std::int64_t{pages} * PageSize, swap.Size() - adr);
+    std::int64_t count = swap.Stretch(adr, std::int64_t{pages} * PageSize);
     const std::int64_t over = (adr + count) % GroupSize;
     if (pages == GatherPages && over < count) count -= over;
     if (count <= PageSize) return false; // a batch of one

@@ -8,6 +8,7 @@
 #include "platform/swap_file.h"
 #include "vmem/page.h"
 
+#include <algorithm>
 #include <cstdio>
 #include <cstdlib>
 #include <cstring>
@@ -91,13 +92,25 @@ void SwapFile::SetDir(const char* text) {
     dir = copy;
 }
 
+// A few pages, so it is looked at page by page where there are backings.
+std::int64_t SwapFile::Stretch(std::int64_t adr, std::int64_t count) const {
+    const Backing* from = backings.Of(adr);
+    if (!from) count = std::min(count, fileSize - adr);
+    if (!backings.First()) return count;
+    std::int64_t n = PageSize;
+    while (n < count && backings.Of(adr + n) == from) n += PageSize;
+    return n;
+}
+
 const char* SwapFile::Read(std::int32_t adr, unsigned char* data) const {
+    if (const Backing* from = backings.Of(adr)) return from->Read(adr, data);
     bool seekFailed = false;
     const std::int32_t moved = platform::ReadAt(handle, data, PageSize, adr, &seekFailed);
     return seekFailed ? SeekFailed : moved != PageSize ? ReadFailed : nullptr;
 }
 
 std::int32_t SwapFile::ReadMore(std::int32_t adr, unsigned char* data, std::int64_t count) const {
+    if (const Backing* from = backings.Of(adr)) return from->ReadMore(adr, data, count);
     const std::uint32_t error = GetLastError();
     bool seekFailed = false;
     const std::int32_t moved = platform::ReadAt(handle, data, static_cast<std::uint32_t>(count), adr, &seekFailed);
@@ -106,14 +119,19 @@ std::int32_t SwapFile::ReadMore(std::int32_t adr, unsigned char* data, std::int6
 }
 
 bool SwapFile::Write(std::int32_t adr, const unsigned char* data) {
-    if (handle == InvalidHandle && !Open()) return false;
-    if (!Extend(adr)) return false;
-    if (const char* failure = WritePiece(handle, data, PageSize, adr)) {
-        Halt("VMem", "FlushCachePtr", failure);
-        return false;
-    }
-    if (fileSize == adr) fileSize += PageSize;
-    return true;
+    const Failure failure = Put(adr, data);
+    if (failure.text) Halt("VMem", failure.operation, failure.text);
+    return !failure.text;
+}
+
+SwapFile::Failure SwapFile::Put(std::int32_t adr, const unsigned char* data) {
+    Failure failure = handle == InvalidHandle ? Open() : Failure{};
+    if (!failure.text) failure = Extend(adr);
+    if (!failure.text) failure = {"FlushCachePtr", WritePiece(handle, data, PageSize, adr)};
+    if (failure.text) return failure;
+    if (fileSize < adr + PageSize) fileSize = std::int64_t{adr} + PageSize;
+    backings.Leave(adr);
+    return failure;
 }
 
 int SwapFile::WriteMore(std::int64_t adr, unsigned char* const* data, int n) {
@@ -122,38 +140,70 @@ int SwapFile::WriteMore(std::int64_t adr, unsigned char* const* data, int n) {
     SetLastError(error);
     const int whole = moved > 0 ? moved / PageSize : 0;
     if (fileSize < adr + whole * PageSize) fileSize = adr + whole * PageSize;
+    for (int i = 0; i < whole; ++i) backings.Leave(adr + i * PageSize);
     return whole;
 }
 
-bool SwapFile::Open() {
-    char path[SwapPathSize];
-    handle = CreateSwapFile(path, dir);
-    if (handle == InvalidHandle) {
-        Halt("VMem", "FlushCachePtr", "swap file creation failed");
-        return false;
+bool SwapFile::BringIn(Backing& file) {
+    unsigned char one[PageSize];
+    auto* many = static_cast<unsigned char*>(std::malloc(GroupSize)); // without it, page by page
+    bool good = true;
+    std::int64_t adr = file.Start();
+    for (std::int32_t rest = file.Giving(); rest > 0 && good;) { // then it is gone
+        if (!file.Gives(adr)) {
+            adr += PageSize;
+            continue;
+        }
+        const std::int64_t size = Stretch(adr, std::min<std::int64_t>(GroupSize, file.End() - adr));
+        int n = many && Reaches(adr) && file.ReadMore(adr, many, size) == size ? WritePages(adr, many, size) : 0;
+        if (n == 0) {
+            good = !file.Read(adr, one) && !Put(static_cast<std::int32_t>(adr), one).text;
+            n = 1;
+        }
+        rest -= n;
+        adr += n * PageSize;
     }
-    name = NewText(path);
-    return true;
+    std::free(many);
+    return good;
 }
 
-// Makes the file reach `size`. Gaps arise because pages leave the cache in any order.
-bool SwapFile::Extend(std::int32_t size) {
-    if (fileSize >= size) return true;
+// WriteMore of pages that lie side by side.
+int SwapFile::WritePages(std::int64_t adr, unsigned char* data, std::int64_t size) {
+    unsigned char* pages[GatherPages];
+    const auto n = static_cast<int>(size / PageSize);
+    for (int i = 0; i < n; ++i) pages[i] = data + i * PageSize;
+    return WriteMore(adr, pages, n);
+}
+
+SwapFile::Failure SwapFile::Open() {
+    char path[SwapPathSize];
+    handle = CreateSwapFile(path, dir);
+    if (handle == InvalidHandle) return {"FlushCachePtr", "swap file creation failed"};
+    name = NewText(path);
+    return {};
+}
+
+// Makes the file reach `size`. Gaps arise because pages leave the cache in any order. What a backing covers is left a
+// hole: each page of it takes its room when it is written.
+SwapFile::Failure SwapFile::Extend(std::int32_t size) {
+    if (fileSize >= size) return {};
     unsigned char fill[PageSize];
     std::memset(fill, FillByte, sizeof fill);
-    while (fileSize < size) {
-        const auto n = static_cast<std::int32_t>(size - fileSize < PageSize ? size - fileSize : PageSize);
-        if (const char* failure = WritePiece(handle, fill, n, fileSize)) {
-            Halt("VMem", "ExtendFile", failure);
-            return false;
+    for (std::int64_t at = fileSize, behind; at < size;) {
+        if (backings.Covers(at, behind)) {
+            at = behind;
+            continue;
         }
-        fileSize += n;
+        const auto n = static_cast<std::int32_t>(size - at < PageSize ? size - at : PageSize);
+        if (const char* failure = WritePiece(handle, fill, n, at)) return {"ExtendFile", failure};
+        fileSize = at += n;
     }
-    return true;
+    return {};
 }
 
 void SwapFile::Close() {
     if (handle != InvalidHandle) platform::CloseFile(handle); // the system then deletes it
+    backings.Drop();
     Abandon();
 }
 
@@ -162,6 +212,7 @@ void SwapFile::Abandon() {
     std::free(name);
     name = nullptr;
     fileSize = 0;
+    backings.Abandon();
 }
 
 } // namespace vfile_internal

@@ -248,6 +248,26 @@ void VMem::DiscardPage(std::int32_t& adr) {
     if (Usable(__LINE__)) memory->allocator.DiscardPage(adr);
 }
 
+bool VMem::TakeFile(std::int32_t& adr, Backing* file) {
+    adr = NoAdr;
+    if (!Usable(__LINE__) || !memory->allocator.TakeRange(adr, file->PageCount())) return false;
+    memory->file.backings.Add(file, adr);
+    return true;
+}
+
+// From the last one on: where they end at the top, that goes down.
+void VMem::DiscardPages(std::int32_t adr, std::int32_t count) {
+    if (!Usable(__LINE__)) return;
+    while (count > 0) {
+        std::int32_t page = adr + --count * PageSize;
+        memory->allocator.DiscardPage(page);
+    }
+}
+
+SwapFile& VMem::Files() {
+    return memory->file;
+}
+
 std::int32_t VMem::PagesLeft() const {
     return memory ? memory->allocator.PagesLeft() : 0;
 }

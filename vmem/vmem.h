@@ -9,8 +9,10 @@
 #include <type_traits>
 
 namespace vfile_internal {
+class Backing;
 class BlockChain;
 class ForkedChild;
+class SwapFile;
 class VMemCheck;
 struct CacheDesc;
 struct Memory;
@@ -296,6 +298,13 @@ class VFILE_API VMem {
     void TakePage(std::int32_t& adr);
     void DiscardPage(std::int32_t& adr);
     std::int32_t PagesLeft() const; // that can still be handed out
+
+    // Pages side by side: those that have their first bytes from a file, which goes over to this object (false, with
+    // nothing taken, if the space has no room for them), and any that are dropped together.
+    bool TakeFile(std::int32_t& adr, vfile_internal::Backing* file);
+    void DiscardPages(std::int32_t adr, std::int32_t count);
+    vfile_internal::SwapFile& Files(); // where pages come from
+
     void FillPage(std::int32_t adr, const void* buf, std::int16_t len);
 
     // For the child of a fork: the cache limit, and the text of the directory in exchange for `dir`, on any thread.

@@ -29,6 +29,7 @@ class VMemCheck {
     bool CheckList() const;
     bool CheckChains() const;
     bool CheckSizes() const;
+    bool CheckBackings() const;
     bool CheckContents() const;
     bool CheckAhead() const;
     bool CheckSlabs() const;
@@ -118,11 +119,32 @@ bool VMemCheck::ReadFile(std::int64_t adr, unsigned char* data) const {
     return !file.Read(static_cast<std::int32_t>(adr), data);
 }
 
+bool VMemCheck::CheckBackings() const {
+    for (const Backing* b = file.backings.First(); b; b = b->next) {
+        if (b->start < 0 || b->start % PageSize != 0 || b->end - b->start != std::int64_t{b->PageCount()} * PageSize) {
+            return Broken("C10: a file gives pages from %lld to %lld", static_cast<long long>(b->start),
+                          static_cast<long long>(b->end));
+        }
+        std::int32_t n = 0;
+        for (std::int64_t adr = b->start; adr < b->end; adr += PageSize) {
+            if (!b->Gives(adr)) continue;
+            ++n;
+            const auto page = static_cast<long long>(adr);
+            if (adr >= space.topAdr) return Broken("C10: a file gives page %lld, topAdr is %d", page, space.topAdr);
+            for (const Backing* c = b->next; c; c = c->next) {
+                if (c->Gives(adr)) return Broken("C10: two files give page %lld", page);
+            }
+        }
+        if (n != b->giving || n < 1) return Broken("C10: %d pages come from a file, not %d", n, b->giving);
+    }
+    return true;
+}
+
 bool VMemCheck::CheckContents() const {
     for (const CacheDesc* p = cache.cacheHead; p; p = p->next) {
         if (p->dirty) continue;
         unsigned char should[PageSize] = {};
-        if (p->adr < file.fileSize && !ReadFile(p->adr, should)) return Broken("C5: the file lacks page %d", p->adr);
+        if (file.Has(p->adr) && !ReadFile(p->adr, should)) return Broken("C5: the file lacks page %d", p->adr);
         const unsigned char* at = std::mismatch(p->data, p->data + PageSize, should).first;
         const auto i = at - p->data;
         if (i < PageSize) {
@@ -164,13 +186,12 @@ bool VMemCheck::CheckAhead() const {
         const ReadAhead::Batch batch = cache.ahead.BatchOf(i);
         const auto start = static_cast<long long>(batch.start), end = static_cast<long long>(batch.end);
         if (start == end) continue;
-        if (!batch.bytes || cache.maxCacheCount < GatherFrom || start > end || end > file.fileSize) {
-            return Broken("C6: read ahead from %lld to %lld of %lld", start, end,
-                          static_cast<long long>(file.fileSize));
+        if (!batch.bytes || cache.maxCacheCount < GatherFrom || start > end) {
+            return Broken("C6: read ahead from %lld to %lld", start, end);
         }
         for (long long adr = start; adr < end; adr += PageSize) {
             unsigned char should[PageSize];
-            if (!ReadFile(adr, should)) return Broken("C6: the file lacks page %lld", adr);
+            if (!file.Has(adr) || !ReadFile(adr, should)) return Broken("C6: the file lacks page %lld", adr);
             if (std::memcmp(batch.bytes + (adr - start), should, sizeof should) != 0) {
                 return Broken("C6: page %lld read ahead differs from the file", adr);
             }
@@ -213,7 +234,7 @@ bool VMemCheck::Peek(std::int32_t adr, unsigned char* to, int n) const {
         k = std::min(n - done, PageSize - off);
         const CacheDesc* p = cache.Lookup(page);
         unsigned char data[PageSize] = {};
-        if (!p && page < file.fileSize && !ReadFile(page, data)) return false;
+        if (!p && file.Has(page) && !ReadFile(page, data)) return false;
         std::memcpy(to + done, (p ? p->data : data) + off, static_cast<std::size_t>(k));
     }
     return true;
@@ -298,7 +319,7 @@ bool VMemCheck::CheckFreeLists() const {
 }
 
 bool VMemCheck::Check(bool deep) const {
-    if (!CheckList() || !CheckChains() || !CheckSizes() || !CheckClasses()) return false;
+    if (!CheckList() || !CheckChains() || !CheckSizes() || !CheckBackings() || !CheckClasses()) return false;
     return !deep || (CheckContents() && CheckAhead() && CheckSlabs() && CheckFreeLists());
 }
 
