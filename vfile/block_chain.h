@@ -27,8 +27,8 @@ namespace vfile_internal {
 
 static_assert(BlkSize == VMem::PageSize);
 
-// A block of at most BlkSize bytes, in a page of its own; or a run, of more bytes in pages side by side, all full but the
-// last. A run is only read. What is to be changed, or to come into a buffer, is parted from it before.
+// A block of at most BlkSize bytes, in a page of its own; or a run, of more bytes in pages side by side, all full but
+// the last. A run is only read. What is to be changed, or to come into a buffer, is parted from it before.
 struct BlkDesc {
     BlkDesc* prev;    // NIL at the first
     BlkDesc* next;    // NIL at the last
@@ -100,15 +100,18 @@ class BlockChain {
     void DisposeList(BlkDesc*& blk); // along `next`
     void TakePage(BlkDesc* blk) { vm->TakePage(blk->adr); }
     void GiveBackPage(BlkDesc* blk) {
+        if (blk->adr == -1) return;
         if (blk->IsRun()) return vm->DiscardPages(blk->adr, (blk->len - 1) / BlkSize + 1);
-        if (blk->adr != -1) vm->DiscardPage(blk->adr);
+        vm->DiscardPage(blk->adr);
     }
     BlkDesc* NewRun(Backing* file, std::int32_t n); // that has its n bytes from a file; NIL if there is no room for it
     SwapFile& Files() { return vm->Files(); }
     bool IsIntact() const; // no file that gives pages of the chain has changed
 
     // The bytes of a block's page, as many as it counts. What Peek gives is good until the next call of VMem.
-    void Fill(const BlkDesc* blk, const void* bytes) { vm->FillPage(blk->adr, bytes, static_cast<std::int16_t>(blk->len)); }
+    void Fill(const BlkDesc* blk, const void* bytes) {
+        vm->FillPage(blk->adr, bytes, static_cast<std::int16_t>(blk->len));
+    }
     void Load(const BlkDesc* blk, void* to) { vm->Get(blk->adr, to, blk->len); }
     void Load(const BlkDesc* blk, int ix, unsigned char& b) { vm->Get(blk->adr + ix, b); }
     const unsigned char* Peek(const BlkDesc* blk, std::int32_t ix, std::int32_t n) { // within one page

@@ -14,7 +14,8 @@
 //    or 0 if the block is alone.
 //  - B3 A block that holds bytes has a page, or as many as a run needs, and no two blocks have the same one.
 //  - B4 cur.ptr is in the chain, cur.start is the sum before it, cur.ix is 0 to cur.ptr->len, pos = cur.start + cur.ix.
-//  - B5 bufDirty implies bufBlk implies buf. bufBlk is in the chain, and no run; buf is right for it, and VMem may lag, there only,
+//  - B5 bufDirty implies bufBlk implies buf. bufBlk is in the chain, and no run; buf is right for it, and VMem may lag,
+//  there only,
 //    while bufDirty.
 #pragma once
 

@@ -22,8 +22,8 @@ platform::Sharing SharingOf(std::uint32_t share) {
 class Input {
   public:
     Input(const char* name, std::uint32_t share)
-        : handle(platform::OpenFile(name, platform::Access::Read, SharingOf(share),
-                                    platform::Disposition::OpenExisting, platform::Pattern::Sequential)) {}
+        : handle(platform::OpenFile(name, platform::Access::Read, SharingOf(share), platform::Disposition::OpenExisting,
+                                    platform::Pattern::Sequential)) {}
     ~Input() {
         if (IsOpen()) platform::CloseFile(handle);
     }

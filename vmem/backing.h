@@ -27,9 +27,7 @@ class Backing : public FromHeap {
     std::int32_t PageCount() const; // of its range
     std::int64_t Start() const { return start; }
     std::int64_t End() const { return end; }
-    bool Gives(std::int64_t adr) const {
-        return adr >= start && adr < end && (left[Word(adr)] & Bit(adr)) == 0;
-    }
+    bool Gives(std::int64_t adr) const { return adr >= start && adr < end && (left[Word(adr)] & Bit(adr)) == 0; }
 
     // One page that it gives; NIL, or what failed.
     const char* Read(std::int64_t adr, unsigned char* data) const;

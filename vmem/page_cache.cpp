@@ -179,6 +179,15 @@ void PageCache::Forget(std::int32_t adr) {
     if (p != sparePage) pool.Return(p);
 }
 
+// The same for all pages of a range that is going to have other bytes.
+void PageCache::ForgetRange(std::int64_t start, std::int64_t end) {
+    for (CacheDesc *p = cacheHead, *next; p; p = next) {
+        next = p->next;
+        if (p->adr >= start && p->adr < end) DropPage(p);
+    }
+    ahead.Forget(start, end);
+}
+
 void PageCache::Lend(std::int32_t adr) {
     CacheDesc* p = Lookup(adr);
     if (p && p->lent++ == 0) ++lentCount;

@@ -48,6 +48,7 @@ class PageCache {
     CacheDesc* FindPage(std::int32_t adr, bool toFill = false);
     CacheDesc* EnterPage(std::int32_t adr);
     void Forget(std::int32_t adr);
+    void ForgetRange(std::int64_t start, std::int64_t end);
     CacheDesc* GoesSoon(std::int64_t adr) const;
 
     // A cached page whose bytes are looked at where they lie keeps its place in RAM, whatever comes, until each Lend

@@ -252,6 +252,7 @@ bool VMem::TakeFile(std::int32_t& adr, Backing* file) {
     adr = NoAdr;
     if (!Usable(__LINE__) || !memory->allocator.TakeRange(adr, file->PageCount())) return false;
     memory->file.backings.Add(file, adr);
+    memory->cache.ForgetRange(file->Start(), file->End());
     return true;
 }
 

@@ -59,6 +59,7 @@ struct VFileFaults : testing::Test {
     const Change load{"Load", [this](VFile& f) { f.Load(file.c_str(), 1); }, more, old, ""};
     const Change save{"Save", [this](VFile& f) { f.Save(out.c_str(), true); }, old};
     const Change loadKeeping{"LoadKeeping", [this](VFile& f) { f.LoadKeeping(file.c_str(), 1); }, more};
+    const Change loadInPlace{"LoadInPlace", [this](VFile& f) { f.LoadInPlace(file.c_str(), 1); }, more};
     const Change saveSafely{"SaveSafely", [this](VFile& f) { f.SaveSafely(out.c_str()); }, old};
 };
 
@@ -123,6 +124,8 @@ TEST_F(VFileFaults, FilesThatFailLeaveTheirResult) {
     EXPECT_EQ((Outcomes{"done", "res 22"}), Sweep(Faults::Other, EIO, save));
     for (const Change* change : {&load, &save}) EXPECT_EQ(Outcomes{"done"}, Sweep(Faults::Close, EIO, *change));
     EXPECT_EQ(old, dir.Read("out"));
+    EXPECT_EQ((Outcomes{"done", "res 22"}), Sweep(Faults::System, EIO, loadInPlace));
+    EXPECT_EQ((Outcomes{"done", "res 5"}), Sweep(Faults::Heap, 0, loadInPlace));
     EXPECT_EQ(Outcomes{"res 15"}, Sweep(Faults::Write, ENOSPC, saveSafely));
     EXPECT_EQ((Outcomes{"done", "res 18", "res 22"}), Sweep(Faults::System, EIO, saveSafely)); // 18: an attribute
     EXPECT_EQ((Outcomes{"done", "res 5"}), Sweep(Faults::Heap, 0, saveSafely));

@@ -2,8 +2,11 @@
 // and one of a class that overrides the reads and so makes each. After every step the content, position, result, flags
 // and invariants are compared. Where objects are small the letters are few, so that matches overlap and line ends come
 // in any order. VFILE_SEED and VFILE_STEPS repeat a run.
+#include "hostfile/hfilesave.h"
 #include "support/vfile_support.h"
+#include "vfile/content.h"
 #include "vfile/vfile_std.h"
+#include "vmem/vmem_check.h"
 
 namespace {
 
@@ -125,9 +128,12 @@ int Relations(const A& a, const B& b) {
 
 class Walk {
   public:
-    // Of objects up to about `longest` bytes, which they start with.
+    // Of objects up to about `longest` bytes, which they start with; half of them in a file.
     Walk(unsigned seed, int longest) : rng(seed), lengthMax(longest), s(Pattern(longest)), pos(longest) {
-        Both([&](VFile& f) { Put(f, 0, 0, s); });
+        if (seed & 2) dir.Write("loaded", s);
+        Both([&](VFile& f) {
+            seed & 2 ? f.LoadInPlace(dir.File("loaded").c_str(), 1), f.SetPos(pos) : Put(f, 0, 0, s);
+        });
     }
 
     bool Step() {
@@ -142,6 +148,7 @@ class Walk {
             EXPECT_TRUE(f.GetFlags() == flags && CheckVFile(f, stderr));
             EXPECT_TRUE((kind < 3 && Below(10) != 0) || ContentOf(f) == s);
         });
+        EXPECT_TRUE(CheckVMem(vfile_internal::Content::Of(plain).vm, Below(20) == 0, stderr));
         EXPECT_EQ(LayoutOf(plain), LayoutOf(derived));
         const int p = AnyPlace(), n = Below(2) ? Below(8000) : Below(20);
         if (Small() && Below(3) == 0) CheckLineNumbers(plain, s, p, n);
@@ -226,22 +233,29 @@ class Walk {
 
     void Other() {
         const int kind = Below(8), p = AnyPlace(), n = Small() ? Count() : Below(400000);
-        const bool on = Below(2) == 0;
+        const bool on = Below(2) == 0, safely = Below(2) == 0;
+        const std::string name = dir.File(Below(2) ? "saved" : "loaded");
+        if (kind == 6) std::filesystem::remove(dir.File("loaded")), dir.Write("loaded", Pattern(n, 9));
         if (kind == 1) on ? VFile::ReleaseCache() : VFile::ReleaseMemory();
-        if (kind == 2) VFile::SetMaxCacheSize(static_cast<std::int16_t>(2 + Below(15)));
+        if (kind == 2) VFile::SetMaxCacheSize(static_cast<std::int16_t>(Below(4) ? 2 + Below(15) : 300)); // reads ahead
         Both([&](VFile& f) {
             if (kind == 0) f.Flush();
             if (kind == 3) f.SetPos(-1);
             if (kind == 4) f.SetFlag(vfReadOnly, on);
-            if (kind == 5) f.Save(dir.File("saved").c_str(), true);
-            EXPECT_TRUE(kind != 5 || dir.Read("saved") == s);
-            if (kind == 6) f.Load(dir.Write("loaded", Pattern(n, 9)).c_str(), 1);
+            if (kind == 5) safely ? f.SaveSafely(name.c_str(), on ? hsWriteInPlace : 0) : f.Save(name.c_str(), true);
+            EXPECT_TRUE(kind != 5 || dir.Read(std::filesystem::path(name).filename()) == s);
+            if (kind == 6 && on) f.LoadInPlace(dir.File("loaded").c_str(), 1);
+            if (kind == 6 && !on) f.Load(dir.File("loaded").c_str(), 1);
             if (kind == 7) f.SetPos(p);
         });
         if (kind == 3) res = resCallError;
         if (kind == 4 && res == resDone) flags = on ? flags | vfReadOnly : flags & ~vfReadOnly;
         if (kind == 5) GoTo(Length());
-        if (kind == 6) GoTo(0), Expect(0, Length(), Pattern(n, 9)), pos = 0;
+        if (kind == 6) {
+            const std::pair<int, bool> before(pos, eof);
+            GoTo(0), Expect(0, Length(), Pattern(n, 9)), pos = 0;
+            if (on && res != resDone) std::tie(pos, eof) = before;
+        }
         if (kind == 7) GoTo(p);
     }
 

@@ -20,16 +20,21 @@ inline std::string ContentOf(const VFile& f) {
     return content;
 }
 
-// The blocks' lengths in order, the current one starred, an empty one without a page in brackets: "1024 *576".
+// The blocks' lengths in order, the current one starred, an empty one without a page in brackets: "1024 *576". A run is
+// told as the blocks that it can become.
 inline std::string LayoutOf(const VFile& f) {
     std::istringstream lines(DumpOf([&](std::FILE* out) { DumpVFile(f, out, true); }));
     std::string layout, line;
     std::getline(lines, line);
     while (std::getline(lines, line)) {
-        int len = 0, adr = 0;
-        std::sscanf(line.c_str() + line.find(" len "), " len %d adr %d", &len, &adr);
-        layout += (layout.empty() ? "" : " ") + std::string(line[0] == '*' ? "*" : "");
-        layout += adr == -1 ? "[" + std::to_string(len) + "]" : std::to_string(len);
+        int len = 0, adr = 0, ix = -1;
+        std::sscanf(line.c_str() + line.find(" len "), " len %d adr %d cur.start %*d cur.ix %d", &len, &adr, &ix);
+        const int current = ix < 0 ? -1 : std::min(ix, std::max(len, 1) - 1) / BlkSize;
+        for (int i = 0; i == 0 || i * BlkSize < len; ++i) {
+            const std::string size = std::to_string(std::min<int>(len - i * BlkSize, BlkSize));
+            layout += (layout.empty() ? "" : " ") + std::string(i == current ? "*" : "");
+            layout += adr == -1 ? "[" + size + "]" : size;
+        }
     }
     return layout;
 }
