@@ -21,7 +21,7 @@ void ShownText::PostChange(std::int32_t at, std::int32_t oldLen, std::int32_t ne
 }
 
 bool Editor::Load() {
-    text.LoadKeeping(name, 1, &stamp);
+    text.LoadInPlace(name, 1, &stamp); // a gigabyte at once
     const Res res = text.res;
     std::int32_t start = 0, size = 0, eol = 0;
     text.LineSize(0, start, size, eol);

@@ -271,8 +271,31 @@ class VFILE_API VFile : public VFileEdits {
     /// while it is being asked. A history has one step of it.
     void LoadKeeping(const char* name, std::uint32_t share, HFileStamp* stamp = nullptr);
 
+    /// LoadKeeping without a copy: the file stays open, and each page of it is read when it is first used and comes
+    /// from the file until it has changed. A gigabyte is ready, and its last line read, in a millisecond, in 200 KB of
+    /// RAM; the first pass over it reads the file as any other would. Arguments, results, hooks and what a failure
+    /// leaves are those of LoadKeeping, which does the work where the file can't serve: it is no ordinary file, or
+    /// empty; its file system keeps times by the second, and the file has changed just now; the space below has no room
+    /// for it in one piece; or the class overrides ReplaceFile. For a file that has been changed just now it waits some
+    /// milliseconds, to be able to tell the next change.
+    ///
+    /// The file is held, by this process and as `share` says, as long as a byte of it has not been changed or taken
+    /// out. What others do to its name (rename, remove, replace by SaveSafely) does not matter. A change of its bytes
+    /// or its size, an addition at the end as well, must not happen: from then on IsIntact is false, Save, WriteFile,
+    /// WriteToFile and SaveSafely are resContextError before they touch their file, and what would read a page of it is
+    /// a halt of VMem, "the loaded file has been changed" (FindPage), as is one that can't be read, "reading from the
+    /// loaded file failed". It never gives other bytes than those that were loaded. Changes are told by size and time
+    /// of change, looked at with each read; a program that writes by a shared mapping, or on another machine, may be
+    /// seen late. A file that others change, a log say, is for LoadKeeping.
+    ///
+    /// The object, and others of the thread, can be saved over the file. SaveSafely copies nothing: the old file keeps
+    /// its bytes without a name. Save, WriteFile, WriteToFile and hsWriteInPlace first bring into the swap file what
+    /// contents of the thread still have in the file; if that fails they return the result of it. The first change of
+    /// a page costs more than a later one, since the swap file, a sparse one, gets room for it.
     void LoadInPlace(const char* name, std::uint32_t share, HFileStamp* stamp = nullptr);
 
+    /// False if a file that bytes of the content still come from (LoadInPlace) has been changed by others, so that they
+    /// can't be read any more. One call of the system for each such file of the thread.
     bool IsIntact() const;
 
     /// Creates the named file, held exclusively, and writes the whole content into it; the position ends at the end.
