@@ -80,6 +80,8 @@ const std::vector<Row> FixedRows = {
     {"undo:64M", 64 * MiB, "ns", "undo the replacement of 350,000 words in 64 MiB, each", "", "3 vfile@replace:64M"},
     {"load:256M", 256 * MiB, "MB/s", "load 256 MiB", "read of 64 KiB", "0.3 limit"},
     {"save:256M", 256 * MiB, "MB/s", "save 256 MiB", "write of 64 KiB", "0.3 limit"},
+    {"open:1G", 1024 * MiB, "ms", "load 1 GiB in place and read its last line", "", "40"},
+    {"openmemory:1G", 1024 * MiB, "MB", "peak memory, 1 GiB loaded in place and read", "", "30"},
     {"seqwrite:512M", 512 * MiB, "MB/s", "VMem, 512 MiB: write all", "pwrite of 64 KiB", "0.35 limit and 1 sqlite"},
     {"seqread:512M", 512 * MiB, "MB/s", "VMem, 512 MiB: read all", "pread of 64 KiB", "0.35 limit and 1 sqlite"},
     {"randread:512M", 512 * MiB, "ns", "VMem, 512 MiB: read a byte at random", "pread of 1 KiB",

@@ -144,6 +144,23 @@ double UndoWords(const Job& job) {
     return seconds / static_cast<double>(count) * 1e9;
 }
 
+// ms until the last line of a file that is loaded in place has been read.
+double Open(const Job& job) {
+    const std::string path = TextFile(job, "text", job.size, false);
+    const Text text;
+    Content content(DefaultCacheKb);
+    char line[4096];
+    int got = 0;
+    const double seconds = Seconds([&] {
+        content.f.LoadInPlace(path.c_str(), 1);
+        const std::int32_t start = content.f.LineStart(content.f.Length());
+        got = content.f.ReadTxt(line, sizeof line, start, MaxLen);
+    });
+    Check(got > 0 && line[got - 1] == *text.At(job.size - 1), "the last line");
+    CheckText(content, text, job.size);
+    return seconds * 1e3;
+}
+
 } // namespace
 
 int main(int argc, char** argv) {
@@ -167,5 +184,7 @@ int main(int argc, char** argv) {
                   {"linestart", LineStart<Content>, ""},
                   {"load", Load<Content>, ""},
                   {"save", Save<Content>, ""},
+                  {"open", Open, ""},
+                  {"openmemory", Open, ""},
                   {"memory", Load<Content>, ""}}});
 }

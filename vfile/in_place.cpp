@@ -28,7 +28,9 @@ Res BringIn(const VFile& f, File nameOrHandle) {
         next = b->next;
         if (!b->IsOf(nameOrHandle)) continue;
         if (!b->IsIntact()) return resContextError;
-        if (!Content::Of(f).chain.Files().BringIn(*b)) return GetFileRes() == resDone ? resNotDone : GetFileRes();
+        if (Content::Of(f).chain.Files().BringIn(*b)) continue;
+        const Res failed = GetFileRes();
+        return !b->IsIntact() ? resContextError : failed != resDone ? failed : resNotDone;
     }
     return resDone;
 }
