@@ -125,9 +125,8 @@ bool VMemCheck::CheckBackings() const {
         for (std::int64_t adr = b->start; adr < b->end; adr += PageSize) {
             const Backing* other = b->next;
             while (other && !other->Gives(adr)) other = other->next;
-            if (!b->Gives(adr)) continue;
-            if (other || adr >= space.topAdr) return Broken("C10: a file gives page %lld", static_cast<long long>(adr));
-            ++n;
+            n += b->Gives(adr) ? 1 : 0;
+            if (b->Gives(adr) && (other || adr >= space.topAdr)) return Broken("C10: page %lld", (long long)adr);
         }
         if (n != b->giving || n < 1) return Broken("C10: %d pages come from a file, not %d", n, b->giving);
     }
@@ -180,15 +179,13 @@ bool VMemCheck::CheckAhead() const {
         const ReadAhead::Batch batch = cache.ahead.BatchOf(i);
         const auto start = static_cast<long long>(batch.start), end = static_cast<long long>(batch.end);
         if (start == end) continue;
-        if (!batch.bytes || cache.maxCacheCount < GatherFrom || start > end) {
+        if (!batch.bytes || cache.maxCacheCount < GatherFrom || start > end)
             return Broken("C6: read ahead from %lld to %lld", start, end);
-        }
         for (long long adr = start; adr < end; adr += PageSize) {
             unsigned char should[PageSize];
             if (!file.Has(adr) || !ReadFile(adr, should)) return Broken("C6: the file lacks page %lld", adr);
-            if (std::memcmp(batch.bytes + (adr - start), should, sizeof should) != 0) {
+            if (std::memcmp(batch.bytes + (adr - start), should, sizeof should) != 0)
                 return Broken("C6: page %lld read ahead differs from the file", adr);
-            }
         }
     }
     return true;
