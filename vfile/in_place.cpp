@@ -55,7 +55,8 @@ bool Change::FromPlace(VFile& f, FileHandle& h, platform::Sharing sharing) {
     platform::FileStamp stamp;
     if (!platform::IsOrdinaryFile(h) || !platform::GetBackingStamp(h, stamp)) return false;
     const std::int64_t size = platform::SizeOf(stamp);
-    if (size < 1 || size > MaxLen || !GivesLastByte(h, size)) return false;
+    const std::int64_t pages = Content::Of(f).chain.FreePages(); // one is for the block that takes the change
+    if (size < 1 || size > (pages - 1) * BlkSize || !GivesLastByte(h, size)) return false;
     Backing* file = Backing::Make(h, stamp, sharing);
     if (!file) return false;
     Change change(f);
