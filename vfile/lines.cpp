@@ -19,10 +19,6 @@ namespace {
 constexpr unsigned char Cr = '\r';
 constexpr unsigned char Lf = '\n';
 
-bool IsEol(unsigned char c) {
-    return c == Cr || c == Lf;
-}
-
 // Goes over the text that comes next, storing what `room` allows, and over the first byte of the line end behind it,
 // which it returns; 0 with the object's `eof` if there is none. `size` becomes the length of the text.
 unsigned char PassText(SpanReader& in, const bool& eof, char* dst, int room, std::int32_t& size) {
@@ -55,23 +51,26 @@ std::int32_t VFile::LineStart(std::int32_t p) {
 
     SetPos(p);
     SpanReader back(*this, Way::Back);
-    unsigned char c = back.Byte();
-    if (c == Cr) {
+    Span s = back.Next();
+    if (s.bytes[s.size - 1] == Cr) {
+        back.Take(1);
         SetPos(p);
         if (SpanReader(*this, Way::Ahead).Byte() != Lf) return p;
         // Between the two of a pair: the search goes on before it.
         SetPos(p);
         back.Byte();
         --p;
-        c = back.Byte();
+        s = back.Next();
     }
-    while (p > 0 && !IsEol(c)) { // c is the byte at p - 1
-        const Span s = back.Next();
+    while (p > 0) { // s ends at p
         const std::size_t i = FindEitherBack(s.bytes, s.size, Cr, Lf);
-        const std::size_t n = i < s.size ? s.size - i : s.size;
-        c = s.bytes[s.size - n];
-        back.Take(n);
-        p -= static_cast<std::int32_t>(n);
+        if (i < s.size) {
+            back.Take(s.size - i);
+            return p - static_cast<std::int32_t>(s.size - 1 - i);
+        }
+        back.Take(s.size);
+        p -= static_cast<std::int32_t>(s.size);
+        s = back.Next(); // also at the start of the content
     }
     return p;
 }
