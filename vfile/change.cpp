@@ -50,7 +50,7 @@ inline bool Change::Clamp(VFile& f, std::int32_t& at, std::int32_t& oldLen, std:
 inline bool Change::InitChange(VFile& f, std::int32_t p, std::int32_t oldLen) {
     Content& c = Content::Of(f);
     const std::int32_t ix = p - c.cur.start;
-    if (ix > 0 && ix < c.cur.ptr->len) { // most changes stay in the block of the one before
+    if (ix > 0 && ix < c.cur.ptr->len) { // of the change before
         c.cur.ix = ix;
     } else {
         c.chain.Find(c.cur, p, true);
@@ -97,17 +97,15 @@ inline bool Change::AskHook(VFile& f, std::int32_t at, std::int32_t oldLen, std:
     return true;
 }
 
-// The change itself in the buffer, at index ix of the current block, of which `rest` bytes stand behind the cut.
-inline void Change::ChangeInPlace(Content& c, std::int32_t ix, std::int32_t oldLen, std::int32_t rest,
-                                  const void* bytes, std::int32_t n) {
-    unsigned char* at = c.buf + ix;
+// The change itself in the buffer, where `rest` bytes of the block stand behind the cut.
+inline void Change::PutBytes(unsigned char* at, std::int32_t oldLen, std::int32_t rest, const void* bytes,
+                             std::int32_t n) {
     if (rest > 0 && oldLen != n) std::memmove(at + n, at + oldLen, static_cast<std::size_t>(rest));
     if (n == 1) { // typing
         *at = *static_cast<const unsigned char*>(bytes);
     } else if (n > 0) {
         std::memcpy(at, bytes, static_cast<std::size_t>(n));
     }
-    SetCurLen(c, ix + n + rest);
 }
 
 // The current block gets another length, and the buffer what VMem has not.
@@ -173,7 +171,8 @@ inline void Change::GoBehind(VFile& f, std::int32_t p) {
         const std::int32_t rest = c.cur.ptr->len - ix - oldLen; // of the block, behind the cut, if that ends there
         if (rest >= 0 && n <= BlkSize - ix - rest && !(bulk && !bulk->text)) {
             if (!AskHook(f, at, oldLen, n)) return;
-            ChangeInPlace(c, ix, oldLen, rest, bulk ? bulk->NextOfText(n) : memory, n);
+            PutBytes(c.buf + ix, oldLen, rest, bulk ? bulk->NextOfText(n) : memory, n);
+            SetCurLen(c, ix + n + rest);
         } else if (!(bulk ? bulk->Finish(at, oldLen, n) : ByChain(f, at, oldLen, n, memory))) {
             return;
         }
@@ -183,11 +182,38 @@ inline void Change::GoBehind(VFile& f, std::int32_t p) {
     GoBehind(f, at + n);
 }
 
+// All of a change as most are: nobody watches, and the block in the buffer takes it, behind bytes that stay. It does
+// what Apply does, without what is known thereby. False, and nothing has happened, if it is another change.
+inline bool Change::Quick(VFile& f, std::int32_t at, std::int32_t oldLen, std::int32_t n, const void* bytes) {
+    Content& c = Content::Of(f);
+    if (c.observers || !IsPlain(f) || (f.flags & (vfLocked | vfReadOnly | vfTrackModified))) return false;
+    BlkDesc* blk = c.cur.ptr;
+    std::int32_t ix = at - c.cur.start;
+    if (ix == 0 && c.bufBlk && c.bufBlk == blk->prev && c.bufBlk->len < BlkSize) { // typing at the end of a block
+        blk = c.bufBlk;
+        ix = blk->len;
+    }
+    const std::int32_t behind = blk->len - ix;
+    if (ix <= 0 || behind < oldLen || c.bufBlk != blk) return false;
+    const std::int32_t rest = behind - oldLen;
+    if (n > BlkSize - ix - rest || n + oldLen == 0 || f.len > MaxLen - BlkSize) return false;
+    if (n > 0) CheckEOL(f, bytes, n);
+    c.bufDirty = true;
+    c.chain.SetLen(blk, at - ix, ix + n + rest);
+    c.cur = {blk, at - ix, ix + n};
+    if (rest == 0 && blk->next) c.cur = {blk->next, at + n, 0};
+    f.len += n - oldLen;
+    f.pos = at + n;
+    f.eof = false;
+    PutBytes(c.buf + ix, oldLen, rest, bytes, n);
+    return true;
+}
+
 void Change::Make(std::int32_t at, std::int32_t oldLen, std::int32_t n) {
     Apply(f, at, oldLen, n, nullptr, this);
 }
 
-inline void Change::Make(VFile& f, std::int32_t at, std::int32_t oldLen, std::int32_t n, const void* memory) {
+void Change::Make(VFile& f, std::int32_t at, std::int32_t oldLen, std::int32_t n, const void* memory) {
     Apply(f, at, oldLen, n, memory, nullptr);
 }
 
@@ -201,7 +227,7 @@ void VFile::ReplaceBuf(std::int32_t at, std::int32_t oldLen, const void* src, in
         res = resCallError;
         return;
     }
-    if (Change::Allowed(*this)) Change::Make(*this, at, oldLen, n, src);
+    if (!Change::Quick(*this, at, oldLen, n, src) && Change::Allowed(*this)) Change::Make(*this, at, oldLen, n, src);
 }
 
 namespace vfile_internal {
@@ -221,13 +247,6 @@ bool Change::Finish(std::int32_t at, std::int32_t oldLen, std::int32_t n) {
     if (giver) TakeAll();
     DoChange(oldLen);
     return true;
-}
-
-const void* Change::NextOfText(std::int32_t n) {
-    if (n == 0) return room;
-    if (!reader) reader.emplace(*text, from);
-    reader->Read(room, n);
-    return room;
 }
 
 // Adds a block of n bytes to the private chain.
@@ -256,19 +275,6 @@ bool Change::StageAll(const void* memory, std::int32_t n) {
     c.chain.Find(c.cur, f.pos, true); // the host may have looked elsewhere
     if (!c.LoadBuf()) f.res = resHeapOverflow;
     return f.res == resDone;
-}
-
-// All blocks of the giver become the private chain.
-void Change::TakeAll() {
-    Content& gone = Content::Of(*giver);
-    gone.WriteBack();
-    BlkDesc* alone = gone.chain.NewBlock(nullptr, 0);
-    p1 = gone.chain.First();
-    p2 = gone.chain.Last();
-    gone.chain.BeginAnew(alone);
-    gone.cur = {alone, 0, 0};
-    giver->len = 0;
-    giver->VFile::SetPos(0);
 }
 
 // Cuts oldLen bytes out behind the cursor, which InitChange has placed, and puts the head and the private chain in.

@@ -3,13 +3,14 @@
 //     ReplaceBuf   memory ----------.
 //     ReplaceTxt   an object -------+--> Apply:  InitChange  PreChange  the bytes  PostChange  SetPos
 //     ReplaceFile  a file, staged --'                                      |
-//                                                            ChangeInPlace or DoChange
+//                                                            PutBytes or DoChange
 //
-// Where old and new fit into the current block, the change happens in the buffer. Otherwise the new bytes are laid out
-// in a private chain p1..p2 of fresh blocks, besides a head that fits behind the cursor, and only once PreChange has
-// allowed the change are the old bytes cut out of the object's chain and the private one is spliced in. Until then
-// nothing of the content has changed. So what stops a change, be it a result or an exception of a hook, leaves nothing
-// to be undone: the private chain goes with its Change.
+// Where old and new fit into the current block, the change happens in the buffer; Quick is the short way there for most
+// changes that nobody watches. Otherwise the new bytes are laid out in a private chain p1..p2 of fresh blocks, besides
+// a head that fits behind the cursor, and only once PreChange has allowed the change are the old bytes cut out of the
+// object's chain and the private one is spliced in. Until then nothing of the content has changed. So what stops a
+// change, be it a result or an exception of a hook, leaves nothing to be undone: the private chain goes with its
+// Change.
 #pragma once
 
 #include "hostfile/hfile.h"
@@ -58,6 +59,7 @@ class Change {
 
     // The same for n bytes of memory. Where they fit in place, no Change is needed for them.
     static void Make(VFile& f, std::int32_t at, std::int32_t oldLen, std::int32_t n, const void* memory);
+    static bool Quick(VFile& f, std::int32_t at, std::int32_t oldLen, std::int32_t n, const void* bytes);
 
   private:
     // Reads up to `count` bytes of a file into the private chain, a block for each read: of `file`, or of the bare
@@ -72,8 +74,7 @@ class Change {
     static bool LoadCurrent(Content& c, std::int32_t oldLen);
     static void CheckEOL(VFile& f, const void* bytes, std::int32_t n);
     static bool AskHook(VFile& f, std::int32_t at, std::int32_t oldLen, std::int32_t n);
-    static void ChangeInPlace(Content& c, std::int32_t ix, std::int32_t oldLen, std::int32_t rest, const void* bytes,
-                              std::int32_t n);
+    static void PutBytes(unsigned char* at, std::int32_t oldLen, std::int32_t rest, const void* bytes, std::int32_t n);
     static void SetCurLen(Content& c, std::int32_t n);
     static void CheckCurLen(Content& c);
     static void DropCurrent(Content& c);

@@ -88,8 +88,7 @@ std::int64_t BytesLeft(FileHandle h) {
 } // namespace
 
 bool Change::MayGive(const VFile& f) {
-    return TableOf(f) == tableOfVFile.load(std::memory_order_relaxed) && !Content::Of(f).observers &&
-           !(f.flags & (vfLocked | vfReadOnly | vfTrackModified));
+    return IsPlain(f) && !Content::Of(f).observers && !(f.flags & (vfLocked | vfReadOnly | vfTrackModified));
 }
 
 void Change::FromGiver(VFile& f, VFile& giver) {
@@ -99,6 +98,26 @@ void Change::FromGiver(VFile& f, VFile& giver) {
     Change change(f, &giver, 0);
     change.giver = &giver;
     change.Make(0, f.len, giver.len);
+}
+
+const void* Change::NextOfText(std::int32_t n) {
+    if (n == 0) return room;
+    if (!reader) reader.emplace(*text, from);
+    reader->Read(room, n);
+    return room;
+}
+
+// All blocks of the giver become the private chain.
+void Change::TakeAll() {
+    Content& gone = Content::Of(*giver);
+    gone.WriteBack();
+    BlkDesc* alone = gone.chain.NewBlock(nullptr, 0);
+    p1 = gone.chain.First();
+    p2 = gone.chain.Last();
+    gone.chain.BeginAnew(alone);
+    gone.cur = {alone, 0, 0};
+    giver->len = 0;
+    giver->VFile::SetPos(0);
 }
 
 void Change::FromFile(VFile& f, std::int32_t at, std::int32_t oldLen, HFile* file, FileHandle h, std::int32_t count) {

@@ -45,7 +45,7 @@ int Order(const VFile& v, const char* s, std::int32_t n) {
 int Order(const VFile& a, const VFile& b, std::int32_t n) {
     SpanReader ofA(a, 0);
     SpanReader ofB(b, 0);
-    unsigned char bytes[BlkSize]; // a copy: what VMem lends lasts only until the other side is asked for
+    alignas(32) unsigned char bytes[BlkSize]; // a copy: what VMem lends lasts only until the other side is asked for
     LongWork work(VFileWork::Compare, n, nullptr, a, &b);
     int order = 0;
     for (std::size_t left = static_cast<std::size_t>(n), k; left > 0 && order == 0; left -= k) {

@@ -37,6 +37,15 @@ inline const unsigned char* TableOf(const VFile& f) {
     return table;
 }
 
+// True if the object is a VFile itself, which overrides nothing. False in doubt.
+inline bool IsPlain(const VFile& f) {
+#if defined(__GXX_ABI_VERSION) && !defined(__ia64__)
+    return TableOf(f) == tableOfVFile.load(std::memory_order_relaxed);
+#else
+    return static_cast<void>(f), false;
+#endif
+}
+
 template <class Operation>
 bool Overrides(const VFile& f, Operation VFile::*operation) {
 #if defined(__GXX_ABI_VERSION) && !defined(__ia64__)

@@ -32,6 +32,7 @@ class Scan {
     // content if there is none. Where the host stops it: the place from which the next scan misses none.
     bool Run(bool wholeWord);
     std::int64_t At() const { return at; }
+    void GoTo(std::int64_t p) { at = p; }
 
   private:
     bool RunAnywhere();
@@ -96,15 +97,6 @@ bool Scan::Run(bool wholeWord) {
     return false;
 }
 
-// The body of Find, for a pattern that is not empty.
-bool FindFolded(VFile& f, std::int32_t& at, const char* pattern, const Folding& folding, bool wholeWord,
-                LongWork& work) {
-    Scan scan(f, pattern, false, folding, at, work);
-    const bool found = scan.Run(wholeWord);
-    at = static_cast<std::int32_t>(std::min<std::int64_t>(scan.At(), MaxLen));
-    return found;
-}
-
 } // namespace
 
 bool VFile::Find(std::int32_t& at, const char* pattern, bool ignoreCase, bool wholeWord) {
@@ -115,7 +107,11 @@ bool VFile::Find(std::int32_t& at, const char* pattern, bool ignoreCase, bool wh
     }
     if (!*pattern) return true;
     LongWork work(VFileWork::Find, std::max(len - at, 0), *this);
-    return FindFolded(*this, at, pattern, Folding(ignoreCase), wholeWord, work);
+    const Folding folding(ignoreCase);
+    Scan scan(*this, pattern, false, folding, at, work);
+    const bool found = scan.Run(wholeWord);
+    at = static_cast<std::int32_t>(std::min<std::int64_t>(scan.At(), MaxLen));
+    return found;
 }
 
 bool VFile::FindBack(std::int32_t& at, const char* pattern, bool ignoreCase, bool wholeWord) {
@@ -139,14 +135,14 @@ std::int32_t VFile::ReplaceGlobal(const char* pattern, const char* replacement, 
     if (!content->OnOwnerThread()) HaltA("VFile", __LINE__);
     if (oldLen == 0) return 0; // it would be found for ever
     std::int32_t count = 0;
-    std::int32_t at = 0;
     const Folding folding(ignoreCase);
     const vfile_internal::OneStep step(content->observers ? this : nullptr);
     LongWork work(VFileWork::Replace, len, *this);
-    while (FindFolded(*this, at, pattern, folding, wholeWord, work)) {
-        ReplaceBuf(at - oldLen, oldLen, replacement, newLen);
+    Scan scan(*this, pattern, false, folding, 0, work);
+    while (scan.Run(wholeWord)) {
+        ReplaceBuf(static_cast<std::int32_t>(scan.At()) - oldLen, oldLen, replacement, newLen);
         if (res != resDone) break;
-        at = pos;
+        scan.GoTo(pos);
         ++count;
         if (work.Step(0, vfile_internal::CostOfChange)) continue;
         res = work.Outcome();

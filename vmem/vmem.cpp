@@ -103,10 +103,16 @@ void VMem::Set(Address adr, const void* buf, Length len) {
     return Usable(__LINE__) && CheckRange(adr, len, buf, "Set") && memory->cache.Set(adr, buf, len);
 }
 
+// A page that is cached under this address is in use, or was until its content gave it back.
 const unsigned char* VMem::Peek(std::int32_t adr, std::int16_t len) {
+    const CacheDesc* p = platform::IsCurrentThread(owner) ? memory->cache.AtHand(PageOf(adr)) : nullptr;
+    return p ? p->data + (adr & PageMask) : Bring(adr, len);
+}
+
+[[gnu::noinline]] const unsigned char* VMem::Bring(std::int32_t adr, std::int16_t len) {
     static const unsigned char nothing[PageSize] = {};
-    const CacheDesc* p = PageAtHand(adr, len);
-    if (!p && Usable(__LINE__) && memory->allocator.CheckAdr(adr, len)) p = memory->cache.FindPage(PageOf(adr));
+    if (!Usable(__LINE__) || !memory->allocator.CheckAdr(adr, len)) return nothing;
+    const CacheDesc* p = memory->cache.FindPage(PageOf(adr));
     return p ? p->data + (adr & PageMask) : nothing;
 }
 

@@ -314,6 +314,7 @@ class VFILE_API VMem {
     // in one page and is not empty. Good until the next access to this object, whatever it is; zeros after a halt that
     // came back.
     const unsigned char* Peek(std::int32_t adr, std::int16_t len);
+    const unsigned char* Bring(std::int32_t adr, std::int16_t len); // the same where the page is not at hand
 
     // Keeps the page that holds this address where it is, as long as the content that owns it does not change.
     void Lend(std::int32_t adr);
