@@ -63,8 +63,9 @@ class Change {
 
   private:
     // Reads up to `count` bytes of a file into the private chain, a block for each read: of `file`, or of the bare
-    // handle h if that is NIL. How many there were; a failed read sets the object's `res`.
+    // handle h if that is NIL. How many there were; a failed read, or one too many, sets the object's `res`.
     std::int32_t StageFile(HFile* file, FileHandle h, std::int32_t count);
+    bool HavePages(std::int64_t n);
 
     static void Apply(VFile& f, std::int32_t at, std::int32_t oldLen, std::int32_t n, const void* memory, Change* bulk);
 

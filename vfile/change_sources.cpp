@@ -135,8 +135,17 @@ void Change::FromFile(VFile& f, std::int32_t at, std::int32_t oldLen, HFile* fil
     if (f.res == resDone) change.Make(at, same ? total : oldLen, total);
 }
 
+// One page is left for the block that takes the change, or for what is cut off it. False, with `res` set, if there are
+// not so many.
+bool Change::HavePages(std::int64_t n) {
+    if (n <= 0 || (n + BlkSize - 1) / BlkSize < c.chain.FreePages()) return true;
+    f.res = resTooLong;
+    return false;
+}
+
 // In larger reads where the file is an ordinary one and there is memory: it is cut into the same blocks.
 std::int32_t Change::StageFile(HFile* file, FileHandle h, std::int32_t count) {
+    if ((!file || file->res == resDone) && !HavePages(std::min<std::int64_t>(BytesLeft(h), count))) return 0;
     unsigned char piece[BlkSize];
     const LargeRoom large(platform::IsOrdinaryFile(h) ? count : 0);
     unsigned char* bytes = large.bytes ? large.bytes : piece;
@@ -151,6 +160,7 @@ std::int32_t Change::StageFile(HFile* file, FileHandle h, std::int32_t count) {
             f.res = file ? GetFileRes(*file) : GetFileRes();
             return total;
         }
+        if (!HavePages(got)) return total;
         for (std::int32_t done = 0, k; done < got; done += k) {
             k = std::min<std::int32_t>(got - done, BlkSize);
             Stage(bytes + done, k);

@@ -31,7 +31,6 @@ class Input {
     Input& operator=(const Input&) = delete;
 
     bool IsOpen() const { return handle != InvalidHandle; }
-    std::int64_t Size() const { return platform::FileSize(handle); } // 0 where it is not known before
 
     FileHandle handle;
 };
@@ -64,13 +63,8 @@ void VFile::LoadWhole(const char* name, std::uint32_t share, HFileStamp* stamp, 
     }
     HFileStamp read;
     if (stamp) read.Take(file.handle);
-    if (!inPlace || !vfile_internal::Change::FromPlace(*this, file.handle, SharingOf(share))) {
-        if (file.Size() > std::int64_t{Observed::FreePages(*this)} * BlkSize) {
-            res = resTooLong; // and no halt in the middle
-            return;
-        }
+    if (!inPlace || !vfile_internal::Change::FromPlace(*this, file.handle, SharingOf(share)))
         ReplaceFile(0, MaxLen, file.handle, MaxLen);
-    }
     if (res == resDone) {
         if (stamp) *stamp = read;
         SetPos(0);

@@ -125,9 +125,9 @@ class VFILE_API VFile : public VFileEdits {
     /// Refusals, in the order of the tests, each with the content left alone: `res` is set already (nothing at all
     /// happens); a negative argument, a NIL source with bytes to come or a closed file (resCallError); vfLocked
     /// (resContextError); vfReadOnly (resReadOnly); a source that fails or ends early (its own result, resNotDone); a
-    /// content that would pass 0x7FFFFFFF bytes (resTooLong); no memory for the block buffer (resHeapOverflow);
-    /// PreChange (its result). The last two leave the position at the clamped `at`, with `eof` cleared, all others
-    /// leave both alone.
+    /// content that would pass 0x7FFFFFFF bytes, or a file for which the thread's memory of 2 GiB has no room
+    /// (resTooLong); no memory for the block buffer (resHeapOverflow); PreChange (its result). The last two leave the
+    /// position at the clamped `at`, with `eof` cleared, all others leave both alone.
     /// @{
 
     /// From memory: `n` bytes at `src`, which may be NIL if `n` is 0.
@@ -145,7 +145,8 @@ class VFILE_API VFile : public VFileEdits {
 
     /// `count` bytes read from `f`, or with MaxLen all up to its end. The file's position stays where reading left it,
     /// also after a failure; a file with fewer bytes is resNotDone, one that fails gives GetFileRes(f). No more than
-    /// 0x7FFFFFFF bytes are read.
+    /// 0x7FFFFFFF bytes are read, and none at all of an ordinary file that does not fit beside what the thread's memory
+    /// holds (resTooLong).
     virtual void ReplaceFile(std::int32_t at, std::int32_t oldLen, HFile& f, std::int32_t count);
 
     /// The same from a bare handle: a pipe, say. A failure gives GetFileRes().
@@ -256,8 +257,8 @@ class VFILE_API VFile : public VFileEdits {
     void ReadFile(const char* name, std::uint32_t share);
 
     /// Makes the named file the content and goes to 0. An earlier error is cleared first. All old content goes before
-    /// the file is opened: a file that can't be opened or read leaves an empty object. vfLocked and vfReadOnly leave it
-    /// alone.
+    /// the file is opened: a file that can't be opened or read, or does not fit (resTooLong), leaves an empty object.
+    /// vfLocked and vfReadOnly leave it alone.
     void Load(const char* name, std::uint32_t share);
 
     /// Makes the named file the content, as Load does, or else leaves all as it is: content, position, flags, `eof`. An

@@ -15,7 +15,10 @@ struct LoadSave : testing::Test {
 TEST_F(LoadSave, FailuresAreTold) {
     HFile holder;
     ASSERT_TRUE(holder.Open(dir.Write("held", "x").c_str()));
+    std::filesystem::resize_file(dir.Write("long", ""), 3LL << 30);
     const std::tuple<const char*, bool, bool, Res, const char*> rows[] = {
+        {"long", true, false, resTooLong, ""}, // and not read, nor a halt
+        {"long", false, false, resTooLong, "text"},
         {"missing", true, true, resReadOnly, "text"}, // never looked for
         {"missing", true, false, resNotFound, ""},
         {"no/way", false, false, resIllegalPath, "text"},
