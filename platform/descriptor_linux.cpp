@@ -3,8 +3,9 @@
 
 #include "platform/error.h"
 #include "platform/process_linux.h"
+#include "platform/stand_ins_linux.h"
 
-#include <cstdio>
+#include <atomic>
 #include <fcntl.h>
 #include <sys/file.h>
 
@@ -14,40 +15,32 @@ namespace vfile_internal::platform {
 namespace {
 
 // A handle's low bits are the descriptor, the bits above tell how the layer came by it, and which process took the
-// lock. Where pointers have 32 bits there is no room for that, and a forked child that closes a locked file unlocks it.
+// lock. Where pointers have 32 bits, there is room for a place in a list only, which a forked child takes over.
 constexpr bool Wide = sizeof(std::intptr_t) > 4;
-constexpr unsigned DescriptorBits = Wide ? 31 : 28;
+constexpr unsigned DescriptorBits = Wide ? 31 : 24;
 constexpr std::intptr_t DescriptorMask = (std::intptr_t{1} << DescriptorBits) - 1;
 constexpr std::intptr_t LockedBit = std::intptr_t{1} << DescriptorBits;
 constexpr std::intptr_t OrdinaryBit = LockedBit << 1;
-constexpr unsigned OpenerShift = Wide ? DescriptorBits + 2 : 0;
-constexpr std::intptr_t OpenerMask = Wide ? 0xFFFFFF : 0; // the system's numbers have 22 bits at most
+constexpr unsigned OpenerShift = DescriptorBits + 2;
+constexpr std::intptr_t OpenerMask = Wide ? 0xFFFFFF : 0x1F; // the system's numbers have 22 bits at most
+std::atomic<pid_t> openers[Wide ? 1 : OpenerMask];
 
-// Stands in for the standard descriptors that the host has closed: another thread may write to their numbers just when
-// a file is being opened, and nobody can write to this.
-class StandIns {
-  public:
-    StandIns() {
-        bool missing = false;
-        for (int fd = STDIN_FILENO; fd <= STDERR_FILENO; ++fd) missing = missing || fcntl(fd, F_GETFD) < 0;
-        while (missing && count <= STDERR_FILENO) {
-            const int fd = open("/", O_PATH | O_CLOEXEC);
-            missing = fd >= 0 && fd <= STDERR_FILENO;
-            if (missing) taken[count++] = fd;
-            if (fd > STDERR_FILENO) close(fd);
-        }
+// The process that took a lock, as a handle keeps it: its number, or a place in the list of all that did. 0: there is
+// no room.
+std::intptr_t NoteOpener() {
+    const pid_t own = getpid();
+    if (Wide) return own;
+    for (std::intptr_t i = 1; i <= OpenerMask; ++i) {
+        pid_t process = 0; // of this place
+        if (openers[i - 1].compare_exchange_strong(process, own) || process == own) return i;
     }
-    ~StandIns() {
-        const ErrnoKept kept;
-        while (count > 0) close(taken[--count]);
-    }
-    StandIns(const StandIns&) = delete;
-    StandIns& operator=(const StandIns&) = delete;
+    return 0;
+}
 
-  private:
-    int taken[STDERR_FILENO + 1];
-    int count = 0;
-};
+pid_t OpenerOf(std::intptr_t handle) {
+    const std::intptr_t noted = (handle >> OpenerShift) & OpenerMask;
+    return Wide ? static_cast<pid_t>(noted) : noted == 0 ? 0 : openers[noted - 1].load();
+}
 
 } // namespace
 
@@ -58,7 +51,7 @@ int OpenRetried(const char* name, int flags, unsigned mode) {
 int OpenRetriedAt(int dir, const char* name, int flags, unsigned mode) {
     const StandIns standIns;
     const int fd = Retried([&] { return openat(dir, name, flags | O_CLOEXEC | O_NOCTTY, mode); });
-    if (fd < 0 || fd > STDERR_FILENO) return fd; // a low one only where another thread's stand-ins went away just now
+    if (fd < 0 || fd > STDERR_FILENO) return fd; // a low one only where the host closed its own just now
 
     const int above = fcntl(fd, F_DUPFD_CLOEXEC, STDERR_FILENO + 1);
     close(fd);
@@ -86,15 +79,15 @@ FileHandle HandleOfOpened(int descriptor, bool locked, bool ordinary) {
     std::intptr_t value = descriptor;
     if (locked) value |= LockedBit;
     if (ordinary) value |= OrdinaryBit;
-    if (locked) value |= (getpid() & OpenerMask) << OpenerShift;
+    if (locked) value |= NoteOpener() << OpenerShift;
     return static_cast<FileHandle>(value);
 }
 
 bool MayUnlock(FileHandle handle) {
     const auto value = static_cast<std::intptr_t>(handle);
     if (handle == InvalidHandle || (value & LockedBit) == 0) return false;
-    const std::intptr_t opener = (value >> OpenerShift) & OpenerMask;
-    return opener == (getpid() & OpenerMask) || !AncestorLives(static_cast<pid_t>(opener));
+    const pid_t opener = OpenerOf(value);
+    return opener == getpid() || (opener != 0 && !AncestorLives(opener));
 }
 
 bool IsOrdinary(FileHandle handle) {

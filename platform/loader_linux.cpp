@@ -3,6 +3,7 @@
 
 #include "platform/descriptor_linux.h"
 #include "platform/process_linux.h"
+#include "platform/stand_ins_linux.h"
 #include "platform/thread_linux.h"
 
 #include <atomic>
@@ -69,6 +70,7 @@ bool IsOlderThread() {
 void OnFork() {
     if (startNoticeDone) OnForkedChild();
     RenewThreadInForkedChild();
+    DropStandInsOfParent();
     olderThreadCount = 0; // none of them is here
     asking = 0;
     startNoticeDone = false;

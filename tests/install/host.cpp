@@ -11,6 +11,8 @@
 
 #include <cstdlib>
 #include <ostream>
+#include <sys/wait.h>
+#include <unistd.h>
 #ifdef __cpp_rtti
 #include <typeinfo>
 #endif
@@ -61,6 +63,13 @@ int main(int argc, char** argv) {
 #endif
     HFile file;
     Check(8, &asBase != plain && HFile::CreateTempFile(file, text, "host", ".txt", argv[1], false));
+    const pid_t child = fork();
+    if (child == 0) { // which has the handle, but not the lock
+        file.Close();
+        _exit(HFile().Open(text));
+    }
+    int opened = 1;
+    Check(13, waitpid(child, &opened, 0) == child && opened == 0);
     file.Close();
     f.Save(text, 1);
     loaded.Load(text, 1);

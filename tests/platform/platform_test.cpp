@@ -7,6 +7,7 @@
 #include "platform/thread.h"
 #include "support/test.h"
 
+#include <atomic>
 #include <set>
 #include <spawn.h>
 #include <sys/file.h>
@@ -77,6 +78,24 @@ TEST(Files, AreNeverOneOfTheStandardThree) {
                   std::string told;
                   for (int fd = 0; fd < 3; ++fd) told += std::to_string(fcntl(fd, F_GETFD)) + " ";
                   return told + (open ? "open" : "refused");
+              }));
+    // Nor does anything stay there, in the children of forks either, when several threads open files at once.
+    EXPECT_EQ("0 0", InChild([&] {
+                  for (int fd = 0; fd < 3; ++fd) close(fd);
+                  const auto taken = [] { return 3 + fcntl(0, F_GETFD) + fcntl(1, F_GETFD) + fcntl(2, F_GETFD); };
+                  std::atomic<bool> stop{false};
+                  const auto work = [&](const char* name) {
+                      while (!stop) CloseFile(OpenAs(dir.File(name), Disposition::CreateAlways));
+                  };
+                  std::thread one(work, "one"), two(work, "two");
+                  int inChildren = 0;
+                  for (int i = 0, status = 0; i < 300; ++i) {
+                      const pid_t child = fork();
+                      if (child == 0) _exit(taken());
+                      if (waitpid(child, &status, 0) == child) inChildren += status;
+                  }
+                  stop = true, one.join(), two.join();
+                  return std::to_string(inChildren) + " " + std::to_string(taken());
               }));
 }
 
