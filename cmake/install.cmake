@@ -29,24 +29,15 @@ install(FILES ${CMAKE_CURRENT_BINARY_DIR}/vfile-config.cmake ${CMAKE_CURRENT_BIN
   DESTINATION ${vfile_package_dir} COMPONENT Development)
 
 # In the pkg-config file, relative folders start from where the file itself lies, so that the tree can be moved as a
-# whole. Absolute ones stay what they are, and a tree below /usr stays where it is: pkg-config knows these folders by
-# their names and leaves them out, where they would come before the host's own.
-if(IS_ABSOLUTE "${CMAKE_INSTALL_LIBDIR}" OR CMAKE_INSTALL_PREFIX STREQUAL "/usr")
-  set(vfile_pc_prefix ${CMAKE_INSTALL_PREFIX})
-else()
-  file(RELATIVE_PATH way_up /${vfile_pkgconfig_dir} /)
-  string(REGEX REPLACE "/$" "" way_up ${way_up})
-  set(vfile_pc_prefix "\${pcfiledir}/${way_up}")
-endif()
+# whole. Absolute ones stay what they are, and a tree below /usr stays where it is: pkg-config knows the system's folders
+# by their names and leaves them out, where they would come before the host's own.
 set(vfile_pc_libdir ${CMAKE_INSTALL_LIBDIR})
 set(vfile_pc_includedir ${vfile_include_dir})
 foreach(folder IN ITEMS vfile_pc_libdir vfile_pc_includedir)
   if(NOT IS_ABSOLUTE "${${folder}}")
     set(${folder} "\${prefix}/${${folder}}")
   endif()
-endforeach()
-foreach(folder IN ITEMS vfile_pc_prefix vfile_pc_libdir vfile_pc_includedir) # a plain space would end the word
-  string(REPLACE " " "\\ " ${folder} "${${folder}}")
+  string(REPLACE " " "\\ " ${folder} "${${folder}}") # a plain one would end the word
 endforeach()
 set(vfile_pc_cflags "")
 set(vfile_pc_cflags_static "")
@@ -55,7 +46,20 @@ if(NOT vfile_type STREQUAL "SHARED_LIBRARY")
 elseif(TARGET vfile_static)
   set(vfile_pc_cflags_static " -DVFILE_STATIC")
 endif()
-configure_file(cmake/vfile.pc.in vfile.pc @ONLY)
+set(way_up "")
+if(NOT IS_ABSOLUTE "${CMAKE_INSTALL_LIBDIR}")
+  file(RELATIVE_PATH way_up /${vfile_pkgconfig_dir} /)
+  string(REGEX REPLACE "/$" "" way_up ${way_up})
+endif()
+set(vfile_pc_prefix @vfile_pc_prefix@) # which only the installation knows: `cmake --install --prefix`
+configure_file(cmake/vfile.pc.in vfile.pc.in @ONLY)
+install(CODE "set(folder \"${CMAKE_CURRENT_BINARY_DIR}\")\nset(way_up \"${way_up}\")" COMPONENT Development)
+install(CODE [[
+  set(vfile_pc_prefix "\${pcfiledir}/${way_up}")
+  if(NOT way_up OR CMAKE_INSTALL_PREFIX MATCHES "^/usr(/local)?$")
+    string(REPLACE " " "\\ " vfile_pc_prefix "${CMAKE_INSTALL_PREFIX}")
+  endif()
+  configure_file("${folder}/vfile.pc.in" "${folder}/vfile.pc" @ONLY)]] COMPONENT Development)
 install(FILES ${CMAKE_CURRENT_BINARY_DIR}/vfile.pc DESTINATION ${vfile_pkgconfig_dir} COMPONENT Development)
 
 if(VFILE_TOP_LEVEL)
