@@ -1,6 +1,7 @@
 // A terminal that hands over key by key.
 #include "raw_terminal.h"
 
+#include <csignal>
 #include <cstdlib>
 #include <cstring>
 #include <poll.h>
@@ -15,6 +16,12 @@ termios cooked; // how the terminal was
 // Also when the library halts: that ends in an exit.
 void LeaveRawMode() {
     tcsetattr(STDIN_FILENO, TCSANOW, &cooked);
+}
+
+void EndBySignal(int number) {
+    LeaveRawMode();
+    std::signal(number, SIG_DFL);
+    std::raise(number);
 }
 
 int NextByte() { // -1: no more
@@ -32,6 +39,9 @@ bool InputWithin(int milliseconds) {
 void EnterRawMode() {
     if (tcgetattr(STDIN_FILENO, &cooked) != 0) return;
     std::atexit(LeaveRawMode);
+    for (const int number : {SIGHUP, SIGINT, SIGQUIT, SIGTERM}) {
+        if (std::signal(number, EndBySignal) == SIG_IGN) std::signal(number, SIG_IGN); // nohup
+    }
     termios raw = cooked;
     cfmakeraw(&raw);
     tcsetattr(STDIN_FILENO, TCSANOW, &raw);
