@@ -21,21 +21,17 @@ bool MayGoOn(int fd, short events) {
 
 } // namespace
 
-int AboveStandard(int fd) {
+int OpenAt(int dir, const char* name, int flags, mode_t mode) {
+    int fd;
+    do {
+        fd = openat(dir, name, flags | O_CLOEXEC | O_NOCTTY, mode);
+    } while (fd < 0 && errno == EINTR);
     if (fd < 0 || fd > STDERR_FILENO) return fd;
     const int moved = fcntl(fd, F_DUPFD_CLOEXEC, STDERR_FILENO + 1);
     const int error = errno;
     close(fd);
     errno = error;
     return moved;
-}
-
-int OpenAt(int dir, const char* name, int flags, mode_t mode) {
-    int fd;
-    do {
-        fd = openat(dir, name, flags | O_CLOEXEC | O_NOCTTY, mode);
-    } while (fd < 0 && errno == EINTR);
-    return AboveStandard(fd);
 }
 
 int OpenFile(const char* name, int flags) {

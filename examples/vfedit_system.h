@@ -1,6 +1,7 @@
 // The system's calls as vfedit wants them: a descriptor is never one of the three standard ones, also where these are
 // closed, so that no message can go into a file; a call that a signal interrupts is taken up again; a descriptor that
-// does not wait is waited for. What fails leaves the reason in errno.
+// does not wait is waited for. What fails leaves the reason in errno, in whose words vfedit tells of it: an HFile knows
+// only a result, takes '\' for a separator, and opens no directories.
 #pragma once
 
 #include <csignal>
@@ -8,10 +9,8 @@
 #include <sys/stat.h>
 #include <sys/types.h>
 
-// The same open file under a number above 2; -1 if there is none. Takes -1 as it is.
-int AboveStandard(int fd);
-
-// open(2), relative to a directory. Never passed on to another program, never the controlling terminal.
+// open(2), relative to a directory. Never passed on to another program, never the controlling terminal. For one thread:
+// another could write to a low number before the file is moved.
 int OpenAt(int dir, const char* name, int flags, mode_t mode = 0);
 int OpenFile(const char* name, int flags);
 
