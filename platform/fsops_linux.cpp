@@ -75,10 +75,13 @@ bool MoveInSteps(int dir, const char* from, const char* to) {
         const bool noLinks = errno == EPERM || errno == EOPNOTSUPP || errno == ENOSYS || errno == EMLINK;
         return noLinks && MoveByClaim(dir, from, to, false);
     }
-    // What was linked may be another file already than the one of the look.
-    if (fstatat(dir, to, &st, AT_SYMLINK_NOFOLLOW) == 0 && RemoveSame(dir, from, st, false)) return true;
+    // What was linked may be another file already than the one of the look. What has the name now need not be what was
+    // linked, and goes only if it is known to be.
+    struct stat linked;
+    const bool known = fstatat(dir, to, &linked, AT_SYMLINK_NOFOLLOW) == 0;
+    if (known && RemoveSame(dir, from, linked, false)) return true;
     const ErrnoKept kept;
-    RemoveSame(dir, to, st, false);
+    if (known && SameFile(linked, st)) RemoveSame(dir, to, linked, false);
     return false;
 }
 
@@ -92,14 +95,10 @@ bool MoveLinkAcross(const char* from, const char* to) {
     if (n < 0) return false;
     pointsAt[n] = '\0';
     if (symlink(pointsAt, to) != 0) return false;
-    const bool known = lstat(to, &made) == 0;
+    const bool known = lstat(to, &made) == 0 && S_ISLNK(made.st_mode);
     if (known && RemoveSame(AT_FDCWD, from, st, false)) return true;
     const ErrnoKept kept;
-    if (known) {
-        RemoveSame(AT_FDCWD, to, made, false);
-    } else {
-        unlink(to);
-    }
+    if (known) RemoveSame(AT_FDCWD, to, made, false);
     return false;
 }
 

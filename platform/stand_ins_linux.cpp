@@ -72,7 +72,7 @@ StandIns::~StandIns() {
 void DropStandInsOfParent() {
     if (!everPlaced) return;
     pthread_mutex_init(&lock, nullptr); // a thread that is not here may have held it
-    Remove(~0U); // the descriptors are of an earlier moment than what is noted of them
+    Remove(~0U);                        // the descriptors are of an earlier moment than what is noted of them
     opening = 0;
 }
 
