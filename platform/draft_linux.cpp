@@ -69,9 +69,12 @@ bool Draft::TakeName() {
 
 bool Draft::Publish(const char* target, bool replace) {
     if (!IsTaken(file.Number())) return false;
-    if (!name[0] && !replace) return LinkTo(target);
     const SignalsHeld signals;
-    if (!name[0] && !TakeName()) return false; // a link replaces nothing, but a name can
+    return Ready(replace) && Place(target, replace);
+}
+
+bool Draft::Place(const char* target, bool replace) {
+    if (!name[0]) return LinkTo(target);
     if (replace ? renameat(dir, name, dir, target) != 0 : !MoveNew(dir, name, target)) return false;
     name[0] = '\0';
     return true;

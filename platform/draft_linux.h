@@ -28,6 +28,11 @@ class Draft {
     // Gives the complete file the name `target`, in place of what bears it if `replace`, else only if it is free.
     bool Publish(const char* target, bool replace);
 
+    // The last two steps of that, for one who looks in between at what has the name. He holds the signals back: a draft
+    // that is to replace has a name of its own from the first one on.
+    bool Ready(bool replace) { return !replace || name[0] || TakeName(); } // a link replaces nothing, but a name can
+    bool Place(const char* target, bool replace);
+
     void Discard(); // closes the file, and takes away the name that it may have
 
     // The latter alone. Safe in a signal handler, which always finds the name that there is. Without effect in a forked

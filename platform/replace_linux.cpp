@@ -180,11 +180,13 @@ Replacing Replacement::State::LookAgain() {
 Replacing Replacement::State::Publish() {
     Replacing result = GiveState();
     if (result != Replacing::Done) return result;
-    if (!FlushDescriptor(draft.Number())) return Failed();
-    result = LookAgain();
-    if (result != Replacing::Done) return result;
+    if (!FlushDescriptor(draft.Number()) || !IsTaken(draft.Number())) return Failed();
     const bool replaces = target.Exists() || ways.force;
-    if (!draft.Publish(target.Leaf(), replaces)) {
+    const SignalsHeld signals;
+    if (!draft.Ready(replaces)) return Failed();
+    result = LookAgain(); // nothing but the last step comes behind it
+    if (result != Replacing::Done) return result;
+    if (!draft.Place(target.Leaf(), replaces)) {
         result = Failed();
         if (error == EEXIST) return ways.onlyNew ? Replacing::Exists : Replacing::Changed;
         return target.Exists() && IsRefusal(error) ? Replacing::Irreplaceable : result;
