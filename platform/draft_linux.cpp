@@ -14,7 +14,7 @@
 namespace vfile_internal::platform {
 namespace {
 
-constexpr int Tries = 100; // for a free name
+constexpr int NameTries = 100; // for a free name
 
 } // namespace
 
@@ -36,7 +36,7 @@ bool Draft::Create(int directory, mode_t mode) {
 
 bool Draft::CreateNamed(mode_t mode) {
     const SignalsHeld signals;
-    for (int i = 0; i < Tries; ++i) {
+    for (int i = 0; i < NameTries; ++i) {
         char candidate[DraftNameSize];
         DraftName(candidate);
         if (file.OpenAt(dir, candidate, O_RDWR | O_CREAT | O_EXCL, mode)) {
@@ -55,7 +55,7 @@ bool Draft::LinkTo(const char* to) const {
 }
 
 bool Draft::TakeName() {
-    for (int i = 0; i < Tries; ++i) {
+    for (int i = 0; i < NameTries; ++i) {
         char candidate[DraftNameSize];
         DraftName(candidate);
         if (LinkTo(candidate)) {

@@ -76,11 +76,11 @@ void Advise(int descriptor, Pattern pattern) {
     posix_fadvise(descriptor, 0, 0, pattern == Pattern::Random ? POSIX_FADV_RANDOM : POSIX_FADV_SEQUENTIAL);
 }
 
-enum class Outcome { Opened, Failed, Moved };
+enum class Opening { Done, Failed, Moved };
 
 // One try to open what is there, or to let the system make a file. Moved: the name was given to another file between
 // opening and locking, so the lock is on the wrong one.
-Outcome TryOpen(const char* name, Access access, Sharing sharing, Disposition disposition, Pattern pattern,
+Opening TryOpen(const char* name, Access access, Sharing sharing, Disposition disposition, Pattern pattern,
                 FileHandle& handle) {
     const unsigned mode = disposition == Disposition::CreatePrivate ? 0600 : 0666;
     const int making = disposition == Disposition::OpenExisting ? 0
@@ -89,10 +89,10 @@ Outcome TryOpen(const char* name, Access access, Sharing sharing, Disposition di
     const int fd = OpenRetried(name, AccessFlags(access) | making, mode);
     if (fd < 0) {
         SetErrorFromErrno(name);
-        return Outcome::Failed;
+        return Opening::Failed;
     }
 
-    Outcome outcome = Outcome::Failed;
+    Opening opening = Opening::Failed;
     bool locked = false;
     struct stat st;
     struct stat named;
@@ -102,25 +102,25 @@ Outcome TryOpen(const char* name, Access access, Sharing sharing, Disposition di
     } else if (S_ISDIR(st.st_mode)) {
         SetLastError(ErrorAccessDenied);
     } else if (!S_ISREG(st.st_mode)) {
-        outcome = Outcome::Opened;
+        opening = Opening::Done;
     } else if (TryLock(fd, sharing == Sharing::None, &locked)) {
         if (locked && !MakesNew(disposition) && (stat(name, &named) != 0 || !SameFile(st, named))) {
-            outcome = Outcome::Moved;
+            opening = Opening::Moved;
         } else if (disposition == Disposition::CreateAlways && !MakeEmpty(fd)) {
             SetErrorFromErrno();
         } else {
-            outcome = Outcome::Opened;
+            opening = Opening::Done;
             if (disposition == Disposition::CreatePrivate) fchmod(fd, 0600); // whatever the umask
             Advise(fd, pattern);
         }
     }
-    if (outcome == Outcome::Opened) {
+    if (opening == Opening::Done) {
         handle = HandleOfOpened(fd, locked, S_ISREG(st.st_mode));
     } else {
         if (locked) flock(fd, LOCK_UN);
         close(fd);
     }
-    return outcome;
+    return opening;
 }
 
 // True if a file is to be made: nothing has the name, not even a link that leads nowhere, which the system follows.
@@ -131,7 +131,7 @@ bool IsFree(const char* name) {
 }
 
 // One try to make a file or, as the disposition says, to open one that is there. Moved: it has come or gone meanwhile.
-Outcome TryCreate(const char* name, Access access, Sharing sharing, Disposition disposition, Pattern pattern,
+Opening TryCreate(const char* name, Access access, Sharing sharing, Disposition disposition, Pattern pattern,
                   FileHandle& handle) {
     if (IsFree(name)) {
         int fd;
@@ -141,11 +141,11 @@ Outcome TryCreate(const char* name, Access access, Sharing sharing, Disposition 
         case Making::Done:
             Advise(fd, pattern);
             handle = HandleOfOpened(fd, locked, true);
-            return Outcome::Opened;
+            return Opening::Done;
         case Making::Taken:
-            return Outcome::Moved;
+            return Opening::Moved;
         case Making::Refused:
-            return Outcome::Failed;
+            return Opening::Failed;
         case Making::Unable:
             break;
         }
@@ -160,9 +160,9 @@ FileHandle OpenFile(const char* name, Access access, Sharing sharing, Dispositio
     if (!systemName.Ok()) return InvalidHandle;
     for (int i = 0; i < RenameRetries; ++i) {
         FileHandle handle = InvalidHandle;
-        const Outcome outcome = (disposition == Disposition::OpenExisting ? TryOpen : TryCreate)(
+        const Opening opening = (disposition == Disposition::OpenExisting ? TryOpen : TryCreate)(
             systemName.Text(), access, sharing, disposition, pattern, handle);
-        if (outcome != Outcome::Moved) return handle;
+        if (opening != Opening::Moved) return handle;
     }
     SetLastError(ErrorSharingViolation);
     return InvalidHandle;

@@ -31,7 +31,7 @@ bool OneIsFree() {
 }
 
 // The system gives out the lowest number that is free.
-void Place() {
+void Fill() {
     const Locked locked;
     everPlaced = true;
     while (OneIsFree()) {
@@ -59,7 +59,7 @@ void Remove(unsigned numbers) {
 
 StandIns::StandIns() {
     ++opening;
-    if (placed != 0 || OneIsFree()) Place();
+    if (placed != 0 || OneIsFree()) Fill();
 }
 
 StandIns::~StandIns() {

@@ -11,7 +11,7 @@
 namespace vfile_internal::platform {
 namespace {
 
-constexpr int Tries = 100; // for a file that others keep exchanging
+constexpr int HoldTries = 100; // for a file that others keep exchanging
 
 bool HasAttribute(int fd, std::uint64_t which) {
     struct statx st;
@@ -94,7 +94,7 @@ void Target::Close() {
 Target::Found Target::Hold(const char* fileName, bool forWriting, bool stamped) {
     std::strcpy(name, fileName);
     Found found = Found::Held;
-    for (int i = 0; i < Tries; ++i) {
+    for (int i = 0; i < HoldTries; ++i) {
         if (TryHold(forWriting, stamped, found)) break;
         found = Found::Held;
     }

@@ -13,11 +13,11 @@
 namespace vfile_internal {
 namespace {
 
-constexpr std::int32_t Fresh = 3072;        // bytes of a new chunk
-constexpr std::int32_t Most = 2 * Fresh;    // what has more is counted anew, in several
-constexpr std::int32_t Least = 2560;        // what has shrunk below looks for a neighbour to join
-constexpr std::int32_t Joined = Most - 256; // what the two may have together
-constexpr std::int32_t Large = 64 * 1024;   // a new run from which on it may be better to begin anew
+constexpr std::int32_t Fresh = 3072;             // bytes of a new chunk
+constexpr std::int32_t Most = 2 * Fresh;         // what has more is counted anew, in several
+constexpr std::int32_t Least = 2560;             // what has shrunk below looks for a neighbour to join
+constexpr std::int32_t JoinedBytes = Most - 256; // what the two may have together
+constexpr std::int32_t Large = 64 * 1024;        // a new run from which on it may be better to begin anew
 
 constexpr std::int32_t Few = 16; // bytes that are looked at one by one
 
@@ -242,7 +242,7 @@ void LineIndex::JoinHot() {
     const std::int32_t from = small.before.bytes, to = from + small.self.bytes;
     if (to < tree.All().bytes) {
         const LineSum behind = tree.OfByte(to).self;
-        if (small.self.bytes + behind.bytes <= Joined) {
+        if (small.self.bytes + behind.bytes <= JoinedBytes) {
             tree.Erase(to);
             tree.Seek(from);
             tree.Add(behind);
@@ -251,7 +251,7 @@ void LineIndex::JoinHot() {
     }
     if (from == 0) return;
     const LineChunk before = tree.OfByte(from - 1);
-    if (before.self.bytes + small.self.bytes > Joined) return;
+    if (before.self.bytes + small.self.bytes > JoinedBytes) return;
     tree.Erase(from);
     tree.Seek(before.before.bytes);
     tree.Add(small.self);

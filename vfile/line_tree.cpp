@@ -7,10 +7,10 @@
 namespace vfile_internal {
 namespace {
 
-constexpr int Fan = 64;             // entries of a node
-constexpr int Spare = 8;            // by which its room grows
-constexpr int Thin = Fan / 2;       // a node with fewer looks for a neighbour to join
-constexpr int Joined = Fan * 3 / 4; // what the two may have together
+constexpr int Fan = 64;                  // entries of a node
+constexpr int Spare = 8;                 // by which its room grows
+constexpr int Thin = Fan / 2;            // a node with fewer looks for a neighbour to join
+constexpr int JoinedCount = Fan * 3 / 4; // what the two may have together
 
 // The entries follow: of a leaf, which is at height 0, Chunk, else Child.
 struct alignas(8) Node {
@@ -189,7 +189,7 @@ void JoinThin(int height, Node*& node, int i) {
     Child& left = Children(node)[i];
     const Child right = Children(node)[i + 1];
     const int n = left.node->count, m = right.node->count;
-    if ((n >= Thin && m >= Thin) || n + m > Joined) return;
+    if ((n >= Thin && m >= Thin) || n + m > JoinedCount) return;
     if (left.node->room < n + m) {
         Node* fit = Fit(height - 1, left.node, n + m);
         if (!fit) return;
