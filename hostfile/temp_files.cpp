@@ -107,8 +107,7 @@ bool HFile::CreateTempFile(HFile& file, char* name, const char* prefix, const ch
     }
     if (!ext) ext = ".tmp";
     char extension[AffixSize];
-    AssignStr(extension, sizeof extension, ext[0] ? "." : "");
-    AppendStr(extension, sizeof extension, ext[0] == '.' ? ext + 1 : ext);
+    std::snprintf(extension, sizeof extension, "%s%s", ext[0] ? "." : "", ext[0] == '.' ? ext + 1 : ext);
     char start[AffixSize];
     AssignStr(start, sizeof start, prefix ? prefix : "~hf");
 
