@@ -4,6 +4,7 @@
 #include <csignal>
 #include <cstdlib>
 #include <cstring>
+#include <initializer_list>
 #include <poll.h>
 #include <sys/ioctl.h>
 #include <termios.h>
