@@ -11,7 +11,7 @@
 namespace vfile_internal {
 namespace {
 
-const char ReadFailed[] = "reading from the loaded file failed";
+const char FileReadFailed[] = "reading from the loaded file failed";
 const char Changed[] = "the loaded file has been changed";
 
 } // namespace
@@ -44,7 +44,7 @@ const char* Backing::Read(std::int64_t adr, unsigned char* data) const {
     const std::int32_t moved =
         platform::ReadAt(handle, data, static_cast<std::uint32_t>(want), adr - start, &seekFailed);
     if (!IsIntact()) return Changed;
-    if (moved != want) return ReadFailed;
+    if (moved != want) return FileReadFailed;
     std::memset(data + want, 0, static_cast<std::size_t>(PageSize - want));
     return nullptr;
 }
