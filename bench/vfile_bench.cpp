@@ -1,5 +1,6 @@
 // The library: VFile for contents, VMem for stores.
 #include "hostfile/hfile.h"
+#include "long_rows.h"
 #include "store_rows.h"
 #include "vfile/vfile_history.h"
 #include "vfile/vfile_marks.h"
@@ -167,6 +168,7 @@ int main(int argc, char** argv) {
     return Main(argc, argv,
                 {EditRows<Content>(),
                  ViewRows<Content>(),
+                 LongRows<Content>(),
                  StoreRows<Store>(),
                  {{"setpos", SetPos, ""},
                   {"typing", Typing<With::Nothing>, ""},

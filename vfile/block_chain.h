@@ -88,7 +88,14 @@ class BlockChain {
     // Links the blocks from p1 to p2 in behind `blk`, which ends at `at`.
     void SpliceBehind(BlkDesc* blk, std::int32_t at, BlkDesc* p1, BlkDesc* p2);
 
+    // Fills a block, which has bytes, from the one behind it; true if that then is used up, and gone. `cur`, unless
+    // NIL, keeps its place. Holds at every step: what halts on the way has changed nothing of the content. Also for
+    // blocks that are not in the chain yet.
+    bool FillFromNext(BlkDesc* blk, BlkRdr* cur);
+    bool IsLoose() const; // its bytes would fit into fewer blocks
+
     void BeginAnew(BlkDesc* alone); // as constructed, with the blocks left to who has taken them
+    bool HasIndex() const { return index != nullptr; }
     void DropIndex();
     void ForgetPages(); // they go with VMem, which need not take them back one by one
     std::int32_t FreePages() const { return vm->PagesLeft(); } // that contents of the thread can still take

@@ -2,7 +2,6 @@
 #include "vfile/change.h"
 
 #include "foundation/halt.h"
-#include "vfile/long_work.h"
 #include "vfile/vfile_observer.h"
 
 #include <algorithm>
@@ -49,6 +48,7 @@ inline bool Change::Clamp(VFile& f, std::int32_t& at, std::int32_t& oldLen, std:
 // if there is no memory for one.
 inline bool Change::InitChange(VFile& f, std::int32_t p, std::int32_t oldLen) {
     Content& c = Content::Of(f);
+    if (c.observers) c.RoomToRecord(oldLen);
     const std::int32_t ix = p - c.cur.start;
     if (ix > 0 && ix < c.cur.ptr->len) { // of the change before
         c.cur.ix = ix;
@@ -73,6 +73,7 @@ bool Change::LoadCurrent(Content& c, std::int32_t oldLen) {
     if (unread) c.WriteBack();
     if (blk->adr == -1) {
         if (blk->len > 0) Halt("VFile", "InitChange", "cur.ptr->len>0");
+        c.MakeRoom(1);
         c.chain.TakePage(blk);
     }
     return true;
@@ -85,11 +86,8 @@ inline void Change::CheckEOL(VFile& f, const void* bytes, std::int32_t n) {
     if (std::memchr(bytes, '\n', size) || std::memchr(bytes, '\r', size)) f.flags |= vfHasEol;
 }
 
-// Asks PreChange, which refuses nothing where it is not overridden. Behind it nothing stops the change.
-inline bool Change::AskHook(VFile& f, std::int32_t at, std::int32_t oldLen, std::int32_t n) {
+bool Change::AskAll(VFile& f, bool asked, std::int32_t at, std::int32_t oldLen, std::int32_t n) {
     Content& c = Content::Of(f);
-    const bool asked = Overrides(f, &VFile::PreChange);
-    if (!asked && !c.observers) return true;
     const Asking asking(c);
     if (asked) f.res = f.PreChange(at, oldLen, n);
     if (f.res != resDone) return false;
@@ -106,13 +104,6 @@ inline void Change::PutBytes(unsigned char* at, std::int32_t oldLen, std::int32_
     } else if (n > 0) {
         std::memcpy(at, bytes, static_cast<std::size_t>(n));
     }
-}
-
-// The current block gets another length, and the buffer what VMem has not.
-inline void Change::SetCurLen(Content& c, std::int32_t n) {
-    c.chain.SetLen(c.cur.ptr, c.cur.start, n);
-    c.bufBlk = c.cur.ptr;
-    c.bufDirty = true;
 }
 
 // The closing step of a change: a current block without bytes goes, unless it is the only one.
@@ -173,7 +164,7 @@ inline void Change::GoBehind(VFile& f, std::int32_t p) {
             if (!AskHook(f, at, oldLen, n)) return;
             PutBytes(c.buf + ix, oldLen, rest, bulk ? bulk->NextOfText(n) : memory, n);
             SetCurLen(c, ix + n + rest);
-        } else if (!(bulk ? bulk->Finish(at, oldLen, n) : ByChain(f, at, oldLen, n, memory))) {
+        } else if (!(bulk ? bulk->Finish(at, oldLen, n, nullptr) : ByChain(f, at, oldLen, n, memory))) {
             return;
         }
         CheckCurLen(c);
@@ -229,122 +220,3 @@ void VFile::ReplaceBuf(std::int32_t at, std::int32_t oldLen, const void* src, in
     }
     if (!Change::Quick(*this, at, oldLen, n, src) && Change::Allowed(*this)) Change::Make(*this, at, oldLen, n, src);
 }
-
-namespace vfile_internal {
-
-// ---- Through the private chain
-
-bool Change::ByChain(VFile& f, std::int32_t at, std::int32_t oldLen, std::int32_t n, const void* memory) {
-    Change change(f);
-    return change.StageAll(memory, n) && change.Finish(at, oldLen, n);
-}
-
-// The new bytes are there, or come from text, and are read before the hook runs: it may well be their owner. False,
-// with `res` set, if it refuses.
-bool Change::Finish(std::int32_t at, std::int32_t oldLen, std::int32_t n) {
-    if (text && !giver && !StageAll(nullptr, n)) return false;
-    if (!AskHook(f, at, oldLen, n)) return false;
-    if (giver) TakeAll();
-    DoChange(oldLen);
-    return true;
-}
-
-// Adds a block of n bytes to the private chain.
-void Change::Stage(const void* bytes, std::int32_t n) {
-    BlkDesc* p = c.chain.NewBlock(p2, n);
-    (p2 ? p2->next : p1) = p;
-    p2 = p;
-    c.chain.Fill(p, bytes);
-}
-
-// Reads n bytes of memory, or of text: what fits behind the cursor into the head, all else into the private chain.
-// False, with `res` set, if the host stops it.
-bool Change::StageAll(const void* memory, std::int32_t n) {
-    const auto* next = static_cast<const unsigned char*>(memory);
-    headLen = std::min<std::int32_t>(BlkSize - c.cur.ix, n);
-    if (headLen > 0) std::memcpy(head, text ? NextOfText(headLen) : next, static_cast<std::size_t>(headLen));
-    LongWork work(VFileWork::Copy, n, &f, f, text);
-    for (std::int32_t done = headLen, k; done < n; done += k) {
-        k = std::min<std::int32_t>(n - done, BlkSize);
-        Stage(text ? NextOfText(k) : next + done, k);
-        if (work.Step(k)) continue;
-        f.res = work.Outcome();
-        return false;
-    }
-    if (!work.WasTold()) return true;
-    c.chain.Find(c.cur, f.pos, true); // the host may have looked elsewhere
-    if (!c.LoadBuf()) f.res = resHeapOverflow;
-    return f.res == resDone;
-}
-
-// Cuts oldLen bytes out behind the cursor, which InitChange has placed, and puts the head and the private chain in.
-// Changes neither len nor pos nor cur.ix. All that is merged goes into the last private block, and only where it fits.
-// The current block keeps its length up to the end, so that what follows it starts where the chain says.
-void Change::DoChange(std::int32_t oldLen) {
-    const std::int32_t behind = c.cur.ptr->len - c.cur.ix;
-    const std::int32_t at = c.cur.start + c.cur.ptr->len;
-    if (oldLen > f.len / 4) c.chain.DropIndex(); // cheaper made anew than taken apart
-    if (oldLen < behind) {
-        KeepTail(oldLen, behind - oldLen);
-    } else {
-        Cut(oldLen - behind, at);
-    }
-    Splice(at);
-    SetCurLen(c, c.cur.ix + headLen);
-    if (headLen > 0) std::memcpy(c.buf + c.cur.ix, head, static_cast<std::size_t>(headLen));
-}
-
-// What survives of the current block behind the cut comes after the new run.
-void Change::KeepTail(std::int32_t oldLen, std::int32_t tail) {
-    const unsigned char* bytes = c.buf + c.cur.ix + oldLen;
-    const std::int32_t adr = GrowLast(tail);
-    if (adr == -1) return Stage(bytes, tail);
-    if (p2->len > BlkSize) Halt("VFile", "DoChange", "Append: p2->len > BlkSize");
-    c.chain.Set(adr, bytes, tail);
-}
-
-// Takes i bytes out behind the current block. Blocks that lie wholly in the cut go unread.
-void Change::Cut(std::int32_t i, std::int32_t at) {
-    const BlkDesc* blk = c.cur.ptr;
-    while (blk->next && (i >= blk->next->len || (i > 0 && blk->next->IsRun()))) {
-        BlkRdr rd{blk->next, at, i};
-        if (i < rd.ptr->len && !c.chain.Part(rd)) Halt("VFile", "NewBlkPtr", "p==NIL");
-        if (i < blk->next->len) break;
-        i -= blk->next->len;
-        c.chain.Remove(blk->next, at);
-    }
-    if (i == 0) return;
-    BlkDesc* p = blk->next;
-    if (!p || i >= p->len) Halt("VFile", "DoChange", "cut out: i too big");
-    const std::int32_t rest = p->len - i;
-    const std::int32_t adr = GrowLast(rest);
-    c.chain.Copy(adr == -1 ? p->adr : adr, p->adr + i, rest);
-    if (adr == -1) return c.chain.SetLen(p, at, rest);
-    if (p2->len > BlkSize) Halt("VFile", "DoChange", "cut out: p2->len > BlkSize");
-    c.chain.Remove(p, at);
-}
-
-// The private chain becomes part of the object's, and takes in the block behind it if that fits.
-void Change::Splice(std::int32_t at) {
-    if (!p1) return;
-    BlkDesc* blk = c.cur.ptr;
-    BlkDesc* p = blk->next;
-    const std::int32_t adr = p ? GrowLast(p->len) : -1;
-    if (adr != -1) {
-        c.chain.Copy(adr, p->adr, p->len);
-        c.chain.Remove(p, at);
-    }
-    c.chain.SpliceBehind(blk, at, p1, p2);
-    p1 = nullptr;
-}
-
-// Where n more bytes come to stand at the end of the private chain, which counts them from now on; -1 if they don't
-// fit.
-std::int32_t Change::GrowLast(std::int32_t n) {
-    if (!p2 || n > BlkSize - p2->len) return -1;
-    const std::int32_t adr = p2->adr + p2->len;
-    p2->len += n;
-    return adr;
-}
-
-} // namespace vfile_internal

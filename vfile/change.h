@@ -74,9 +74,20 @@ class Change {
     static bool InitChange(VFile& f, std::int32_t p, std::int32_t oldLen);
     static bool LoadCurrent(Content& c, std::int32_t oldLen);
     static void CheckEOL(VFile& f, const void* bytes, std::int32_t n);
-    static bool AskHook(VFile& f, std::int32_t at, std::int32_t oldLen, std::int32_t n);
+    // Asks PreChange, which refuses nothing where it is not overridden, and tells the observers. Behind it nothing
+    // stops the change.
+    static bool AskHook(VFile& f, std::int32_t at, std::int32_t oldLen, std::int32_t n) {
+        const bool asked = Overrides(f, &VFile::PreChange);
+        return (!asked && !Content::Of(f).observers) || AskAll(f, asked, at, oldLen, n);
+    }
+    static bool AskAll(VFile& f, bool asked, std::int32_t at, std::int32_t oldLen, std::int32_t n);
     static void PutBytes(unsigned char* at, std::int32_t oldLen, std::int32_t rest, const void* bytes, std::int32_t n);
-    static void SetCurLen(Content& c, std::int32_t n);
+    // The current block gets another length, and the buffer what VMem has not.
+    static void SetCurLen(Content& c, std::int32_t n) {
+        c.chain.SetLen(c.cur.ptr, c.cur.start, n);
+        c.bufBlk = c.cur.ptr;
+        c.bufDirty = true;
+    }
     static void CheckCurLen(Content& c);
     static void DropCurrent(Content& c);
     static void EndChange(VFile& f, std::int32_t at, std::int32_t oldLen, std::int32_t n);
@@ -85,10 +96,13 @@ class Change {
 
     // Through the private chain.
     static bool ByChain(VFile& f, std::int32_t at, std::int32_t oldLen, std::int32_t n, const void* memory);
+    bool TakeRoom(std::int32_t oldLen, std::int32_t pages);
+    bool Resume(std::int32_t oldLen);
+    void PackStaged();
     const void* NextOfText(std::int32_t n);
     void Stage(const void* bytes, std::int32_t n);
-    bool StageAll(const void* memory, std::int32_t n);
-    bool Finish(std::int32_t at, std::int32_t oldLen, std::int32_t n);
+    bool StageAll(const void* memory, std::int32_t oldLen, std::int32_t n);
+    bool Finish(std::int32_t at, std::int32_t oldLen, std::int32_t n, const void* memory);
     void TakeAll();
     void DoChange(std::int32_t oldLen);
     void KeepTail(std::int32_t oldLen, std::int32_t tail);

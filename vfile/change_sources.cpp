@@ -135,10 +135,14 @@ void Change::FromFile(VFile& f, std::int32_t at, std::int32_t oldLen, HFile* fil
     if (f.res == resDone) change.Make(at, same ? total : oldLen, total);
 }
 
-// One page is left for the block that takes the change, or for what is cut off it. False, with `res` set, if there are
-// not so many.
+// Packs where there are too few. One page is left for the block that takes the change, or for what is cut off it.
+// False, with `res` set, if that does not give so many.
 bool Change::HavePages(std::int64_t n) {
-    if (n <= 0 || (n + BlkSize - 1) / BlkSize < c.chain.FreePages()) return true;
+    const std::int64_t pages = n <= 0 ? 0 : (n + BlkSize - 1) / BlkSize + 1;
+    if (pages <= c.chain.FreePages()) return true;
+    PackStaged();
+    if (pages <= MaxLen / BlkSize) c.MakeRoom(static_cast<std::int32_t>(pages));
+    if (pages <= c.chain.FreePages()) return true;
     f.res = resTooLong;
     return false;
 }

@@ -20,6 +20,7 @@
 #pragma once
 
 #include "foundation/from_heap.h"
+#include "platform/meter.h"
 #include "platform/thread.h"
 #include "vfile/block_chain.h"
 #include "vfile/thread_env.h"
@@ -32,6 +33,7 @@ struct Observer;
 struct Content : FromHeap {
     static Content* Make(ThreadsVMem& vm); // of an object of the calling thread; NIL if the heap has no room
     static void ReleaseAll();              // what the contents of the calling thread can do without
+    static Content* Newest();              // of the calling thread; behind a fork, copies of the parent's among them
     static Content& Of(const VFile& f) { return *f.content; }
     static void Exchange(VFile& a, VFile& b); // what the two are, but for their kind numbers
 
@@ -63,6 +65,16 @@ struct Content : FromHeap {
     unsigned char ByteAtCursor();
     static void ReadByteFar(VFile& f, unsigned char& b);
 
+    // Packing (pack.cpp): the blocks are filled from those behind them, in place; the content and its observers see
+    // nothing of it. With `whole`, all but the last one; else only where a block goes for a few that are rewritten.
+    enum class Packing { Done, Busy, Stopped };
+    Packing Pack(bool whole, platform::Meter& work);
+    void MakeRoom(std::int32_t pages) { // packs contents of the thread until there are so many, or nothing helps
+        if (chain.FreePages() < pages) PackForRoom(pages);
+    }
+    void PackForRoom(std::int32_t pages);
+    void RoomToRecord(std::int32_t n); // the same for what observers keep of n bytes
+
     // n bytes of a block from ix on, which lie in one page, wherever the newest of them are. Good until the next call
     // of VMem.
     const unsigned char* BytesOf(const BlkDesc* blk, std::int32_t ix, std::int32_t n) {
@@ -80,7 +92,7 @@ struct Content : FromHeap {
     std::int32_t posBefore; // the position when the last change began; for them
     std::uint32_t owner;    // the thread that made the object
     bool bufDirty;          // buf holds changes that VMem has not got
-    bool asking;            // PreChange runs: no other content gets the buffer
+    bool asking;            // PreChange runs, or a host looks: buffer and blocks stay as they are
     Content* next;          // of the same thread; behind a fork, copies of the parent's among them
     Content** link;         // what points here
 };

@@ -100,7 +100,7 @@ Res History::RoomFor(std::int32_t oldLen) {
     const Res outcome = Shrink(*to, oldLen);
     if (outcome != resDone) return outcome;
     if (to->Size() + oldLen > maxBytes) return resTooLong;
-    return Observed::FreePages(Subject()) < oldLen / BlkSize + Reserve ? resTooLong : resDone;
+    return Observed::MakeRoom(Subject(), oldLen / BlkSize + Reserve) ? resDone : resTooLong;
 }
 
 void History::OpenStep() {
@@ -193,7 +193,7 @@ Res History::MayApply(HistoryRecord& from) {
     EndStep();
     const VFile& f = Subject();
     if (f.res != resDone || from.Count() == 0) return f.res;
-    return Observed::FreePages(f) < from.Top().bytes / BlkSize + 64 ? resTooLong : resDone;
+    return Observed::MakeRoom(f, from.Top().bytes / BlkSize + 64) ? resDone : resTooLong;
 }
 
 // The state of work on a step. A hook that throws ends it in the middle, and then nothing that is recorded fits.

@@ -61,6 +61,7 @@ class Look {
     bool back;
     bool placed; // the object has been brought to its first place
     bool disturbed;
+    bool wasAsking;    // the content
     std::int32_t lent; // address of the page that is held, -1 if none is
     Observer watch;    // attached: a host looks
     unsigned char room[BlkSize];

@@ -36,6 +36,10 @@ Content::Content(ThreadsVMem& memory, BlkDesc* alone)
     ofThread = this;
 }
 
+Content* Content::Newest() {
+    return ofThread;
+}
+
 // Nothing is written back: the blocks go as they are.
 Content::~Content() {
     FreeBuf();

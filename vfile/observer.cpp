@@ -51,8 +51,10 @@ std::int32_t Observed::PosBefore(const VFile& f) {
     return Content::Of(f).posBefore;
 }
 
-std::int32_t Observed::FreePages(const VFile& f) {
-    return Content::Of(f).chain.FreePages();
+bool Observed::MakeRoom(const VFile& f, std::int64_t pages) {
+    Content& c = Content::Of(f);
+    if (pages <= INT32_MAX) c.MakeRoom(static_cast<std::int32_t>(pages));
+    return pages <= c.chain.FreePages();
 }
 
 // An observer may detach itself, or be freed, when it is told.

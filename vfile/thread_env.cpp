@@ -203,6 +203,20 @@ void VFile::SetMaxCacheSize(long long kb) {
     SetMaxCacheSize(static_cast<std::int16_t>(kb < INT16_MIN ? INT16_MIN : kb > INT16_MAX ? INT16_MAX : kb));
 }
 
+std::int32_t VFile::SpaceUsed() {
+    VMem* vm = ThreadVMem();
+    return vm ? vm->GetSpaceUsed() - vm->GetSpaceFree() : 0;
+}
+
+std::int32_t VFile::SpaceFree() {
+    return INT32_MAX / BlkSize * BlkSize - SpaceUsed();
+}
+
+std::int64_t VFile::GetSwapFileSize() {
+    VMem* vm = ThreadVMem();
+    return vm ? vm->GetSwapFileSize() : 0;
+}
+
 const char* VFile::GetTempDir() {
     VMem* vm = ThreadVMem();
     return vm ? vm->GetTempDir() : ThreadTempDir();

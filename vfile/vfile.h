@@ -233,6 +233,28 @@ class VFILE_API VFile : public VFileEdits {
     /// Hands the changes that only the block buffer has to VMem and frees the buffer. Position, `res` and `eof` stay.
     void Flush();
 
+    /// @name Room
+    /// All contents of a thread lie in blocks of 1024 bytes in one space of 2147482624. Small changes all over a
+    /// content leave its blocks part full: one that is fed 40 bytes at a time at random places takes many times its
+    /// size.
+    /// @{
+
+    /// Brings the blocks of the content together, in place: all but the last are full then. The content does not
+    /// change, nor does anything that follows it (histories, marks, lines), and no hook is called; position, `res` and
+    /// `eof` stay, and flags play no part. Takes no further room; what has been brought together stays so if the host
+    /// stops it (resStopped), or if VMem halts. False, with `res` set, if it ends early; resContextError, with nothing
+    /// done, from a PreChange of the object or while it is visited. Halts ("VFile") on any thread but the object's own.
+    /// Cost: all that lies behind the first block with room is moved, so each page there is read and written once.
+    ///
+    /// A host need not call it to get room: a change for which there is none packs the contents of the thread by
+    /// itself, first where little has to be moved, and goes on. Only if nothing is left to be won, it halts.
+    bool Compact();
+
+    static std::int32_t SpaceUsed();       ///< Bytes of the space that the blocks of the thread's contents take.
+    static std::int32_t SpaceFree();       ///< What is left of it, for full blocks.
+    static std::int64_t GetSwapFileSize(); ///< Of the thread, in bytes; 0 while there is none.
+    /// @}
+
     /// @name Flags
     /// All end in ToggleFlag: nothing happens while `res` is set; with vfLocked on, `res` becomes resContextError, even
     /// if no bit would have changed; bits outside vfToggleMask are dropped; PostChangeFlag is called for each bit that
@@ -253,7 +275,7 @@ class VFILE_API VFile : public VFileEdits {
     /// Brings the whole named file in at the position: inserted with vfInsert on, else overwriting as many bytes as it
     /// has. `share` 0 keeps all others from opening the file meanwhile, any other value shares with who shares. A
     /// refusal or a failure leaves content and position alone; while `res` is set, or by vfLocked or vfReadOnly, the
-    /// file isn't opened.
+    /// file isn't opened. A file that can't fit into the thread's space is resTooLong before it is read.
     void ReadFile(const char* name, std::uint32_t share);
 
     /// Makes the named file the content and goes to 0. An earlier error is cleared first. All old content goes before

@@ -41,7 +41,8 @@ class Observed {
     static void Read(const VFile& f, std::int32_t at, void* dst, std::int32_t n); // touches nothing of the object
     static bool HasLineEnd(const VFile& f, std::int32_t at, std::int32_t n);      // among so many bytes, a few
     static std::int32_t PosBefore(const VFile& f); // the position when the change that runs began
-    static std::int32_t FreePages(const VFile& f); // pages that contents of the thread can still take
+    // True if contents of the thread can still take so many pages, for which they are packed if need be.
+    static bool MakeRoom(const VFile& f, std::int64_t pages);
 
     static void TellBefore(const VFile& f, std::int32_t at, std::int32_t oldLen, std::int32_t newLen);
     static void TellAfter(const VFile& f, std::int32_t at, std::int32_t oldLen, std::int32_t newLen);

@@ -18,6 +18,7 @@ enum class VFileWork : int {
     Compare, ///< the operators, and VFileView::Compare
     Count,   ///< the first question for lines by number counts them
     Undo,    ///< Undo or Redo of a VFileHistory
+    Compact, ///< Compact
 };
 
 /// Called by the operations of VFileWork about every 4 MB of work, or 50 ms, whichever comes first, on the thread that

@@ -21,7 +21,8 @@ KeptPlace::~KeptPlace() {
 
 Look::Look(VFile* object, const VFile& f, std::int32_t from, std::int32_t count, bool backward)
     : content(Content::Of(f)), file(f), own(object), rd(content.cur), at(backward ? from + count : from), left(count),
-      back(backward), placed(false), disturbed(false), lent(-1), watch{} {
+      back(backward), placed(false), disturbed(false), wasAsking(content.asking), lent(-1), watch{} {
+    content.asking = true; // the blocks stay, whoever needs room meanwhile
     if (own && !Overrides(*own, back ? &VFile::ReadPrevByte : &VFile::ReadByte)) own = nullptr;
     if (own) {
         place.emplace(*own);
@@ -32,6 +33,8 @@ Look::Look(VFile* object, const VFile& f, std::int32_t from, std::int32_t count,
 
 Look::~Look() {
     TakeBack();
+    const bool gone = watch.self && !watch.subject;
+    if (!gone) content.asking = wasAsking;
     Observed::Detach(watch);
     if (disturbed && place) place->Forget(); // the position is where the change has left it
 }

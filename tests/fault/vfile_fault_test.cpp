@@ -148,6 +148,34 @@ TEST_F(VFileFaults, SwapFileThatFailsHaltsUnderAChange) {
     }
 }
 
+TEST_F(VFileFaults, PackingThatHaltsLeavesASoundContent) {
+    const auto act = [&](const Arm& arm) -> std::string {
+        VFile::SetMaxCacheSize(2);
+        VFile f;
+        std::string s;
+        for (int i = 0; i < 40; ++i) {
+            const int at = i * 7919 % (f.Length() + 1);
+            Put(f, at, 0, Pattern(300 + 9 * i, i)), s.insert(std::size_t(at), Pattern(300 + 9 * i, i));
+        }
+        f.SetPos(9000);
+        bool halted = false;
+        InstallHaltProc([](const char*) { throw 1; });
+        arm([&] {
+            try {
+                f.Compact();
+            } catch (int) {
+                halted = true;
+            }
+        });
+        InstallHaltProc(halt_trap::SendHome);
+        const bool sound = CheckVFile(f, stdout) && f.GetPos() == 9000 && f.res == resDone && ContentOf(f) == s;
+        return !sound ? "wrong" : !f.Compact() || ContentOf(f) != s ? "works no more" : halted ? "halted" : "done";
+    };
+    EXPECT_EQ(Outcomes{"halted"}, ForEachFault(Faults::Write, ENOSPC, act));
+    EXPECT_EQ(Outcomes{"halted"}, ForEachFault(Faults::Read, EIO, act));
+    EXPECT_EQ(Outcomes{}, ForEachFault(Faults::Heap, 0, act)); // it takes none
+}
+
 // The outcomes of whatever `act` returns with the heap failing.
 Outcomes WithoutHeap(const std::function<std::string()>& act) {
     return ForEachFault(Faults::Heap, 0, [&](const Arm& arm) {

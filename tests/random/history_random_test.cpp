@@ -47,6 +47,7 @@ class Walk {
         if (kind == 17) history->SetLimits(maxBytes, maxSteps);
         if (kind == 18 && Below(10) == 0) history->Clear(), states = {states[now]}, now = 0;
         if (kind == 19 && file == &stubborn) Refusal();
+        EXPECT_TRUE(++steps % 30 != 0 || file->Compact());
         Sync();
         if (Below(3)) CheckLineNumbers(*file, states[now].content, Below(file->Length() + 2), Below(200));
         EXPECT_EQ(saved == states[now].id, history->IsSaved());
@@ -147,6 +148,7 @@ class Walk {
     std::unique_ptr<VFileHistory> history;
     std::vector<State> states;
     std::size_t now = 0;
+    int steps = 0;
     int ids = 0, saved = 0;
     int maxSteps = MaxLen, maxBytes = Much;
 };

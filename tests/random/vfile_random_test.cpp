@@ -143,6 +143,7 @@ class Walk {
         if (kind >= 3 || (res != resDone && Below(2))) Both([](VFile& f) { f.Reset(); }), GoTo(0);
         if (kind >= 3) Both([](VFile& f) { f.ExclFlag(vfReadOnly); }), flags &= ~vfReadOnly;
         (this->*steps[kind])();
+        if (Below(40) == 0) Both([](VFile& f) { EXPECT_TRUE(f.Compact()); });
         Both([&](VFile& f) {
             EXPECT_TRUE(f.Length() == Length() && f.GetPos() == pos && f.res == res && f.eof == eof);
             EXPECT_TRUE(f.GetFlags() == flags && CheckVFile(f, stderr));
