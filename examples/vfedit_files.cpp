@@ -5,7 +5,9 @@
 
 #include <algorithm>
 #include <atomic>
+#include <fcntl.h>
 #include <pthread.h>
+#include <unistd.h>
 
 namespace {
 
@@ -34,6 +36,15 @@ void* TakeFiles(void* of) {
     return nullptr;
 }
 
+// A file that is opened gets such a number for a moment, and another thread must not write into it then. What is
+// written to one that was closed fails as before.
+bool HoldStandardDescriptors() {
+    int fd = 0;
+    while (fd >= 0 && fd <= STDERR_FILENO) fd = open("/dev/null", O_RDONLY | O_CLOEXEC);
+    if (fd >= 0) close(fd);
+    return fd >= 0;
+}
+
 } // namespace
 
 FilesRun RunFiles(const CommandLine& line) {
@@ -42,7 +53,8 @@ FilesRun RunFiles(const CommandLine& line) {
     Queue queue{line, saves};
     pthread_t threads[JobsMost];
     int count = 0;
-    const int wanted = std::min(line.jobs, line.fileCount) - 1; // beside this one
+    int wanted = std::min(line.jobs, line.fileCount) - 1; // beside this one
+    if (wanted > 0 && !HoldStandardDescriptors()) wanted = 0;
     while (count < wanted && pthread_create(&threads[count], nullptr, TakeFiles, &queue) == 0) ++count;
     TakeFiles(&queue);
     for (int i = 0; i < count; ++i) pthread_join(threads[i], nullptr);

@@ -11,6 +11,7 @@
 #include "vfedit_system.h"
 #include "vfedit_terminal.h"
 #include "vfedit_trace.h"
+#include "vfile/vfile_progress.h"
 
 #include <cerrno>
 #include <chrono>
@@ -25,7 +26,8 @@ namespace {
 
 constexpr std::size_t TempDirLengthMax = 4082; // what the library takes
 
-// The library would take the next place where this one does not do, but it was asked for.
+// The library would take the next place where this one does not do, but it was
+// asked for.
 bool UseTempDir(const char* dir) {
     struct stat st;
     if (stat(dir, &st) != 0) return ComplainErrno(dir, errno);
@@ -39,6 +41,28 @@ bool UseTempDir(const char* dir) {
     const char* taken = VFile::GetTempDir();
     return (taken && std::strcmp(taken, dir) == 0) || ComplainErrno(dir, ENOMEM);
 }
+
+// Lets the library tell how far an operation has come that looks through much
+// at once.
+class LibraryProgress {
+  public:
+    explicit LibraryProgress(Progress& progress) {
+        if (!progress.IsShown()) return;
+        VFileProgress own;
+        own.call = [](void* context, VFileWork, std::int64_t done, std::int64_t total) {
+            static_cast<Progress*>(context)->Within(done, total);
+            return true;
+        };
+        own.context = &progress;
+        before = VFile_SetProgress(own);
+    }
+    ~LibraryProgress() { VFile_SetProgress(before); }
+    LibraryProgress(const LibraryProgress&) = delete;
+    LibraryProgress& operator=(const LibraryProgress&) = delete;
+
+  private:
+    VFileProgress before;
+};
 
 // The stamp, if it is not NIL, gets what the file is now.
 bool Load(const Work& work, const char* name, HFileStamp* stamp) {
@@ -56,7 +80,8 @@ bool DoEdits(const Work& work, const CommandLine& line, FileRun& run) {
         const Edit& edit = line.edits[i];
         Done done;
         if (!DoEdit(work, edit, done)) return false;
-        // A report that could not be delivered is a failure, too, and comes before the result takes its place.
+        // A report that could not be delivered is a failure, too, and comes before
+        // the result takes its place.
         if (!work.report.Deliver()) return false;
         if (!line.quiet) PrintMatches(line, work.name, edit, done);
         if ((edit.kind == EditKind::Replace || edit.kind == EditKind::Find) && done.matches == 0) run.metAll = false;
@@ -73,10 +98,28 @@ bool KeepBackup(const char* name, const char* suffix) {
     return HFile::Copy(name, backup, reason, true) || Complain(backup, static_cast<Res>(reason));
 }
 
-// In one of many files, that has not been held: if it has changed, it has to be what was loaded.
+// In one of many files, that has not been held: if it has changed, it has to be
+// what was loaded.
 bool SaveEach(const Work& work, const CommandLine& line, const char* name, Output& output, const HFileStamp& stamp) {
+    work.progress.Begin("keeping the old file", -1);
     if (*line.backup && !KeepBackup(name, line.backup)) return false;
+    work.progress.End();
     return output.Open(name, line, &stamp) && output.Save(work.content, work.progress);
+}
+
+// The edits, and what they would change.
+bool RunDry(const Work& work, FileRun& run) {
+    VFile old;
+    Trace trace(work.content.Length());
+    if (!work.space.LeaveForCopy()) return Complain(work.name, resTooLong);
+    work.progress.Begin("copying", work.content.Length());
+    old = work.content;
+    work.progress.End();
+    if (old.res != resDone) return Complain(work.name, old.res);
+    work.space.trace = &trace;
+    const bool done = DoEdits(work, work.line, run) && PrintDiff(work, old, trace) && work.report.Deliver();
+    work.space.trace = nullptr;
+    return done;
 }
 
 } // namespace
@@ -103,6 +146,7 @@ bool RunFile(const CommandLine& line, const char* in, const char* out, FileRun& 
     Output output;
     if (out && !each && !output.Open(out, line)) return false;
     Progress progress(!line.quiet && line.jobs == 1);
+    const LibraryProgress libraryProgress(progress);
     Report report(output.IsStandardOutput() ? STDERR_FILENO : STDOUT_FILENO);
     VFile content;
     Space space(content);
@@ -111,23 +155,10 @@ bool RunFile(const CommandLine& line, const char* in, const char* out, FileRun& 
     if (!Load(work, in, each ? &stamp : nullptr)) return false;
     const std::int32_t bytesIn = content.Length();
 
-    VFile old;
-    Trace trace(bytesIn);
-    if (line.dryRun) {
-        if (!space.LeaveForCopy()) return Complain(work.name, resTooLong);
-        old = content;
-        if (old.res != resDone) return Complain(work.name, old.res);
-        space.trace = &trace;
-    }
-    if (!DoEdits(work, line, run)) return false;
+    if (line.dryRun ? !RunDry(work, run) : !DoEdits(work, line, run)) return false;
     run.changed = space.HasChanged();
-    if (line.dryRun) {
-        if (!PrintDiff(work, old, trace) || !report.Deliver()) return false;
-    } else if (each) {
-        if (out && run.changed && !SaveEach(work, line, out, output, stamp)) return false;
-    } else if (out && !output.Save(content, progress)) {
-        return false;
-    }
+    if (out && !each && !output.Save(content, progress)) return false;
+    if (out && each && run.changed && !SaveEach(work, line, out, output, stamp)) return false;
     if (!line.quiet && !each) {
         const std::chrono::duration<double> taken = std::chrono::steady_clock::now() - begun;
         PrintSummary(line, work.name, bytesIn, content.Length(), out != nullptr && !line.dryRun, taken.count());

@@ -94,7 +94,8 @@ void Report::Write(const void* bytes, std::size_t n) {
     if (error == 0 && !WriteAll(fd, bytes, n)) error = errno;
 }
 
-// A file system across a network may tell only at a closing that there is no room; that of a copy does, too.
+// A file system across a network may tell only at a closing that there is no
+// room; that of a copy does, too.
 bool Report::Deliver() {
     Empty();
     if (used && error == 0) {
@@ -132,6 +133,10 @@ void Progress::At(std::int64_t done) {
         std::fprintf(stderr, "\r\033[K%s: %.0f MB, %.0f MB/s", step, doneMb, rate);
     }
     std::fflush(stderr);
+}
+
+void Progress::Within(std::int64_t done, std::int64_t rest) {
+    At(done + std::max<std::int64_t>(0, all - rest));
 }
 
 void Progress::End() {
