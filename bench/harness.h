@@ -44,7 +44,7 @@ void Check(bool ok, const char* what);
 
 // ---- Clocks ----
 
-// Keeps the peak memory of this process so far: what comes behind the last measurement is checks.
+// Keeps the peak memory of this process so far: what comes after the last measurement is checks.
 void NotePeak();
 
 // Seconds since some moment: of time, or of the processor's work for this process.

@@ -1,4 +1,4 @@
-// A VFile with hooks, as of an editor that redraws behind each change: what it costs beyond the hooks.
+// A VFile with hooks, as of an editor that redraws after each change: what it costs beyond the hooks.
 #include "view_rows.h"
 
 namespace {

@@ -3,7 +3,7 @@
 //   void Append(const char* bytes, int n)
 //   void Replace(int64 at, int del, const char* bytes, int n)
 //   int64 Length() const
-//   void Copy(int64 at, char* dst, int n)       n bytes from `at` on; most often behind the last one
+//   void Copy(int64 at, char* dst, int n)       n bytes from `at` on; most often after the last one
 //   bool Equals(Content& other)
 //   uint64 SumBytes()                           the sum of all bytes, fetched one by one
 //   bool Find(const char* pattern)              FindFolded: whatever the case of letters
@@ -19,7 +19,7 @@
 
 namespace bench {
 
-// Compares a content with pieces that come one behind the other.
+// Compares a content with pieces that come one after the other.
 template <class Content>
 class Comparison {
   public:

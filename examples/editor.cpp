@@ -167,7 +167,7 @@ void Editor::Answer(int key) {
     }
 }
 
-// Goes on from the start behind the last one. The cursor comes to stand behind the match, where the next search begins.
+// Goes on from the start after the last one. The cursor comes to stand after the match, where the next search begins.
 void Editor::FindNext() {
     std::int32_t at = vfile::Find(text, pattern, text.GetPos());
     if (at < 0) at = vfile::Find(text, pattern);

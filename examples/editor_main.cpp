@@ -58,7 +58,7 @@ void Screen::Draw(Editor& editor) {
 // A character takes one column here, a control character is shown as a blank.
 void Screen::DrawLine(Editor& editor, std::int32_t line) {
     out += "\033[" + std::to_string(line - top + 1) +
-           ";1H\033[K"; // emptied first: behind a full row, its last column would go
+           ";1H\033[K"; // emptied first: after a full row, its last column would go
     std::int32_t start, end, column = -1;
     editor.LineLimits(line, start, end);
     const vfile::Bytes bytes(editor.Text());

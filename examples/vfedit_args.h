@@ -30,7 +30,7 @@ struct Range {
     enum Unit { All, Bytes, Lines };
     Unit unit = All;
     std::int32_t from = 0; // position or line
-    std::int32_t to = 0;   // the position behind it; the last line
+    std::int32_t to = 0;   // the position after it; the last line
     bool fromEnd = false;  // `from` is so many bytes before the end
     bool toEnd = false;
 };
@@ -68,7 +68,7 @@ struct CommandLine {
     CommandLine& operator=(const CommandLine&) = delete;
 
     const char* in = nullptr;
-    const char* out = nullptr; // NIL: none was given
+    const char* out = nullptr; // null: none was given
     const char* tempDir = nullptr;
     std::int16_t cacheKb = -1; // -1: the library's own limit
     std::int32_t matchMostKb = 8192;
@@ -78,7 +78,7 @@ struct CommandLine {
     bool status = false;          // --status
     bool dryRun = false;          // --dry-run
     bool json = false;            // --json
-    const char* backup = nullptr; // -i: the suffix of backups, or ""; NIL: there is one IN
+    const char* backup = nullptr; // -i: the suffix of backups, or ""; null: there is one IN
     char** files = nullptr;       // the files with -i, after the edits
     int fileCount = 0;
     int jobs = 1;

@@ -32,7 +32,7 @@ struct PatchList {
     std::size_t count = 0;
 };
 
-// The next word of a line, with a zero byte put behind it; NIL if there is none.
+// The next word of a line, with a zero byte put after it; null if there is none.
 char* NextWord(char*& rest) {
     rest += std::strspn(rest, Blanks);
     if (*rest == '\0') return nullptr;

@@ -40,7 +40,7 @@ class Side {
         return open ? ++lines : lines;
     }
 
-    // Each line behind a mark.
+    // Each line after a mark.
     void Print(Report& report, char mark, std::int32_t from, std::int32_t to) {
         bool start = true;
         view.Visit(from, to - from, [&](const unsigned char* bytes, std::int32_t n) {

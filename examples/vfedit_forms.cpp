@@ -12,7 +12,7 @@ struct EditForm {
     const char* word;
     EditKind kind;
     const char* arguments; // p position, n count, l line, o text to look for, t text, r replacement, f file
-    const char* flags;     // letters; NIL: neither flags nor a range
+    const char* flags;     // letters; null: neither flags nor a range
     bool changes;
 };
 

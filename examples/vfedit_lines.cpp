@@ -3,7 +3,7 @@
 
 namespace {
 
-// Goes behind `count` lines from where the content stands, which is a line start; how many there were. A line end at
+// Goes past `count` lines from where the content stands, which is a line start; how many there were. A line end at
 // the end of the content begins no line.
 std::int32_t SkipLines(const Work& work, std::int32_t count) {
     char none[1];

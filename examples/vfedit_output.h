@@ -16,7 +16,7 @@ class Output {
     Output& operator=(const Output&) = delete;
 
     // Before the work, so that a directory that can't be written is told then. False: told on standard error.
-    // `loaded`, if not NIL, is what the file has to be.
+    // `loaded`, if not null, is what the file has to be.
     bool Open(const char* out, const CommandLine& line, const HFileStamp* loaded = nullptr);
     bool Holds(int fd) const { return save.Holds(HandleOf(fd)); }
     bool IsStandardOutput() const { return isStandardOutput; }

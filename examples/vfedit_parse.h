@@ -29,19 +29,19 @@ bool Is(const char* s, const char* word);
 // The library takes '\\' for a separator, and what vfedit itself asks of the system has to mean the same file.
 const char* FileName(char* s);
 
-// True if `arg` is the option `name`, by itself or as "NAME=VALUE"; its value, or the next word, or NIL.
+// True if `arg` is the option `name`, by itself or as "NAME=VALUE"; its value, or the next word, or null.
 bool IsOption(char* arg, const char* name, Reader& reader, char*& value);
 
 // The same as "-o OUT" or "-oOUT".
 bool IsShortOption(char* arg, const char* name, Reader& reader, char*& value);
 
-// Puts the edits of a script behind the others. What is wrong is told, with its line.
+// Puts the edits of a script after the others. What is wrong is told, with its line.
 Parsed ParseScript(const char* name, CommandLine& line);
 
 // Room for so many edits more. False: told.
 bool MakeRoom(CommandLine& line, std::size_t more);
 
-// One edit, its name first, is read and put behind the others.
+// One edit, its name first, is read and put after the others.
 Parsed ParseEdit(Reader& reader, CommandLine& line);
 
 // An option that is about the edit before it. False if `arg`, taken from the reader just now, is none.

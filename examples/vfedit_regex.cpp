@@ -1,7 +1,7 @@
 // Regular expressions of edits, by PCRE2.
 //
-// A search goes over the content by a window. As long as more is to come behind it, PCRE2 is asked for partial matches:
-// it stops where a match could go on behind the end of the window, and the window then is moved to where that match
+// A search goes over the content by a window. As long as more is to come after it, PCRE2 is asked for partial matches:
+// it stops where a match could go on after the end of the window, and the window then is moved to where that match
 // begins, and gets larger if it does not fit. Some bytes are kept before the place where a search goes on, for what
 // looks back, and so that no place but the true start of the range is taken for the start.
 #define PCRE2_CODE_UNIT_WIDTH 8

@@ -64,7 +64,7 @@ class LibraryProgress {
     VFileProgress before;
 };
 
-// The stamp, if it is not NIL, gets what the file is now.
+// The stamp, if it is not null, gets what the file is now.
 bool Load(const Work& work, const char* name, HFileStamp* stamp) {
     Input input;
     if (!input.Open(name, work.output)) return false;
@@ -89,7 +89,7 @@ bool DoEdits(const Work& work, const CommandLine& line, FileRun& run) {
     return true;
 }
 
-// The old file under its name with the suffix behind it.
+// The old file under its name with the suffix after it.
 bool KeepBackup(const char* name, const char* suffix) {
     char backup[4096];
     const int n = std::snprintf(backup, sizeof backup, "%s%s", name, suffix);

@@ -12,6 +12,6 @@ struct FileRun {
 // Reads the texts of edits that lie in files. False: told.
 bool LoadTexts(const CommandLine& line);
 
-// Does all edits on the file `in`; the result goes to `out`, if that is not NIL. May be called on several threads at
+// Does all edits on the file `in`; the result goes to `out`, if that is not null. May be called on several threads at
 // once. False: told.
 bool RunFile(const CommandLine& line, const char* in, const char* out, FileRun& run);

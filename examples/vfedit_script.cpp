@@ -13,7 +13,7 @@ namespace {
 
 constexpr const char* Blanks = " \t\r";
 
-// The next word, which is put where it stands, with a zero byte behind it; NIL if there is none. In quotes, either of
+// The next word, which is put where it stands, with a zero byte after it; null if there is none. In quotes, either of
 // them, blanks and the other one are as any character, and a quote that comes twice is one. False: they do not end.
 bool NextWord(char*& rest, char*& word) {
     rest += std::strspn(rest, Blanks);

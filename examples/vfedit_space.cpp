@@ -2,7 +2,7 @@
 //
 // What a change costs at most follows from how the library makes it. Putting in n bytes for fewer takes n / BlkSize + 1
 // more blocks, putting in n for as many or more takes none when it is done, and not even on its way if it comes byte by
-// byte. Bytes behind the end fill the last block before they take another one.
+// byte. Bytes after the end fill the last block before they take another one.
 #include "vfedit_space.h"
 
 #include "vfedit_trace.h"
@@ -93,7 +93,7 @@ void Space::Note(std::int32_t at, std::int32_t oldLen, int n) {
     const bool goesOn = oldLen == 0 && at == end;
     end = goesOn || (oldLen == 0 && n > BlkSize) ? at + n : -1;
     if (grown == 0 && unused == 0) return;                 // full blocks stay full
-    if (oldLen == 0 && at + n == content.Length()) return; // behind the end
+    if (oldLen == 0 && at + n == content.Length()) return; // after the end
 
     if (at < nearby.from && nearby.from == nearby.to) { // not on from the end of a packed stretch
         PackNearby(false);

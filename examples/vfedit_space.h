@@ -61,5 +61,5 @@ class Space {
     Stretch nearby;          // the latest changes
     int count = 0;           // of them, those that let the content grow
     Stretch others;          // all other changes since all was packed
-    std::int32_t end = -1;   // behind an insertion of several blocks: the next one here goes on in them
+    std::int32_t end = -1;   // after an insertion of several blocks: the next one here goes on in them
 };

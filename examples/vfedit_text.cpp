@@ -13,7 +13,7 @@ int HexDigit(char c) {
     return lower >= 'a' && lower <= 'f' ? lower - 'a' + 10 : -1;
 }
 
-// Resolves the escape whose letter `from` is at, or only goes behind it if `to` is NIL. Bytes never are more than what
+// Resolves the escape whose letter `from` is at, or only goes past it if `to` is null. Bytes never are more than what
 // stands for them, so `to` may lie in front of `from`. False if it is not known.
 bool Resolve(const char*& from, char*& to) {
     const char c = *from++;

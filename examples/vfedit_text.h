@@ -4,7 +4,7 @@
 #include <cstddef>
 #include <cstdint>
 
-// The bytes, with a zero byte behind them.
+// The bytes, with a zero byte after them.
 struct Text {
     const char* bytes = "";
     int length = 0;
@@ -20,7 +20,7 @@ bool ParseText(char* s, Text& text);
 // anything else, or one digit too many.
 bool ReadHex(const char* digits, int count, char* to);
 
-// A whole number from `least` to `most`, decimal or 0x...; nothing before it, nothing behind it.
+// A whole number from `least` to `most`, decimal or 0x...; nothing before it, nothing after it.
 bool ParseNumber(const char* s, long least, long most, std::int32_t& value);
 
 // The bytes of the character of UTF-8 that the first of `n` bytes begins; 0 if it begins none.

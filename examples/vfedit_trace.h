@@ -29,7 +29,7 @@ class Trace {
     bool Failed() const { return failed; } // no memory: stretches are missing
 
   private:
-    // A stack. Those before the latest change lie in one, those behind it in another, which counts from the end of both
+    // A stack. Those before the latest change lie in one, those after it in another, which counts from the end of both
     // contents, so that a change leaves them as they are.
     struct Stack {
         Stretch* all = nullptr;

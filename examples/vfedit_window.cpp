@@ -60,7 +60,7 @@ void Window::Read() {
     while (!last && count > 0 && !EndsWell(count)) --count;
 }
 
-// Whether a search sees the same at this end, with more to come, as within a longer window. Behind a line end it would
+// Whether a search sees the same at this end, with more to come, as within a longer window. After a line end it would
 // take the end of the window for that of the content; of two bytes that end a line together both have to be there, and
 // of a character all bytes.
 bool Window::EndsWell(int n) const {

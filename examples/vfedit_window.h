@@ -1,5 +1,5 @@
 // A window on a range of a content: the bytes that a search looks at, in one run of memory, with some before them. The
-// bytes stay what they were when they were read, also if the content is changed at places that are behind the search.
+// bytes stay what they were when they were read, also if the content is changed at places that are after the search.
 #pragma once
 
 #include "vfile/vfile.h"
@@ -18,7 +18,7 @@ class Window {
     struct Cut {
         int before = 1;            // bytes that are kept before where a search starts
         bool characters = false;   // not within a character of UTF-8
-        const char* lineEnds = ""; // not behind one of these bytes
+        const char* lineEnds = ""; // not after one of these bytes
         int lineEndCount = 0;
         int first = 256 * 1024;     // bytes that it has room for, and
         int most = 8 * 1024 * 1024; // may come to have

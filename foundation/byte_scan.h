@@ -27,7 +27,7 @@ std::size_t FindTripleBack(const unsigned char* p, std::size_t size, const ByteT
 std::size_t FindEither(const unsigned char* p, std::size_t size, unsigned char a, unsigned char b);
 std::size_t FindEitherBack(const unsigned char* p, std::size_t size, unsigned char a, unsigned char b);
 
-// The line ends (CR LF, CR, LF) that begin within the run. With `afterCr` it stands behind a CR, of which an LF at its
+// The line ends (CR LF, CR, LF) that begin within the run. With `afterCr` it stands after a CR, of which an LF at its
 // front is then the second half.
 std::size_t CountLineEnds(const unsigned char* p, std::size_t size, bool afterCr);
 

@@ -6,8 +6,8 @@
 
 namespace vfile_internal {
 
-// `new (std::nothrow)` of a class derived from this is NIL where the heap has no room. The global one would throw and
-// catch to find that out, and ends the program where the heap has no room for the exception; it calls a host's
+// `new (std::nothrow)` of a class derived from this is null when out of memory. The global one would throw and
+// catch to find that out, and ends the program where there is no memory for the exception; it calls a host's
 // new_handler, too.
 struct FromHeap {
     static void* operator new(std::size_t size, const std::nothrow_t&) noexcept { return std::malloc(size); }

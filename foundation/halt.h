@@ -24,11 +24,11 @@
 using HaltProc = void (*)(const char* text);
 
 /// Gives `msg` itself, unformatted and uncopied, to the current halt procedure. Returns if that does. `msg` must not be
-/// NIL.
+/// null.
 VFILE_API void Halt(const char* msg);
 
 /// Halts with "<module>: <msg>". As in all the formatting forms, a text of more than 259 bytes is cut at the end, and a
-/// NIL argument reads "(null)".
+/// null argument reads "(null)".
 VFILE_API void Halt(const char* module, const char* msg);
 
 /// Halts with "<module>, <proc>():\n<msg>". `proc` is the name of the raising operation.
@@ -43,7 +43,7 @@ VFILE_API void HaltA(const char* module, const char* proc, std::int32_t line);
 /// Halts with "Fatal Error <code> in module <module> ", a blank at its end.
 VFILE_API void Fatal(const char* module, std::int32_t code);
 
-/// Makes `proc` the current halt procedure; the one before it is forgotten. NIL makes the default one current.
+/// Makes `proc` the current halt procedure; the one before it is forgotten. Null makes the default one current.
 VFILE_API void InstallHaltProc(HaltProc proc);
 
 /// Makes the default halt procedure current again, whatever was installed, however often.

@@ -1,7 +1,7 @@
 /// @file
 /// Numbers: minimum, maximum and sign for each type, conversions between widths, words and bytes.
 ///
-/// The letters behind the names tell the type: none for int, L for 32-bit signed, S for 16-bit, Q for 64-bit, R for
+/// The letters after the names tell the type: none for int, L for 32-bit signed, S for 16-bit, Q for 64-bit, R for
 /// double. All of it is stateless and can be called from any thread; only Short and ShortC can halt.
 #pragma once
 

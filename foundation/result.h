@@ -50,5 +50,5 @@ VFILE_API Res GetFileRes();
 /// Puts a code into words: "done", "not found", ...; "stopped" for resStopped, "unknown error code" for anything
 /// else outside 0 to 24.
 /// `size` is the size of `buf` in bytes, terminator included; words that don't fit are cut. Halts ("HSys") if `buf` is
-/// NIL or `size` is 0.
+/// null or `size` is 0.
 VFILE_API void GetTextResMsg(char* buf, unsigned int size, Res code);

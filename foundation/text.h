@@ -7,19 +7,19 @@
 
 #include "../platform/export.h"
 
-/// `dst` = `src`, cut at the end to fit `size` without any report. A NIL `src` leaves `dst` empty. Halts ("HSys") if
-/// `dst` is NIL or `size` is 0; behind a halt that came back `dst` is as it was. The two must not overlap.
+/// `dst` = `src`, cut at the end to fit `size` without any report. A null `src` leaves `dst` empty. Halts ("HSys") if
+/// `dst` is null or `size` is 0; after a halt procedure that returned `dst` is as it was. The two must not overlap.
 VFILE_API void AssignStr(char* dst, unsigned int size, const char* src);
 
-/// Adds `src` behind the string in `dst`, cut at the end to fit `size` without any report. A NIL `src` adds nothing.
-/// Halts ("HSys") if `dst` is NIL, if `size` is 0, or if the string in `dst` leaves no room for its own terminator;
-/// behind a halt that came back `dst` is as it was.
+/// Adds `src` after the string in `dst`, cut at the end to fit `size` without any report. A null `src` adds nothing.
+/// Halts ("HSys") if `dst` is null, if `size` is 0, or if the string in `dst` leaves no room for its own terminator;
+/// after a halt procedure that returned `dst` is as it was.
 VFILE_API void AppendStr(char* dst, unsigned int size, const char* src);
 
-/// AssignStr, or nothing at all if `dst` is NIL.
+/// AssignStr, or nothing at all if `dst` is null.
 VFILE_API void CondAssignStr(char* dst, unsigned int size, const char* src);
 
-/// AppendStr, or nothing at all if `dst` is NIL.
+/// AppendStr, or nothing at all if `dst` is null.
 VFILE_API void CondAppendStr(char* dst, unsigned int size, const char* src);
 
 /// True for the five blanks: tab (9), line feed (10), form feed (12), carriage return (13), space (32).
@@ -30,10 +30,10 @@ VFILE_LOCAL inline bool IsBlank(int c) {
     return c == static_cast<unsigned char>(c) && IsBlank(static_cast<unsigned char>(c));
 }
 
-/// True if `s` is NIL, empty, or holds blanks only.
+/// True if `s` is null, empty, or holds blanks only.
 VFILE_API bool IsBlank(const char* s);
 
-/// Removes blanks at both ends, in place. NIL is taken and left alone, here and in the three that follow, and a string
+/// Removes blanks at both ends, in place. Null is taken and left alone, here and in the three that follow, and a string
 /// that needs no change is only read.
 VFILE_API void Trim(char* s);
 
@@ -47,9 +47,9 @@ VFILE_API void TrimRight(char* s);
 /// 1.000 becomes 1, 100 stays, .000 becomes 0. An empty string becomes "0", so the buffer needs room for two bytes.
 VFILE_API void TrimZeroes(char* s);
 
-/// True if the strings are equal byte for byte. Neither may be NIL.
+/// True if the strings are equal byte for byte. Neither may be null.
 VFILE_API bool EqualStr(const char* a, const char* b);
 
 /// True if the strings are equal but for the case of the letters A to Z. No locale plays a part: bytes from 0x80 up are
-/// equal only to themselves. Neither may be NIL.
+/// equal only to themselves. Neither may be null.
 VFILE_API bool EqualStrI(const char* a, const char* b);

@@ -4,7 +4,7 @@
 /// File names are NUL-terminated byte strings. Both '\' and '/' separate directories, anywhere and mixed; the
 /// operations on strings write '\' by themselves, and a name that goes to the system has every '\' turned into the
 /// system's separator. So whatever name the library makes opens the very file that it names. A buffer for a file name
-/// holds 261 bytes, terminator included, unless an operation says otherwise. NIL is allowed only where it is said so.
+/// holds 261 bytes, terminator included, unless an operation says otherwise. Null is allowed only where it is said so.
 #pragma once
 
 #include "../foundation/integer.h"
@@ -22,9 +22,9 @@ class FileWriter;
 /// static members take file names apart, put them together, and ask about and change the file system.
 ///
 ///     HFile f;                                   closed: handle is InvalidHandle, res is resDone
-///     f.Create(name, false);                     open: res tells whether it worked
+///     f.Create(name, false);                     open: res says whether it worked
 ///     f.WriteDWord(n); f << "done"; f.WriteLn(); a row of calls ...
-///     if (GetFileRes(f) != resDone) ...          ... tested once: the first failure stops those behind it
+///     if (GetFileRes(f) != resDone) ...          ... tested once: the first failure stops those after it
 ///     f.Close();
 ///
 /// The object has no buffer and no copy of the position: each read, write and seek goes to the system, a seek with one
@@ -80,22 +80,22 @@ class VFILE_API HFile {
 
     /// Closes the file and sets `res` to resDone, whatever the system says to the closing. On a closed object:
     /// resCallError. Gives back the lock, also while a forked child has the file still open. In such a child the lock
-    /// stays as long as the process lives that opened the file; behind its end, the first Close gives it back.
+    /// stays as long as the process lives that opened the file; after its end, the first Close gives it back.
     void Close();
 
     /// True if `handle` is not InvalidHandle.
     bool IsOpen() const;
 
     /// @name Bytes
-    /// `count` 0 does nothing at all, and so does an error in `res`. Otherwise a negative `count` or a NIL `buf` gives
+    /// `count` 0 does nothing at all, and so does an error in `res`. Otherwise a negative `count` or a null `buf` gives
     /// resCallError, and so does a closed object.
     /// @{
 
-    /// Reads up to `count` bytes at the position, by one read of the system; returns how many. `eof` tells whether they
+    /// Reads up to `count` bytes at the position, by one read of the system; returns how many. `eof` says whether they
     /// were fewer, which is no error. After a failure `eof` is false.
     int ReadBytes(void* buf, int count);
 
-    /// Writes `count` bytes at the position. If only some go out, these stay written and the position is behind them.
+    /// Writes `count` bytes at the position. If only some go out, these stay written and the position is after them.
     /// `res` is the reason of the failure, or resDiskFull where a device takes no more without one. `eof` stays as it
     /// was.
     void WriteBytes(const void* buf, int count);
@@ -170,8 +170,8 @@ class VFILE_API HFile {
     VFILE_LOCAL void Write(signed char c, int count) { Write(static_cast<char>(c), count); }
     VFILE_LOCAL void Write(unsigned char c, int count) { Write(static_cast<char>(c), count); }
 
-    /// Writes the bytes of `s` without its terminator, by one WriteBytes. NIL gives resCallError, a string of more than
-    /// 0x7FFFFFFF bytes resTooLong; neither writes anything.
+    /// Writes the bytes of `s` without its terminator, by one WriteBytes. Null gives resCallError, a string of more
+    /// than 0x7FFFFFFF bytes resTooLong; neither writes anything.
     void Write(const char* s);
 
     /// Writes the line end, CR LF.
@@ -226,21 +226,21 @@ class VFILE_API HFile {
 
     /// @name Reading text
     /// `size` is that of `buf` in bytes, terminator included; the number returned leaves the terminator out. While
-    /// `res` is set, both return 0 and leave `buf` alone. A NIL `buf` or a `size` below 1 gives resCallError. On every
-    /// other way `buf` is terminated, also behind a failure: what had been stored by then is returned.
+    /// `res` is set, both return 0 and leave `buf` alone. A null `buf` or a `size` below 1 gives resCallError. On every
+    /// other way `buf` is terminated, also after a failure: what had been stored by then is returned.
     /// @{
 
     /// Reads a line, which ends at CR LF, CR, LF, or the end of the file, and stores it without its line end; what does
     /// not fit is read and dropped. Afterwards the position is exactly the start of the next line. `eof` is true if the
     /// end of the file came before any line end. One read of the system per byte.
     ///
-    /// Behind a CR one byte more is looked at. Where the file can't seek back (a pipe), a byte of the next line is kept
+    /// After a CR one byte more is looked at. Where the file can't seek back (a pipe), a byte of the next line is kept
     /// in the object. It is the first that the next read delivers, whichever operation reads through the object, and
     /// with it comes what can be had without waiting; who reads the pipe past the object misses it.
     int ReadLine(char* buf, int size);
 
     /// Reads `count` bytes from position `from` on, cut to what the file has and to what `buf` takes, whatever the
-    /// position was; it then stands behind them. A `from` or `count` below 0 gives resCallError. `eof` is false.
+    /// position was; it then stands after them. A `from` or `count` below 0 gives resCallError. `eof` is false.
     int ReadTxt(char* buf, int size, std::int32_t from, std::int32_t count);
     /// @}
 
@@ -249,8 +249,8 @@ class VFILE_API HFile {
 
     /// @name File names
     /// Work on the strings alone. A name has four parts, side by side: drive (the first two characters if the second is
-    /// a colon, else nothing), dir (behind it, up to and including the last separator), fname (up to the last dot
-    /// behind dir), ext (from that dot on). So "C:\a.b\c.d.txt" is "C:", "\a.b\", "c.d", ".txt"; a name that ends in a
+    /// a colon, else nothing), dir (after it, up to and including the last separator), fname (up to the last dot
+    /// after dir), ext (from that dot on). So "C:\a.b\c.d.txt" is "C:", "\a.b\", "c.d", ".txt"; a name that ends in a
     /// separator has neither fname nor ext, and ".profile" is all ext.
     /// @{
 
@@ -262,7 +262,7 @@ class VFILE_API HFile {
     /// case apart, takes them for one.
     static bool EqualName(const char* a, const char* b);
 
-    /// Puts the parts together. A NIL or empty part is left out; a drive gets a colon behind it, a dir a '\', and an
+    /// Puts the parts together. A null or empty part is left out; a drive gets a colon after it, a dir a '\', and an
     /// ext a dot in front, where they lack it. A name of more than 259 characters is cut there,
     /// so `path` never takes more than 260 bytes. `path` must be none of the parts.
     static void BuildName(char* path, const char* drive, const char* dir, const char* fname, const char* ext);
@@ -271,7 +271,7 @@ class VFILE_API HFile {
     /// that `path` has room for both. `path` may be `dir`.
     static void BuildName(char* path, const char* dir, const char* name);
 
-    /// Takes `path` apart. An output that is NIL is not wanted. A part of more than 255 characters is cut there, so
+    /// Takes `path` apart. An output that is null is not wanted. A part of more than 255 characters is cut there, so
     /// that 256 bytes (3 for the drive) serve for any name. An output may be the buffer of `path`.
     static void SplitName(char* drive, char* dir, char* fname, char* ext, const char* path);
 
@@ -280,7 +280,7 @@ class VFILE_API HFile {
     /// `path`.
     static void SplitName(char* dir, char* name, const char* path);
 
-    /// Makes `dir` end in a separator: puts a '\' behind it, unless it is empty, ends in one already, or a buffer of
+    /// Makes `dir` end in a separator: puts a '\' after it, unless it is empty, ends in one already, or a buffer of
     /// `size` bytes has no room for it.
     static void CondAppendDirSep(char* dir, int size);
 
@@ -298,7 +298,7 @@ class VFILE_API HFile {
     /// The forms with `reason` store there what came out, resDone or the reason; the others return the same bool alone.
     /// @{
 
-    /// True if there is a file, directory or anything else of this name. A link counts as what it points at. NIL is
+    /// True if there is a file, directory or anything else of this name. A link counts as what it points at. Null is
     /// allowed, and gives false.
     static bool Exists(const char* name);
 
@@ -355,7 +355,7 @@ class VFILE_API HFile {
     static bool ReplaceName(const char* from, const char* to); ///< the same, without the reason
 
     /// Hands the names in the directory `dir` (empty: the current one) to the device: those that were made, changed or
-    /// removed there before are so behind a power failure, too. True also where the file system can't do that.
+    /// removed there before are so after a power failure, too. True also where the file system can't do that.
     /// resIllegalPath: no such directory.
     static bool FlushDirectory(const char* dir, int& reason);
     static bool FlushDirectory(const char* dir); ///< the same, without the reason
@@ -370,24 +370,24 @@ class VFILE_API HFile {
     /// @{
 
     /// Turns the extension in `ext`, with or without its dot, into the next of the series .~ .~1 ... .~9 .~10 ... .~99,
-    /// in place; false, and `ext` unchanged, behind the last. Other extensions enter the series: "" and ".a" give ".~",
+    /// in place; false, and `ext` unchanged, after the last. Other extensions enter the series: "" and ".a" give ".~",
     /// ".txt" gives ".~xt", then ".~1t". Looks at the string only, not at files. `ext` needs two bytes more than its
     /// text, and at least 5.
     static bool GetNextBackupExt(char* ext);
 
     /// Stores the directory for temporary files, ending in a separator: the environment variable TMP, else TEMP, else
     /// TMPDIR, else /var/tmp, each if it names a directory in which the process may make files and that has room in
-    /// `size` bytes; else /tmp, untested and cut to that. Halts if `dir` is NIL or `size` is below 1.
+    /// `size` bytes; else /tmp, untested and cut to that. Halts if `dir` is null or `size` is below 1.
     static void GetTempDir(char* dir, int size);
 
     /// Makes a new file that nobody else has, mode 0600, and opens it in `file` as Create does, or as CreateSeqWrite if
-    /// `seqWrite`. `name` gets its name: `dir` (NIL: GetTempDir; empty: the current directory), `prefix` (NIL: "~hf";
-    /// cut at 63), a number, and `ext` with or without its dot (NIL: ".tmp"; empty: none; cut at 63 with the dot).
+    /// `seqWrite`. `name` gets its name: `dir` (null: GetTempDir; empty: the current directory), `prefix` (null: "~hf";
+    /// cut at 63), a number, and `ext` with or without its dot (null: ".tmp"; empty: none; cut at 63 with the dot).
     /// Numbers below 100000000 are tried in turn from the system's clock on until a name is free. Returns false, with
     /// `file` closed, the reason in its `res` and the last name tried in `name`, if all are taken, and at once if a
     /// failure is none that another number mends (no such directory, no permission, a full disk). A `dir` that has more
     /// than 260 characters with the separator at its end is refused with resIllegalName, and `name` is empty. The
-    /// caller closes and removes the file. `name` needs up to 396 bytes. Halts if `file` is open or `name` is NIL.
+    /// caller closes and removes the file. `name` needs up to 396 bytes. Halts if `file` is open or `name` is null.
     static bool CreateTempFile(HFile& file, char* name, const char* prefix, const char* ext, const char* dir,
                                bool seqWrite);
     /// @}

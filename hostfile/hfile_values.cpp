@@ -175,7 +175,7 @@ int HFile::ReadLine(char* buf, int size) {
     return n;
 }
 
-// Puts the position behind the CR again, after a look at what follows has `taken` the byte `ahead`, or nothing. As any
+// Puts the position after the CR again, after a look at what follows has `taken` the byte `ahead`, or nothing. As any
 // seek that works, clears what the look has left in `res` and `eof`. By one byte from where it is, so that it is right
 // also past what GetPos can tell.
 void HFile::StepBack(unsigned char ahead, bool taken) {

@@ -94,7 +94,7 @@ bool HFileDir::FindNext(char* name) {
     return false;
 }
 
-// The next entry whose name has room behind `dir`. A pattern without wildcards is looked up and opens no walk, so it
+// The next entry whose name has room after `dir`. A pattern without wildcards is looked up and opens no walk, so it
 // has no second one.
 bool HFileDir::FindEntry(char* entry) {
     const std::size_t n = std::strlen(dir);

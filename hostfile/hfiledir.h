@@ -53,25 +53,25 @@ class VFILE_API HFileDir {
     HFileDir(const HFileDir&) = delete;
     HFileDir& operator=(const HFileDir&) = delete;
 
-    /// Ends any scan and prepares one for `pattern`, without a look at the disk. With a NIL or empty pattern, or one of
-    /// more than 260 characters, the object is idle.
+    /// Ends any scan and prepares one for `pattern`, without a look at the disk. With a null or empty pattern, or one
+    /// of more than 260 characters, the object is idle.
     void Start(const char* pattern);
 
     /// Ends any scan and forgets it: the object is idle, and Count is 0.
     void Stop();
 
-    /// Start(pattern) and the first FindNext. A NIL `name` ends any scan and gives false.
+    /// Start(pattern) and the first FindNext. A null `name` ends any scan and gives false.
     bool FindFirst(char* name, const char* pattern);
 
     /// True with the next name in `name`, a buffer of 261 bytes; false with an empty `name` if there is none. If there
-    /// is none at all, the object is idle again. A NIL `name` gives false and changes nothing.
+    /// is none at all, the object is idle again. A null `name` gives false and changes nothing.
     bool FindNext(char* name);
 
-    /// How many names this scan has given. Stays behind the last one, until Stop or Start.
+    /// How many names this scan has given. Stays after the last one, until Stop or Start.
     std::int32_t Count() const;
 
     /// How many entries that match this scan has passed over so far, since no name can be given to them. As Result, it
-    /// stays behind the last name and behind a scan that found nothing, until Stop or Start.
+    /// stays after the last name and after a scan that found nothing, until Stop or Start.
     std::int32_t Skipped() const;
 
     /// Why this scan has ended before it had gone through all entries: resIllegalPath (no such directory),

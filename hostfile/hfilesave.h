@@ -23,7 +23,7 @@ class VFILE_API HFileStamp {
   public:
     std::int64_t words[8] = {}; ///< Opaque. All 0: none, which is compared with nothing.
 
-    /// Takes that of an open ordinary file. True if that worked; else it is none, and GetFileRes() tells why. Waits for
+    /// Takes that of an open ordinary file. True if that worked; else it is none, and GetFileRes() says why. Waits for
     /// some milliseconds if the file has been changed just now, so that a change to come can be told from that one.
     bool Take(FileHandle handle);
 
@@ -89,7 +89,7 @@ class VFILE_API HFileSave {
     HFileSave& operator=(const HFileSave&) = delete;
 
     /// Finds the file `name`, holds it, and makes the draft; what was held before is given up. `how`: the ways above.
-    /// `loaded`, if not NIL and taken, is what the file must be, unless hsForce is among them. resHeapOverflow: no
+    /// `loaded`, if not null and taken, is what the file must be, unless hsForce is among them. resHeapOverflow: no
     /// memory. A failure lets go of the file.
     bool Hold(const char* name, int how = 0, const HFileStamp* loaded = nullptr);
 
@@ -98,7 +98,7 @@ class VFILE_API HFileSave {
     bool Begin(std::int64_t size);
 
     /// Makes what has been written to Handle() by then the content, and lets go of the file. Looks whether the file has
-    /// changed since Hold. `stamp`, if not NIL, gets that of the file as it is now: for the next saving. resCallError
+    /// changed since Hold. `stamp`, if not null, gets that of the file as it is now: for the next saving. resCallError
     /// without Hold.
     bool Commit(HFileStamp* stamp = nullptr);
 
@@ -115,7 +115,7 @@ class VFILE_API HFileSave {
     const char* AttributeName() const; ///< Of the attribute that can't be kept, else "". The object's.
 
     /// Takes away the name that a draft may have. Safe in a signal handler of the thread that uses the object, and for
-    /// nothing else: the process ends behind it.
+    /// nothing else: the process ends after it.
     void RemoveDraft();
 
     Res res;         ///< what came out last
@@ -124,5 +124,5 @@ class VFILE_API HFileSave {
   private:
     bool Tell(Res code, Outcome what);
 
-    void* state; // the platform layer's, NIL before Hold
+    void* state; // the platform layer's, null before Hold
 };

@@ -31,7 +31,7 @@ bool Fits(const char* dir, int size) {
     return static_cast<std::int64_t>(n) + (n == 0 || ends ? 0 : 1) < size;
 }
 
-// Whether another number may succeed where this one has failed: its name is taken, or hides behind a refusal that only
+// Whether another number may succeed where this one has failed: its name is taken, or hides after a refusal that only
 // concerns this one file.
 bool AnotherMaySucceed(Res res, const char* name) {
     return res == resAlreadyExists || ((res == resNoPermission || res == resReadOnly) && HFile::Exists(name));

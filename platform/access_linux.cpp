@@ -74,7 +74,7 @@ class Attributes {
 
     bool Known() const { return length >= 0; } // else errno tells
 
-    // The next name from `at` on, "" in front of the first and behind the last.
+    // The next name from `at` on, "" in front of the first and after the last.
     const char* Next(const char* at) const {
         if (length <= 0) return "";
         const char* next = *at ? at + std::strlen(at) + 1 : names;

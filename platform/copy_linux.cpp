@@ -150,8 +150,7 @@ Outcome MakeReached(const Target& target, const Descriptor& in, const struct sta
 
 // Makes the file `name`, which must not exist.
 bool MakeNew(const char* name, const Descriptor& in, const struct stat& source, bool move, struct stat& made) {
-    if (lstat(name, &made) == 0)
-        return SetLastError(ErrorFileExists), false; // told before the work, not only behind it
+    if (lstat(name, &made) == 0) return SetLastError(ErrorFileExists), false; // told before the work, not only after it
     Descriptor dir;
     const char* leaf = OpenPlace(dir, AT_FDCWD, name);
     if (leaf && Make(dir.Number(), leaf, false, in, source, move, made) == Outcome::Done) return true;

@@ -20,7 +20,7 @@ auto Retried(Call call) {
 }
 
 // Moves `count` bytes by as many calls as it takes: call(done, left) moves some of those that are left. How many came
-// over, fewer at the end or behind a failure, of which errno tells; -1 if the first one failed.
+// over, fewer at the end or after a failure, of which errno tells; -1 if the first one failed.
 template <class Call>
 ssize_t MoveAll(std::size_t count, Call call) {
     std::size_t done = 0;

@@ -90,7 +90,7 @@ Found FindOne(const char* path, const char* dir) {
 }
 
 bool MatchesPattern(const char* name, const char* pattern) {
-    // Where to take up again when an element does not fit: behind the last '*', which then takes one byte more. An
+    // Where to take up again when an element does not fit: after the last '*', which then takes one byte more. An
     // earlier '*' need not be tried again, as the last one can take whatever that would.
     const char* starPattern = nullptr;
     const char* starName = nullptr;

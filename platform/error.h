@@ -30,7 +30,7 @@ enum : std::uint32_t {
     ErrorStopped = 0x200004C7, // by the host; the bit says that the number is not the system's
 };
 
-// Translates the system's errno into the thread's last error. Call it straight behind the failing call.
+// Translates the system's errno into the thread's last error. Call it straight after the failing call.
 void SetErrorFromErrno();
 
 // The same for a call that took a name: a missing file (2) is told from a missing directory on its way (3).

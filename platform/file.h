@@ -45,7 +45,7 @@ std::int32_t ReadFile(FileHandle handle, void* buf, std::uint32_t count);
 // True if a read would not wait: there are bytes, the end, or a failure to tell.
 bool ReadsAtOnce(FileHandle handle);
 
-// Writes until all is written: the number of bytes that went out. If they are fewer, `failed` tells whether an error
+// Writes until all is written: the number of bytes that went out. If they are fewer, `failed` says whether an error
 // stopped it, which then is the last error, or the device took no more. Never raises a signal for a pipe or socket
 // whose other end is gone.
 std::int32_t WriteFile(FileHandle handle, const void* buf, std::uint32_t count, bool& failed);

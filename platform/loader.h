@@ -4,7 +4,7 @@
 // form alike. Its end comes when these are gone: to the thread alone that ends the process or unloads the library, as
 // that thread's end notice, since the numbers and the pointers of the others have to stay for as long as they run. A
 // thread's start notice is delivered by DeliverThreadStart, at its first call into the library: nobody can tell the
-// difference. Its end notice comes when the thread ends, behind the destructors of its thread_local objects. A thread
+// difference. Its end notice comes when the thread ends, after the destructors of its thread_local objects. A thread
 // that ran before the library was loaded gets no start notice.
 #pragma once
 

@@ -84,14 +84,14 @@ void OnLoad() {
 }
 
 // The calling thread has its end here. Other threads find all they use as it was and end without a notice: nobody can
-// tell an exit from an unloading, and even behind the begin of an exit a host may unload what they would come back to.
+// tell an exit from an unloading, and even after the begin of an exit a host may unload what they would come back to.
 void OnUnload() {
     if (startNoticeDone) OnLoaderNotice(ThreadDetach);
     StopEndNotices();
     ForgetOlderThreads();
 }
 
-// Before and behind all that a host may ask for: a program's priorities begin with 101.
+// Before and after all that a host may ask for: a program's priorities begin with 101.
 using Step = void (*)();
 [[gnu::used, gnu::section(".init_array.00100")]] Step firstStep = OnLoad;
 [[gnu::used, gnu::section(".fini_array.00100")]] Step lastStep = OnUnload;

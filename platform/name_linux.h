@@ -5,7 +5,7 @@
 
 namespace vfile_internal::platform {
 
-// A name in the system's spelling: every '\' is turned into '/'. A NIL name and one that the system can't take are
+// A name in the system's spelling: every '\' is turned into '/'. A null name and one that the system can't take are
 // refused, with the last error set.
 class SystemName {
   public:

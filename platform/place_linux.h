@@ -26,7 +26,7 @@ bool FindPlace(Place& place, const char* name);
 // The open file of this process that a place such as /proc/self/fd/1 means, if that is the file `st`; else -1.
 int OwnDescriptorAt(const Place& place, const struct stat& st);
 
-// Opens the directory that `path` lies in, which may be one for searching only. Returns the name there, or NIL.
+// Opens the directory that `path` lies in, which may be one for searching only. Returns the name there, or null.
 const char* OpenPlace(Descriptor& place, int dir, const char* path);
 
 // True if the name is, links not followed, that of the file. EBUSY: it is that of another one.

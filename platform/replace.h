@@ -50,14 +50,14 @@ class Replacement {
     Replacement& operator=(const Replacement&) = delete;
     bool Ok() const { return state != nullptr; } // there was memory for it; else nothing works
 
-    // All that can be known to go wrong is told here, and then lets go of the file. `loaded`, if not NIL or empty, is
+    // All that can be known to go wrong is told here, and then lets go of the file. `loaded`, if not null or empty, is
     // what the file must still be.
     Replacing Hold(const char* name, const ReplaceWays& ways, const FileStamp* loaded);
 
     // Before the first byte of `size`: tells, where the file is written in place, what can be known.
     Replacing Begin(std::int64_t size);
 
-    // What Handle() has got by then becomes the content, on the device, under its name. `stamp`, if not NIL, is its.
+    // What Handle() has got by then becomes the content, on the device, under its name. `stamp`, if not null, is its.
     // Whatever comes of it, lets go of the file, and gives up a draft that did not take its place.
     Replacing Commit(FileStamp* stamp);
 

@@ -184,7 +184,7 @@ Replacing Replacement::State::Publish() {
     const bool replaces = target.Exists() || ways.force;
     const SignalsHeld signals;
     if (!draft.Ready(replaces)) return Failed();
-    result = LookAgain(); // nothing but the last step comes behind it
+    result = LookAgain(); // nothing but the last step comes after it
     if (result != Replacing::Done) return result;
     if (!draft.Place(target.Leaf(), replaces)) {
         result = Failed();

@@ -15,7 +15,7 @@ class SignalGuard {
     SignalGuard(const SignalGuard&) = delete;
     SignalGuard& operator=(const SignalGuard&) = delete;
 
-    // Behind writes that were all done whole: there is nothing to take away. Saves a call of the system.
+    // After writes that were all done whole: there is nothing to take away. Saves a call of the system.
     void NothingRaised() { raised = false; }
 
   private:

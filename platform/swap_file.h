@@ -1,4 +1,4 @@
-// The swap file's share of the system: a private file that is gone whatever way the process ends. Internal.
+// The swap file's share of the system: a private file that is removed however the process ends. Internal.
 #pragma once
 
 #include "platform/platform.h"
@@ -21,16 +21,16 @@ FileHandle OpenSwapFile(const char* name);
 std::int32_t ReadAt(FileHandle handle, void* buf, std::uint32_t count, std::int64_t offset, bool* seekFailed);
 std::int32_t WriteAt(FileHandle handle, const void* buf, std::uint32_t count, std::int64_t offset, bool* seekFailed);
 
-// Writes n pieces of `size` bytes one behind the other at `offset`, by one call of the system, which may take only the
+// Writes n pieces of `size` bytes one after the other at `offset`, by one call of the system, which may take only the
 // first of them: the number of bytes moved, -1 if it failed. Pieces that lie side by side in RAM cost as much as one.
 std::int32_t WritePiecesAt(FileHandle handle, unsigned char* const* pieces, int n, std::uint32_t size,
                            std::int64_t offset);
 
-// True if `dir` is a directory in which this process may make files. NIL and empty are not.
+// True if `dir` is a directory in which this process may make files. Null and empty are not.
 bool DirectoryUsable(const char* dir);
 
 // The directories for temporary files, from number 0 on, whether usable or not: the environment's TMP, TEMP and TMPDIR,
-// an empty text for one that is not set, then the system's own. NIL behind the last. The texts are the system's.
+// an empty text for one that is not set, then the system's own. Null after the last. The texts are the system's.
 const char* TempDirectory(int n);
 
 } // namespace vfile_internal::platform

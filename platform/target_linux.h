@@ -36,7 +36,7 @@ class Target {
     // Takes another file that has come to have the name in place of the one held: Ordinary, or Nothing where none has.
     Found HoldPresent(bool forWriting);
 
-    // Behind a file that was made at a free name: false, and the file is gone again, if that is not what the name leads
+    // After a file that was made at a free name: false, and the file is gone again, if that is not what the name leads
     // to. Links were exchanged while they were read, or are not to be followed.
     bool IsReached(const struct stat& made) const;
 

@@ -25,7 +25,7 @@ bool IsFromBeforeFork(std::uint32_t id);
 bool IsOfForkingThread(std::uint32_t id);
 
 // The process's one per-thread pointer. TlsAlloc gives the index, or NoTlsIndex; a thread that has never set its value
-// reads NIL. The thread's end notice comes only to threads whose value is not NIL.
+// reads null. The thread's end notice comes only to threads whose value is not null.
 constexpr std::uint32_t NoTlsIndex = 0xFFFFFFFF;
 std::uint32_t TlsAlloc();
 bool TlsFree(std::uint32_t index);

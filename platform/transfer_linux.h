@@ -29,7 +29,7 @@ class Piece {
 ssize_t ReadSome(int fd, Piece& piece, std::size_t count, off_t at);
 bool Truncate(int fd, off_t size);
 
-// Copies a content of `size` bytes without its holes, and what lies behind it, as of a file that has no size of its
+// Copies a content of `size` bytes without its holes, and what lies after it, as of a file that has no size of its
 // own. `out` is empty.
 bool CopyContent(int out, int in, off_t size);
 

@@ -164,7 +164,7 @@ void BlockChain::DropIndex() {
 void BlockChain::Find(BlkRdr& rd, std::int32_t p, bool toPrev) {
     if (p < rd.start || p - rd.start >= rd.ptr->len) {
         const std::int32_t lastStart = total - last->len;
-        if (p - rd.start == rd.ptr->len && rd.ptr->next) { // behind what was typed at the end of a block
+        if (p - rd.start == rd.ptr->len && rd.ptr->next) { // after what was typed at the end of a block
             rd.start = p;
             rd.ptr = rd.ptr->next;
         } else if (p < first->len) {

@@ -11,7 +11,7 @@
 // Positions are those of the chain as it is: each block counts by its `len`, whatever a change that is under way still
 // means to do. The index may not know yet what the last block to be resized has become: that is settled before the next
 // use of the index, so that typing into one block costs it nothing. The chain stands without an index. It is given up
-// when the heap has no room for a node, or when a change takes out or puts in so many blocks that making it anew is
+// when there is no memory for a node, or when a change takes out or puts in so many blocks that making it anew is
 // cheaper, and made again at the next far search; without memory for it, a search walks.
 //
 // The chain does not know which block a buffer holds: the bytes of a block are those of its page.
@@ -30,8 +30,8 @@ static_assert(BlkSize == VMem::PageSize);
 // A block of at most BlkSize bytes, in a page of its own; or a run, of more bytes in pages side by side, all full but
 // the last. A run is only read. What is to be changed, or to come into a buffer, is parted from it before.
 struct BlkDesc {
-    BlkDesc* prev;    // NIL at the first
-    BlkDesc* next;    // NIL at the last
+    BlkDesc* prev;    // null at the first
+    BlkDesc* next;    // null at the last
     std::int32_t len; // bytes in use, from the block's first byte on; of a run more than BlkSize
     std::int32_t adr; // VMem address of the block's page, or of the first one of a run, -1 if it has none
 
@@ -79,17 +79,17 @@ class BlockChain {
     }
 
     // Parts a run so that the page of rd.ix is a block of its own, and takes rd there; the descriptor of the run stays,
-    // for what comes first. False, with nothing changed, if the heap has no room.
+    // for what comes first. False, with nothing changed, if out of memory.
     bool Part(BlkRdr& rd);
 
     // Takes out the block that starts at `start`, and frees it. It must not be the only one.
     void Remove(BlkDesc* blk, std::int32_t start);
 
-    // Links the blocks from p1 to p2 in behind `blk`, which ends at `at`.
+    // Links the blocks from p1 to p2 in after `blk`, which ends at `at`.
     void SpliceBehind(BlkDesc* blk, std::int32_t at, BlkDesc* p1, BlkDesc* p2);
 
-    // Fills a block, which has bytes, from the one behind it; true if that then is used up, and gone. `cur`, unless
-    // NIL, keeps its place. Holds at every step: what halts on the way has changed nothing of the content. Also for
+    // Fills a block, which has bytes, from the one after it; true if that then is used up, and gone. `cur`, unless
+    // null, keeps its place. Holds at every step: what halts on the way has changed nothing of the content. Also for
     // blocks that are not in the chain yet.
     bool FillFromNext(BlkDesc* blk, BlkRdr* cur);
     bool IsLoose() const; // its bytes would fit into fewer blocks
@@ -111,7 +111,7 @@ class BlockChain {
         if (blk->IsRun()) return vm->DiscardPages(blk->adr, (blk->len - 1) / BlkSize + 1);
         vm->DiscardPage(blk->adr);
     }
-    BlkDesc* NewRun(Backing* file, std::int32_t n); // that has its n bytes from a file; NIL if there is no room for it
+    BlkDesc* NewRun(Backing* file, std::int32_t n); // that has its n bytes from a file; null if there is no room for it
     SwapFile& Files() { return vm->Files(); }
     bool IsIntact() const; // no file that gives pages of the chain has changed
 
@@ -139,9 +139,9 @@ class BlockChain {
     }
 
     VMem* vm;              // the thread's; borrowed
-    BlkDesc* first;        // never NIL
-    BlkDesc* last;         // never NIL
-    BlkIndex* index;       // NIL until a search has to go far
+    BlkDesc* first;        // never null
+    BlkDesc* last;         // never null
+    BlkIndex* index;       // null until a search has to go far
     BlkDesc* lagging;      // the block that was resized last, while there is an index
     std::int32_t total;    // the sum of the lengths
     std::int32_t lagStart; // where `lagging` starts, as long as it lags

@@ -14,7 +14,7 @@ constexpr int Filled = 56;          // entries that a fresh index gives a node: 
 constexpr int Thin = Fan / 2;       // a node with fewer looks for a neighbour to join
 constexpr int Joined = Fan * 3 / 4; // what the two may have together
 
-constexpr std::int32_t Unused = INT32_MAX; // as an end, that of an entry behind the last
+constexpr std::int32_t Unused = INT32_MAX; // as an end, that of an entry after the last
 
 // A leaf at height 0, else an inner node; only the height tells them apart.
 struct IndexNode {
@@ -105,7 +105,7 @@ std::int32_t TakeOut(Node& node, int i) {
     return len;
 }
 
-// Moves n entries from i on, the last ones of their node, behind those of another node.
+// Moves n entries from i on, the last ones of their node, after those of another node.
 template <class Node>
 void MoveLast(Node& to, Node& from, int i, int n) {
     MoveEntries(to, to.count, from, i, n);
@@ -116,7 +116,7 @@ void MoveLast(Node& to, Node& from, int i, int n) {
     from.count = i;
 }
 
-// Moves the upper half of a full node to a new one behind it; NIL if the heap has no room.
+// Moves the upper half of a full node to a new one after it; null if out of memory.
 template <class Node>
 Node* Split(Node& node) {
     auto* behind = NewNode<Node>();
@@ -124,8 +124,8 @@ Node* Split(Node& node) {
     return behind;
 }
 
-// Takes `blk` in where it starts `at` bytes into the node. `*behind` becomes the node that was split off, or NIL. False
-// if the heap has no room. A node is split before the way goes down: one that can't be had must not come in the middle.
+// Takes `blk` in where it starts `at` bytes into the node. `*behind` becomes the node that was split off, or null.
+// False if out of memory. A node is split before the way goes down: one that can't be had must not come in the middle.
 bool InsertInto(int height, IndexNode* node, std::int32_t at, BlkDesc* blk, IndexNode** behind) {
     *behind = nullptr;
     if (node->count == Fan) {

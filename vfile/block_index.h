@@ -6,7 +6,7 @@
 //
 // A B+-tree keyed by nothing but the lengths: every operation names a block by the position at which it starts, so a
 // descriptor needs no word of its own for the index. Nodes split in halves when full and join a neighbour when both are
-// thin. Ends are looked through, and moved up or down, all 64 of a node at once, which the compiler makes vectors of:
+// thin. Ends are scanned, and moved up or down, all 64 of a node at once, which the compiler makes vectors of:
 // no branch is guessed wrong on the way to a block.
 //
 // I1 The leaves hold the blocks of the chain in its order, each with its length; that of the block resized last may
@@ -24,7 +24,7 @@ struct IndexNode;
 
 class BlkIndex {
   public:
-    static BlkIndex* Make(BlkDesc* first); // NIL if the heap has no room
+    static BlkIndex* Make(BlkDesc* first); // null if out of memory
     static void Dispose(BlkIndex*& index);
 
     // Sets rd to the block that holds position p, 0 to the sum of all lengths less 1. Leaves rd.ix alone.
@@ -36,7 +36,7 @@ class BlkIndex {
     // Takes out the block that starts at `at`.
     void Erase(std::int32_t at);
 
-    // Takes in a block that starts at `at`, in front of what started there. False if the heap has no room: the index is
+    // Takes in a block that starts at `at`, in front of what started there. False if out of memory: the index is
     // then broken and must be disposed of.
     bool Insert(std::int32_t at, BlkDesc* blk);
 

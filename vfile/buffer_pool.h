@@ -15,11 +15,11 @@ class BufferPool {
   public:
     static constexpr int Most = 256;
 
-    bool Take(Content& c); // gives c a buffer, as it has none; false if it would be a new one and the heap has no room
+    bool Take(Content& c); // gives c a buffer, as it has none; false if it would be a new one and memory has run out
     void Give(Content& c); // frees that of c
 
   private:
-    Content* ToSpare() const; // whose buffer can go; NIL if none can
+    Content* ToSpare() const; // whose buffer can go; null if none can
     void Link(Content& c);
     void Unlink(Content& c);
 

@@ -33,7 +33,7 @@ Folding::Folding(bool ignoreCase) : folds(ignoreCase), plainAscii(true) {
     }
 }
 
-// How far the pattern moves on behind m matched bytes: the least shift that still agrees with all of them.
+// How far the pattern moves on after m matched bytes: the least shift that still agrees with all of them.
 std::size_t BytePattern::Shift(std::size_t m) const {
     for (std::size_t s = 1;; ++s) {
         std::size_t k = 0;

@@ -95,7 +95,7 @@ bool Change::AskAll(VFile& f, bool asked, std::int32_t at, std::int32_t oldLen, 
     return true;
 }
 
-// The change itself in the buffer, where `rest` bytes of the block stand behind the cut.
+// The change itself in the buffer, where `rest` bytes of the block stand after the cut.
 inline void Change::PutBytes(unsigned char* at, std::int32_t oldLen, std::int32_t rest, const void* bytes,
                              std::int32_t n) {
     if (rest > 0 && oldLen != n) std::memmove(at + n, at + oldLen, static_cast<std::size_t>(rest));
@@ -159,7 +159,7 @@ inline void Change::GoBehind(VFile& f, std::int32_t p) {
         if (n > 0 && !bulk) CheckEOL(f, memory, n);
         Content& c = Content::Of(f);
         const std::int32_t ix = c.cur.ix;
-        const std::int32_t rest = c.cur.ptr->len - ix - oldLen; // of the block, behind the cut, if that ends there
+        const std::int32_t rest = c.cur.ptr->len - ix - oldLen; // of the block, after the cut, if that ends there
         if (rest >= 0 && n <= BlkSize - ix - rest && !(bulk && !bulk->text)) {
             if (!AskHook(f, at, oldLen, n)) return;
             PutBytes(c.buf + ix, oldLen, rest, bulk ? bulk->NextOfText(n) : memory, n);
@@ -173,7 +173,7 @@ inline void Change::GoBehind(VFile& f, std::int32_t p) {
     GoBehind(f, at + n);
 }
 
-// All of a change as most are: nobody watches, and the block in the buffer takes it, behind bytes that stay. It does
+// All of a change as most are: nobody watches, and the block in the buffer takes it, after bytes that stay. It does
 // what Apply does, without what is known thereby. False, and nothing has happened, if it is another change.
 inline bool Change::Quick(VFile& f, std::int32_t at, std::int32_t oldLen, std::int32_t n, const void* bytes) {
     Content& c = Content::Of(f);

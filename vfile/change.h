@@ -7,7 +7,7 @@
 //
 // Where old and new fit into the current block, the change happens in the buffer; Quick is the short way there for most
 // changes that nobody watches. Otherwise the new bytes are laid out in a private chain p1..p2 of fresh blocks, besides
-// a head that fits behind the cursor, and only once PreChange has allowed the change are the old bytes cut out of the
+// a head that fits after the cursor, and only once PreChange has allowed the change are the old bytes cut out of the
 // object's chain and the private one is spliced in. Until then nothing of the content has changed. So what stops a
 // change, be it a result or an exception of a hook, leaves nothing to be undone: the private chain goes with its
 // Change.
@@ -39,7 +39,7 @@ class Change {
     Change(const Change&) = delete;
     Change& operator=(const Change&) = delete;
 
-    // The change from a file: `file`, or the bare handle h if that is NIL. All new bytes go through a private chain,
+    // The change from a file: `file`, or the bare handle h if that is null. All new bytes go through a private chain,
     // even ten of them.
     static void FromFile(VFile& f, std::int32_t at, std::int32_t oldLen, HFile* file, FileHandle h, std::int32_t count);
 
@@ -63,7 +63,7 @@ class Change {
 
   private:
     // Reads up to `count` bytes of a file into the private chain, a block for each read: of `file`, or of the bare
-    // handle h if that is NIL. How many there were; a failed read, or one too many, sets the object's `res`.
+    // handle h if that is null. How many there were; a failed read, or one too many, sets the object's `res`.
     std::int32_t StageFile(HFile* file, FileHandle h, std::int32_t count);
     bool HavePages(std::int64_t n);
 
@@ -74,7 +74,7 @@ class Change {
     static bool InitChange(VFile& f, std::int32_t p, std::int32_t oldLen);
     static bool LoadCurrent(Content& c, std::int32_t oldLen);
     static void CheckEOL(VFile& f, const void* bytes, std::int32_t n);
-    // Asks PreChange, which refuses nothing where it is not overridden, and tells the observers. Behind it nothing
+    // Asks PreChange, which refuses nothing where it is not overridden, and tells the observers. After it nothing
     // stops the change.
     static bool AskHook(VFile& f, std::int32_t at, std::int32_t oldLen, std::int32_t n) {
         const bool asked = Overrides(f, &VFile::PreChange);
@@ -112,11 +112,11 @@ class Change {
 
     VFile& f;
     Content& c;        // of f
-    const VFile* text; // the source, NIL if it is another one
+    const VFile* text; // the source, null if it is another one
     VFile* giver;      // the same one, if it gives its blocks away
     std::int32_t from;
     std::optional<SpanReader> reader; // of text
-    BlkDesc* p1;                      // the private chain, NIL while it is empty
+    BlkDesc* p1;                      // the private chain, null while it is empty
     BlkDesc* p2;
     std::int32_t headLen;
     unsigned char head[BlkSize]; // the first new bytes, which go into the current block

@@ -52,7 +52,7 @@ void Change::Stage(const void* bytes, std::int32_t n) {
     c.chain.Fill(p, bytes);
 }
 
-// Reads n bytes of memory, or of text: what fits behind the cursor into the head, all else into the private chain.
+// Reads n bytes of memory, or of text: what fits after the cursor into the head, all else into the private chain.
 // False, with `res` set, if the host stops it.
 bool Change::StageAll(const void* memory, std::int32_t oldLen, std::int32_t n) {
     const auto* next = static_cast<const unsigned char*>(memory);
@@ -78,7 +78,7 @@ void Change::PackStaged() {
     }
 }
 
-// Cuts oldLen bytes out behind the cursor, which InitChange has placed, and puts the head and the private chain in.
+// Cuts oldLen bytes out after the cursor, which InitChange has placed, and puts the head and the private chain in.
 // Changes neither len nor pos nor cur.ix. All that is merged goes into the last private block, and only where it fits.
 // The current block keeps its length up to the end, so that what follows it starts where the chain says.
 void Change::DoChange(std::int32_t oldLen) {
@@ -95,7 +95,7 @@ void Change::DoChange(std::int32_t oldLen) {
     if (headLen > 0) std::memcpy(c.buf + c.cur.ix, head, static_cast<std::size_t>(headLen));
 }
 
-// What survives of the current block behind the cut comes after the new run.
+// What survives of the current block after the cut comes after the new run.
 void Change::KeepTail(std::int32_t oldLen, std::int32_t tail) {
     const unsigned char* bytes = c.buf + c.cur.ix + oldLen;
     const std::int32_t adr = GrowLast(tail);
@@ -104,7 +104,7 @@ void Change::KeepTail(std::int32_t oldLen, std::int32_t tail) {
     c.chain.Set(adr, bytes, tail);
 }
 
-// Takes i bytes out behind the current block. Blocks that lie wholly in the cut go unread.
+// Takes i bytes out after the current block. Blocks that lie wholly in the cut go unread.
 void Change::Cut(std::int32_t i, std::int32_t at) {
     const BlkDesc* blk = c.cur.ptr;
     while (blk->next && (i >= blk->next->len || (i > 0 && blk->next->IsRun()))) {
@@ -125,7 +125,7 @@ void Change::Cut(std::int32_t i, std::int32_t at) {
     c.chain.Remove(p, at);
 }
 
-// The private chain becomes part of the object's, and takes in the block behind it if that fits.
+// The private chain becomes part of the object's, and takes in the block after it if that fits.
 void Change::Splice(std::int32_t at) {
     if (!p1) return;
     BlkDesc* blk = c.cur.ptr;

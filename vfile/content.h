@@ -1,4 +1,4 @@
-// What a VFile consists of behind its class: the chain of blocks, the cursor, the block buffer. Internal; for the
+// What a VFile consists of after its class: the chain of blocks, the cursor, the block buffer. Internal; for the
 // sources of VFile alone.
 //
 //     VFile    res eof base pos len flags type        what its class shows, and derived classes use
@@ -9,7 +9,7 @@
 //
 // True between any two operations of a live object:
 //
-//  - B1 `next` from the first block and `prev` from the last one visit the same blocks; both ends are NIL.
+//  - B1 `next` from the first block and `prev` from the last one visit the same blocks; both ends are null.
 //  - B2 The blocks' `len` add up to that of the chain and to that of the object; each is 1 to 1024, or more for a run,
 //    or 0 if the block is alone.
 //  - B3 A block that holds bytes has a page, or as many as a run needs, and no two blocks have the same one.
@@ -31,9 +31,9 @@ namespace vfile_internal {
 struct Observer;
 
 struct Content : FromHeap {
-    static Content* Make(ThreadsVMem& vm); // of an object of the calling thread; NIL if the heap has no room
+    static Content* Make(ThreadsVMem& vm); // of an object of the calling thread; null if out of memory
     static void ReleaseAll();              // what the contents of the calling thread can do without
-    static Content* Newest();              // of the calling thread; behind a fork, copies of the parent's among them
+    static Content* Newest();              // of the calling thread; after a fork, copies of the parent's among them
     static Content& Of(const VFile& f) { return *f.content; }
     static void Exchange(VFile& a, VFile& b); // what the two are, but for their kind numbers
 
@@ -58,14 +58,14 @@ struct Content : FromHeap {
     // The buffer (cursor.cpp).
     void WriteBack(); // what only the buffer has goes to VMem, and the buffer is free then
     void FreeBuf();
-    bool HaveBuf() { // false if the heap has no room for one
+    bool HaveBuf() { // false if there is no memory for one
         return buf || (OnOwnerThread() && vm.buffers.Take(*this));
     }
     bool LoadBuf(); // the current block comes into the buffer; false as HaveBuf
     unsigned char ByteAtCursor();
     static void ReadByteFar(VFile& f, unsigned char& b);
 
-    // Packing (pack.cpp): the blocks are filled from those behind them, in place; the content and its observers see
+    // Packing (pack.cpp): the blocks are filled from those after them, in place; the content and its observers see
     // nothing of it. With `whole`, all but the last one; else only where a block goes for a few that are rewritten.
     enum class Packing { Done, Busy, Stopped };
     Packing Pack(bool whole, platform::Meter& work);
@@ -84,16 +84,16 @@ struct Content : FromHeap {
     ThreadsVMem& vm;
     BlockChain chain;
     BlkRdr cur;         // the block of the current position
-    unsigned char* buf; // BlkSize bytes for one block, NIL until first needed
-    BlkDesc* bufBlk;    // the block whose bytes it holds, NIL if none
+    unsigned char* buf; // BlkSize bytes for one block, null until first needed
+    BlkDesc* bufBlk;    // the block whose bytes it holds, null if none
     Content* older;     // in the pool of buffers, while it has one
     Content* newer;
-    Observer* observers;    // who is told of each change: histories, marks; NIL as a rule
+    Observer* observers;    // who is told of each change: histories, marks; null as a rule
     std::int32_t posBefore; // the position when the last change began; for them
     std::uint32_t owner;    // the thread that made the object
     bool bufDirty;          // buf holds changes that VMem has not got
     bool asking;            // PreChange runs, or a host looks: buffer and blocks stay as they are
-    Content* next;          // of the same thread; behind a fork, copies of the parent's among them
+    Content* next;          // of the same thread; after a fork, copies of the parent's among them
     Content** link;         // what points here
 };
 

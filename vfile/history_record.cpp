@@ -81,7 +81,7 @@ Res HistoryRecord::Note(const VFile& src, std::int32_t at, std::int32_t oldLen, 
         edit.newLen += newLen;
         return Outcome();
     }
-    // The trailer of the edit before, and the old bytes behind it: most often there are few of both.
+    // The trailer of the edit before, and the old bytes after it: most often there are few of both.
     unsigned char bytes[256];
     int n = 0;
     if (editOpen) n = CloseEdit(bytes);

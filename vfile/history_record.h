@@ -61,7 +61,7 @@ class HistoryRecord {
         // What was read last.
         Edit edit;
         std::int32_t start;         // of its old bytes, in data
-        const unsigned char* bytes; // they, if there are no more than BlkSize; else NIL
+        const unsigned char* bytes; // they, if there are no more than BlkSize; else null
         // What then is left of the step, the edit not included.
         std::int32_t left;   // bytes
         std::int32_t lastAt; // where the last edit of the rest lies

@@ -21,7 +21,7 @@ namespace vfile_internal {
 
 class History : public FromHeap {
   public:
-    static History* Make(VFile& f, VFileHistory& o); // NIL if the heap has no room
+    static History* Make(VFile& f, VFileHistory& o); // null if out of memory
     ~History();
 
     VFile& Subject() const { return *watch.subject; }
@@ -66,7 +66,7 @@ class History : public FromHeap {
     Observer watch;
     VFileHistory& owner;
     HistoryRecord* to;   // where changes go: undo, but for an Undo
-    std::int64_t state;  // of the content behind the closed steps of undo
+    std::int64_t state;  // of the content after the closed steps of undo
     std::int64_t base;   // the same without any of them
     std::int64_t states; // the last number given
     std::int32_t maxBytes, maxSteps;

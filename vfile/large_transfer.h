@@ -20,7 +20,7 @@ struct LargeRoom {
     LargeRoom(const LargeRoom&) = delete;
     LargeRoom& operator=(const LargeRoom&) = delete;
 
-    unsigned char* const bytes; // NIL if the heap has no room
+    unsigned char* const bytes; // null if out of memory
 };
 
 } // namespace vfile_internal

@@ -12,7 +12,7 @@ constexpr bool never = false; // the `eof` of a reader beside an object, which d
 // it; `work` may be null.
 std::int32_t EndsWithin(SpanReader& in, std::int32_t n, std::int32_t limit, const bool& eof, platform::Meter* work);
 
-// The number of bytes up to behind the k-th line end, of at most `limit`.
+// The number of bytes up to after the k-th line end, of at most `limit`.
 std::int32_t PassEnds(SpanReader& in, std::int32_t k, std::int32_t limit, const bool& eof, platform::Meter* work);
 
 } // namespace vfile_internal

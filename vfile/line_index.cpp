@@ -21,7 +21,7 @@ constexpr std::int32_t Large = 64 * 1024;        // a new run from which on it m
 
 constexpr std::int32_t Few = 16; // bytes that are looked at one by one
 
-// The bytes from `at` on, if the block at the cursor holds so many of them and is in the buffer; else NIL.
+// The bytes from `at` on, if the block at the cursor holds so many of them and is in the buffer; else null.
 const unsigned char* AtHand(const VFile& f, std::int32_t at, std::int32_t n) {
     const Content& c = Content::Of(f);
     const std::int32_t ix = at - c.cur.start;
@@ -97,9 +97,9 @@ std::int32_t LineIndex::Behind(std::int32_t n) {
     return chunk.before.bytes + PassEnds(in, k, chunk.self.bytes, never, nullptr);
 }
 
-// The place behind the line end of the chunk that has so many others behind it, found going back.
+// The place after the line end of the chunk that has so many others after it, found going back.
 std::int32_t LineIndex::BehindFromEnd(const LineChunk& chunk, std::int32_t later) const {
-    std::int32_t at = chunk.before.bytes + chunk.self.bytes; // all that lies behind is looked through
+    std::int32_t at = chunk.before.bytes + chunk.self.bytes; // all that lies after is scanned
     SpanReader in(*watch.subject, at, SpanReader::Way::Back);
     for (;;) {
         Span s = in.Next();
@@ -160,7 +160,7 @@ void LineIndex::Settle() {
     hot.self = {};
 }
 
-// Line ends in n bytes and the one before them, less 1 if a pair ends just behind: what a change takes and brings is
+// Line ends in n bytes and the one before them, less 1 if a pair ends just after: what a change takes and brings is
 // the difference of two of these.
 std::int32_t LineIndex::EndsAround(std::int32_t at, std::int32_t n) const {
     const VFile& f = *watch.subject;
@@ -258,7 +258,7 @@ void LineIndex::JoinHot() {
 }
 
 // Looks through all that a change touches: the chunks of the old bytes and of those beside them. What is added at the
-// end needs only itself. False if the heap has no room.
+// end needs only itself. False if out of memory.
 bool LineIndex::Recount(std::int32_t at, std::int32_t oldLen, std::int32_t newLen) {
     Settle();
     const std::int32_t all = tree.All().bytes;
@@ -278,7 +278,7 @@ bool LineIndex::Recount(std::int32_t at, std::int32_t oldLen, std::int32_t newLe
     return CountFrom(from, to + newLen - oldLen, work);
 }
 
-// Makes the chunks of a stretch that the tree does not have. False if the heap has no room, or the host stops it.
+// Makes the chunks of a stretch that the tree does not have. False if out of memory, or the host stops it.
 bool LineIndex::CountFrom(std::int32_t from, std::int32_t to, platform::Meter& work) {
     if (from == to) return true;
     SpanReader in(*watch.subject, from);

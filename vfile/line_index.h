@@ -6,7 +6,7 @@
 // An observer of the object, made by the first question. A change inside of a chunk looks at the old bytes, the new
 // ones and the two beside them; any other looks through the chunks that it touches anew. The chunk of the last change
 // is kept beside the tree, which learns of it when another one is needed: typing costs no way through the tree.
-// Whenever the heap has no room, and when most of the content is new, the index goes, and the next question makes it
+// Whenever memory has run out, and when most of the content is new, the index goes, and the next question makes it
 // anew.
 //
 // L3 The chunks cover the content, no pair of CR and LF lies on two of them, and each has the number of its line ends;
@@ -22,13 +22,13 @@ namespace vfile_internal {
 
 class LineIndex : public FromHeap {
   public:
-    static LineIndex* Of(const VFile& f); // NIL if the object has none
-    // Makes it if need be. NIL if the heap has no room, or if the host has stopped it, of which `outcome` tells.
+    static LineIndex* Of(const VFile& f); // null if the object has none
+    // Makes it if need be. Null if out of memory, or if the host has stopped it, of which `outcome` tells.
     static LineIndex* ToAsk(VFile& f, Res& outcome);
 
     std::int32_t Ends() const;               // of lines, in all of the content
     std::int32_t EndsBefore(std::int32_t p); // those that lie before p, which is a place in the content
-    std::int32_t Behind(std::int32_t n);     // the place behind the n-th, 1 to Ends()
+    std::int32_t Behind(std::int32_t n);     // the place after the n-th, 1 to Ends()
 
     std::int64_t Memory() const { return tree.Memory(); }
 

@@ -101,7 +101,7 @@ std::size_t NodeSize(int height, int room) {
     return sizeof(Node) + EntrySize(height) * static_cast<std::size_t>(room);
 }
 
-// Gives a node, which may be NIL, room for n entries and a few more; NIL if the heap has none.
+// Gives a node, which may be null, room for n entries and a few more; null if out of memory.
 Node* Fit(int height, Node* node, int n) {
     const int room = (n + Spare - 1) / Spare * Spare;
     auto* fit = static_cast<Node*>(std::realloc(node, NodeSize(height, room)));
@@ -122,8 +122,8 @@ LineSum SumOf(int height, const Node* node) {
     return sum;
 }
 
-// Puts an entry in before the i-th one. A full node is split: `behind` becomes its second part. False if the heap has
-// no room; the entry hangs nowhere then.
+// Puts an entry in before the i-th one. A full node is split: `behind` becomes its second part. False if out of memory;
+// the entry hangs nowhere then.
 bool PutEntry(int height, Node*& node, int i, const void* entry, Node*& behind) {
     behind = nullptr;
     Node** target = &node;

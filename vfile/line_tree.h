@@ -8,7 +8,7 @@
 // nothing of the bytes themselves. A node has room for its entries and a few more, so that a chunk costs 4 bytes and
 // little beyond.
 //
-// L1 A node's count is 1 to Fan, and not above its room; the root of an empty tree is NIL.
+// L1 A node's count is 1 to Fan, and not above its room; the root of an empty tree is null.
 // L2 A child's sum is that of the chunks below it. A chunk has 1 to MostBytes bytes.
 // Method: counted B-trees (Bayer and McCreight 1972, with sums in place of keys).
 #pragma once
@@ -47,7 +47,7 @@ class LineTree {
     // Takes out the chunk that starts at `at`.
     void Erase(std::int32_t at);
 
-    // Takes in a chunk that starts at `at`, in front of what started there. False if the heap has no room: some sums
+    // Takes in a chunk that starts at `at`, in front of what started there. False if out of memory: some sums
     // are then wrong, and the tree has to be cleared.
     bool Insert(std::int32_t at, LineSum chunk);
 

@@ -19,7 +19,7 @@ namespace {
 constexpr unsigned char Cr = '\r';
 constexpr unsigned char Lf = '\n';
 
-// Goes over the text that comes next, storing what `room` allows, and over the first byte of the line end behind it,
+// Goes over the text that comes next, storing what `room` allows, and over the first byte of the line end after it,
 // which it returns; 0 with the object's `eof` if there is none. `size` becomes the length of the text.
 unsigned char PassText(SpanReader& in, const bool& eof, char* dst, int room, std::int32_t& size) {
     size = 0;

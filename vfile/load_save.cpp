@@ -74,7 +74,7 @@ void VFile::Save(const char* name, bool overwrite) {
 
 namespace vfile_internal {
 
-// Writes what a content has from its position on to `file`, or to the bare handle if that is NIL.
+// Writes what a content has from its position on to `file`, or to the bare handle if that is null.
 class FileWriter {
   public:
     FileWriter(VFile& content, HFile* file, FileHandle handle) : v(content), f(file), h(handle) {}

@@ -54,7 +54,7 @@ class Look {
     Content& content;
     const VFile& file;
     std::optional<KeptPlace> place; // of an object whose reads are called
-    VFile* own;                     // that one, else NIL
+    VFile* own;                     // that one, else null
     BlkRdr rd;
     std::int32_t at; // between what has been used and what comes
     std::int32_t left;

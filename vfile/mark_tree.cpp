@@ -45,7 +45,7 @@ bool MarkTree::Reserve(int more) {
     return true;
 }
 
-// Behind those of the same place and gravity. There is memory.
+// After those of the same place and gravity. There is memory.
 std::int32_t MarkTree::Add(std::int32_t at, MarkKind kind, VFileGravity gravity) {
     std::int32_t node = free;
     if (node) {
@@ -277,7 +277,7 @@ bool MarkTree::ChangeFew(std::int32_t root, std::int32_t nearest, std::int32_t a
     return true;
 }
 
-// The bytes behind this one, up to `end`, go.
+// The bytes after this one, up to `end`, go.
 void MarkTree::Lose(Node& n, std::int32_t place, std::int32_t end) const {
     if (n.kind == Mark) {
         n.lost = true;

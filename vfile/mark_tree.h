@@ -1,4 +1,4 @@
-// Marks that follow the bytes of a content: a treap by place, in which a change moves all that lies behind it by one
+// Marks that follow the bytes of a content: a treap by place, in which a change moves all that lies after it by one
 // number at the top of each subtree.
 //
 //                  40, +3                    a node's place is `at` and what the nodes above it have still to give:
@@ -27,7 +27,7 @@ struct MarkNode {
     std::int64_t gone, addGone;   // bytes before the place that have gone so far, and the same for those below
     MarkKind kind;
     VFileGravity gravity;
-    bool lost; // the byte behind the mark, or all of the range
+    bool lost; // the byte after the mark, or all of the range
 };
 
 // The order in the tree: by place, and there by gravity.

@@ -18,7 +18,7 @@ constexpr int Near = 64;           // blocks that may be rewritten for one that 
 constexpr int CostOfBlock = 16;    // that is passed over, to a meter
 constexpr std::int32_t Spare = 80; // pages for what observers keep beside the bytes
 
-// How many blocks behind `blk` have to be moved up so that one goes; 0 if that takes too many.
+// How many blocks after `blk` have to be moved up so that one goes; 0 if that takes too many.
 int BlocksToMove(const BlkDesc* blk) {
     std::int32_t room = BlkSize - blk->len;
     int n = 0;

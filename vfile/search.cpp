@@ -48,7 +48,7 @@ class Scan {
     const BytePattern pattern;
     std::size_t n;
     bool back;
-    std::int64_t at; // behind the last byte read, in the direction of the scan; one step too far at the end
+    std::int64_t at; // after the last byte read, in the direction of the scan; one step too far at the end
 };
 
 bool Scan::RunAnywhere() {

@@ -15,7 +15,7 @@ std::uint32_t tlsIndex = platform::NoTlsIndex;
 unsigned char slotUsed[SlotCount];
 std::uint32_t slotHigh = 0;
 
-// The calling thread's array, NIL if it has none or there is no table.
+// The calling thread's array, null if it has none or there is no table.
 TlsWord* ThreadArray() {
     if (tlsIndex == platform::NoTlsIndex) return nullptr;
     platform::DeliverThreadStart();

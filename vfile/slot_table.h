@@ -1,6 +1,6 @@
 // The slot table: 64 numbered words per thread behind the process's one per-thread pointer. Internal.
 //
-//   per-thread pointer -> {word 0, word 1, ... word 63}     one array per thread that was set up, NIL elsewhere
+//   per-thread pointer -> {word 0, word 1, ... word 63}     one array per thread that was set up, null elsewhere
 //   slotUsed           =  {1, 1, 1, 1, 0, ... 0}            process-wide: which numbers are handed out
 //   slotHigh           =  4                                 the lowest number never handed out since the last reset
 //

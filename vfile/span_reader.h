@@ -18,7 +18,7 @@ namespace vfile_internal {
 
 // Goes to the block that holds the byte at the cursor, or the one before it. False, and at the edge of the content, if
 // there is none.
-// A run may have been parted since the cursor came to it: its place then lies behind what is left of it.
+// A run may have been parted since the cursor came to it: its place then lies after what is left of it.
 inline bool EnterAhead(BlkRdr& rd) {
     while (rd.ix >= rd.ptr->len) {
         if (!rd.ptr->next) return false;
@@ -79,7 +79,7 @@ class SpanReader {
     SpanReader(const SpanReader&) = delete;
     SpanReader& operator=(const SpanReader&) = delete;
 
-    // The next bytes. Behind the end it is a single 0, with the object's `eof` set, which else is cleared. Beside an
+    // The next bytes. After the end it is a single 0, with the object's `eof` set, which else is cleared. Beside an
     // object there must be more.
     Span Next() {
         if (calls) return Call();
@@ -92,13 +92,13 @@ class SpanReader {
 
     // Goes over n bytes of that run, as many as have been used.
     void Take(std::size_t n) {
-        if (!inBlock) return; // a call has moved on by itself, and behind the end there is nothing
+        if (!inBlock) return; // a call has moved on by itself, and after the end there is nothing
         const int k = back ? -static_cast<int>(n) : static_cast<int>(n);
         at->ix += k;
         if (own) own->pos += k;
     }
 
-    // One byte, as the read gives it: 0 behind the end.
+    // One byte, as the read gives it: 0 after the end.
     unsigned char Byte() {
         const Span s = Next();
         const unsigned char c = s.bytes[back ? s.size - 1 : 0];
@@ -114,7 +114,7 @@ class SpanReader {
     Span End();
 
     Content& content;
-    VFile* own;         // NIL beside the object
+    VFile* own;         // null beside the object
     BlkRdr beside;      // the cursor then
     BlkRdr* at;         // the cursor
     bool back;          // runs end at the cursor

@@ -42,8 +42,8 @@ int lastEstate = 0;
 
 // Four words of the slot table.
 std::uint32_t slotVFileCount = NoSlot; // number of live VFile objects of the thread
-std::uint32_t slotVMem = NoSlot;       // its VMem, NIL while that number is 0
-std::uint32_t slotTempDir = NoSlot;    // heap copy of its temp directory, NIL when none
+std::uint32_t slotVMem = NoSlot;       // its VMem, null while that number is 0
+std::uint32_t slotTempDir = NoSlot;    // heap copy of its temp directory, null when none
 std::uint32_t slotMaxCache = NoSlot;   // its cache limit in kilobytes
 
 // The slot accessors.

@@ -35,7 +35,7 @@ struct Content;
 /// transfers of files do nothing: a row of calls can be tested once at its end. A successful SetPos clears it, and so
 /// does every successful change, which ends in one. So do the operations that begin by going to a position: Find,
 /// FindBack, ReplaceGlobal, the queries for lines, Load and Save. An error from before is lost there, so a row of calls
-/// is tested before one of these. Reads don't look at `res`. `eof` tells whether the last read ran out.
+/// is tested before one of these. Reads don't look at `res`. `eof` says whether the last read ran out.
 ///
 /// **Positions** count bytes from 0. One beyond the end counts as the end, a negative one is a call error.
 ///
@@ -60,19 +60,19 @@ struct Content;
 /// another object, which gets its block again when it needs it.
 class VFILE_API VFile : public VFileEdits {
   public:
-    /// An empty object. The first one of a thread makes the thread's VMem. Halts if the heap has no room, or if the
+    /// An empty object. The first one of a thread makes the thread's VMem. Halts if out of memory, or if the
     /// thread is older than the library and has not called VFile_InitializeThread.
     VFile();
 
     /// @name Filled objects
     /// The default constructor and one change, by the operation of the class itself: an object of a derived class is
-    /// not yet one when it runs. The position is the end; `res` tells whether the filling failed, and the object then
+    /// not yet one when it runs. The position is the end; `res` says whether the filling failed, and the object then
     /// is empty.
     /// @{
     VFile(char c, int n);                ///< ReplaceCh: the character, `n` times.
     VFile(signed char c, int n);         ///< The same.
     VFile(unsigned char c, int n);       ///< The same.
-    VFile(const char* s);                ///< ReplaceBuf: a string without its terminator. Must not be NIL.
+    VFile(const char* s);                ///< ReplaceBuf: a string without its terminator. Must not be null.
     VFile(FileHandle h, std::int32_t n); ///< ReplaceFile: `n` bytes of an open handle; MaxLen: all it has.
     VFile(HFile& f, std::int32_t n);     ///< ReplaceFile: the same of an open host file.
     /// ReplaceTxt: `n` bytes of `src` from `start` on, both cut to what it has; so also the copy constructor.
@@ -100,7 +100,7 @@ class VFILE_API VFile : public VFileEdits {
     /// resCallError and changes nothing else.
     virtual void SetPos(std::int32_t p);
 
-    /// Reads the byte at the position into `b` and moves behind it; `eof` becomes false. At the end `b` becomes 0 and
+    /// Reads the byte at the position into `b` and moves past it; `eof` becomes false. At the end `b` becomes 0 and
     /// `eof` true. Never touches `res`. Runs from the block buffer; without memory for that, byte by byte from VMem.
     virtual void ReadByte(unsigned char& b);
 
@@ -108,29 +108,29 @@ class VFILE_API VFile : public VFileEdits {
     /// becomes 0 and `eof` true. Otherwise as ReadByte.
     virtual void ReadPrevByte(unsigned char& b);
 
-    /// Reads up to `n` bytes into `dst` and moves behind them; returns how many there were. `eof` becomes true if that
-    /// was fewer than `n`, else false. A negative `n`, or a NIL `dst` with `n` above 0, sets `res` to resCallError and
+    /// Reads up to `n` bytes into `dst` and moves past them; returns how many there were. `eof` becomes true if that
+    /// was fewer than `n`, else false. A negative `n`, or a null `dst` with `n` above 0, sets `res` to resCallError and
     /// returns 0. Copies straight from VMem; needs no memory.
     virtual int ReadBytes(void* dst, int n);
     /// @}
 
     /// @name Changes
     /// One operation in five forms: `oldLen` bytes from `at` on give way to a new run of bytes, and the position then
-    /// stands behind that run, with `res` and `eof` cleared.
+    /// stands after that run, with `res` and `eof` cleared.
     ///
-    /// `at` beyond the end counts as the end, and `oldLen` is cut to what lies behind it; SameLen stands for the
+    /// `at` beyond the end counts as the end, and `oldLen` is cut to what lies after it; SameLen stands for the
     /// length of the new run, MaxLen reaches to the end. A change without old and new bytes calls no hook and only
     /// moves the position.
     ///
     /// Refusals, in the order of the tests, each with the content left alone: `res` is set already (nothing at all
-    /// happens); a negative argument, a NIL source with bytes to come or a closed file (resCallError); vfLocked
+    /// happens); a negative argument, a null source with bytes to come or a closed file (resCallError); vfLocked
     /// (resContextError); vfReadOnly (resReadOnly); a source that fails or ends early (its own result, resNotDone); a
     /// content that would pass 0x7FFFFFFF bytes, or a file for which the thread's memory of 2 GiB has no room
     /// (resTooLong); no memory for the block buffer (resHeapOverflow); PreChange (its result). The last two leave the
     /// position at the clamped `at`, with `eof` cleared, all others leave both alone.
     /// @{
 
-    /// From memory: `n` bytes at `src`, which may be NIL if `n` is 0.
+    /// From memory: `n` bytes at `src`, which may be null if `n` is 0.
     virtual void ReplaceBuf(std::int32_t at, std::int32_t oldLen, const void* src, int n);
 
     /// `count` copies of `ch`. A run of more than 1024 is made of several changes, the first of which takes out all the
@@ -155,7 +155,7 @@ class VFILE_API VFile : public VFileEdits {
 
     /// @name Assignment
     /// One change that replaces the whole content; the position is the new end. By ReplaceTxt, or by ReplaceBuf for a
-    /// string, which must not be NIL, and for a character, which becomes the only byte.
+    /// string, which must not be null, and for a character, which becomes the only byte.
     /// @{
     virtual VFile& operator=(const VFile& src); ///< takes it over, and returns the object
     virtual VFile& operator=(const char* s);
@@ -216,7 +216,7 @@ class VFILE_API VFile : public VFileEdits {
     /// @{
     std::int32_t Length() const; ///< The length of the content.
     std::int32_t GetPos() const; ///< The position.
-    bool Eof() const;            ///< True at or behind the end: the position, not the field `eof`.
+    bool Eof() const;            ///< True at or after the end: the position, not the field `eof`.
     bool Bof() const;            ///< True at the start.
     int GetFlags() const;        ///< The whole flag word.
     bool FlagOn(int mask) const; ///< True if any bit of `mask` is on.
@@ -244,7 +244,7 @@ class VFILE_API VFile : public VFileEdits {
     /// `eof` stay, and flags play no part. Takes no further room; what has been brought together stays so if the host
     /// stops it (resStopped), or if VMem halts. False, with `res` set, if it ends early; resContextError, with nothing
     /// done, from a PreChange of the object or while it is visited. Halts ("VFile") on any thread but the object's own.
-    /// Cost: all that lies behind the first block with room is moved, so each page there is read and written once.
+    /// Cost: all that lies after the first block with room is moved, so each page there is read and written once.
     ///
     /// A host need not call it to get room: a change for which there is none packs the contents of the thread by
     /// itself, first where little has to be moved, and goes on. Only if nothing is left to be won, it halts.
@@ -287,7 +287,7 @@ class VFILE_API VFile : public VFileEdits {
     /// earlier error is cleared first. Refused, with the file not opened, by vfLocked and vfReadOnly; `share` as above.
     /// The file is read to its end, into fresh blocks, before the old content goes: for that long both take room in the
     /// memory below, and a file that finds none beside the old content is resTooLong before it is read. `stamp`, if not
-    /// NIL, gets what the file was when it was opened, for SaveSafely; none for a pipe or device, and on failure.
+    /// null, gets what the file was when it was opened, for SaveSafely; none for a pipe or device, and on failure.
     ///
     /// It is one change: a derived class sees ReplaceFile(0, MaxLen, h, MaxLen), within that the hooks of one change
     /// that takes out all and puts in all, and then SetPos(0). PreChange can refuse it; the position is then at 0 only
@@ -335,12 +335,12 @@ class VFILE_API VFile : public VFileEdits {
     /// `res`: resNotSupported, the file can't be replaced; resContextError, it is not what `stamp` says; and so on. Any
     /// failure leaves the old file whole, if it was not to be written in place. The content is read as by Save:
     /// SetPos(0), then ReadBytes; the position ends at the end, or where a failure came. Flags play no part and are not
-    /// changed. `stamp`, if not NIL: what the file must still be, if anything; afterwards what it now is, for the next
+    /// changed. `stamp`, if not null: what the file must still be, if anything; afterwards what it now is, for the next
     /// saving.
     void SaveSafely(const char* name, int how = 0, HFileStamp* stamp = nullptr);
 
-    /// Writes up to `count` bytes from the position on to an open handle, and moves behind them; MaxLen writes the
-    /// rest. A negative count or InvalidHandle is resCallError. A write that fails gives GetFileRes(), also behind a
+    /// Writes up to `count` bytes from the position on to an open handle, and moves past them; MaxLen writes the
+    /// rest. A negative count or InvalidHandle is resCallError. A write that fails gives GetFileRes(), also after a
     /// part that was taken, and one that comes short without a failure resDiskFull; the position then is one piece of
     /// up to 1024 bytes ahead of what reached the file. The bytes come through ReadBytes; a derived one that gives none
     /// of them, or more than were asked for, is resNotDone.
@@ -381,12 +381,12 @@ class VFILE_API VFile : public VFileEdits {
     VFILE_LOCAL static void SetMaxCacheSize(unsigned long kb) { SetMaxCacheSize(static_cast<unsigned long long>(kb)); }
     VFILE_LOCAL static void SetMaxCacheSize(unsigned int kb) { SetMaxCacheSize(static_cast<unsigned long long>(kb)); }
 
-    /// The directory asked for by SetTempDir, NIL if none. Valid until the next change of the setting, and until the
+    /// The directory asked for by SetTempDir, null if none. Valid until the next change of the setting, and until the
     /// first VFile of the thread comes or the last one goes.
     static const char* GetTempDir();
 
-    /// Where the next swap file is to be made; copied. NIL or empty: where TMP, TEMP or TMPDIR say, or the system's own
-    /// place. These also come next where no file can be made in `dir`. VMem::SetTempDir tells what is too long.
+    /// Where the next swap file is to be made; copied. Null or empty: where TMP, TEMP or TMPDIR say, or the system's
+    /// own place. These also come next where no file can be made in `dir`. VMem::SetTempDir tells what is too long.
     static void SetTempDir(const char* dir);
     /// @}
 
@@ -404,7 +404,7 @@ class VFILE_API VFile : public VFileEdits {
     /// @name Lines
     ///
     /// A line end is CR LF, a lone CR or a lone LF, in any mix; LF CR is two. A line is the bytes up to and including
-    /// its line end; behind the last line end lies one more line, of length 0 at least. A position between the CR and
+    /// its line end; after the last line end lies one more line, of length 0 at least. A position between the CR and
     /// the LF of a pair belongs to the line that the pair ends. Every other byte is text, NUL and tab included.
     ///
     /// The line around a position is found by reading, without any index, so the cost is the length of the line. A
@@ -417,22 +417,22 @@ class VFILE_API VFile : public VFileEdits {
     /// The start of the line that holds `p`. For `p` 0 nothing is moved; else `pos` and `eof` are afterwards
     ///
     ///     result 0                                  pos 0            eof
-    ///     result r behind a line end, found going   pos r - 1        not eof
+    ///     result r after a line end, found going   pos r - 1        not eof
     ///     back from p
     ///     result p, a lone CR before it             pos p + 1        not eof
     ///     the same, p is the end                    pos p            eof
     std::int32_t LineStart(std::int32_t p);
 
     /// The line that holds `p`: its start, its length with its line end, and the length of that line end: 0, 1 or 2.
-    /// With a negative `p` the three stay as they were. `pos` goes behind the line end, one byte further behind a lone
-    /// CR that has a byte behind it; `eof` is set if the line ends with the content, by a lone CR or by no line end.
+    /// With a negative `p` the three stay as they were. `pos` goes past the line end, one byte further after a lone
+    /// CR that has a byte after it; `eof` is set if the line ends with the content, by a lone CR or by no line end.
     void LineSize(std::int32_t p, std::int32_t& start, std::int32_t& size, std::int32_t& eolSize);
 
-    /// The end of the line that holds `p`: behind its line end, or before that without `withEol`. `pos` and `eof` as
+    /// The end of the line that holds `p`: after its line end, or before that without `withEol`. `pos` and `eof` as
     /// after LineSize.
     std::int32_t LineEnd(std::int32_t p, bool withEol);
 
-    /// The number of blanks (32; no tabs) at the start of the line that holds `p`. `pos` goes behind the byte that
+    /// The number of blanks (32; no tabs) at the start of the line that holds `p`. `pos` goes past the byte that
     /// ended the count; `eof` is set if the end of the content did.
     std::int32_t LineIndent(std::int32_t p);
     /// @}
@@ -447,7 +447,7 @@ class VFILE_API VFile : public VFileEdits {
     /// right through every change, at a cost that follows the size of the change, and a question costs O(log n) and a
     /// look through some thousand bytes. The counts take about 1.5 bytes of RAM, at most 2, for 1024 of content. A
     /// change that makes more than a quarter of the content new (from 64 KiB on) drops them, and so does a change for
-    /// which the heap has no room: the next question then counts anew. Without memory for them at all, each question
+    /// which there is no memory: the next question then counts anew. Without memory for them at all, each question
     /// takes one pass. An object that is never asked pays nothing.
     ///
     /// A class that overrides ReadByte has the lines of what that gives. Nothing is kept then: each question goes to 0
@@ -468,7 +468,7 @@ class VFILE_API VFile : public VFileEdits {
     /// @}
 
     /// @name Pairs of CR and LF
-    /// They leave `pos` behind the last byte that they have looked at, in the direction they went, with `eof` set if
+    /// They leave `pos` after the last byte that they have looked at, in the direction they went, with `eof` set if
     /// they ran off the content. The first two make no test of `p`: for a negative one `res` becomes resCallError and
     /// the answer says nothing.
     /// @{
@@ -477,26 +477,26 @@ class VFILE_API VFile : public VFileEdits {
     bool BetweenCRLF(std::int32_t p); ///< the bytes around `p` are CR and LF; false, with no move, for `p` below 1
     /// @}
 
-    /// Reads from `pos` to the next line end and goes behind it. Stores the line without its line end, at most
+    /// Reads from `pos` to the next line end and goes past it. Stores the line without its line end, at most
     /// `size` - 1 bytes, and a NUL; returns the number of bytes stored without the NUL. What doesn't fit is read and
     /// dropped without a report. `eof` is set if the content ended without a line end, also with no byte read at all:
-    /// so an empty line returns 0 without `eof`, and the end returns 0 with it. A NIL `dst` or a `size` below 1 sets
-    /// resCallError and returns 0. Does not look at `res`, and tests the thread only where it returns behind a lone CR.
+    /// so an empty line returns 0 without `eof`, and the end returns 0 with it. A null `dst` or a `size` below 1 sets
+    /// resCallError and returns 0. Does not look at `res`, and tests the thread only where it returns after a lone CR.
     int ReadLine(char* dst, int size);
 
     /// Reads `count` bytes from position `from` on, line ends as they stand, and stores at most `size` - 1 of them and
-    /// a NUL; returns the number stored. `from` and `count` are cut to the content. Leaves `pos` behind what was read,
+    /// a NUL; returns the number stored. `from` and `count` are cut to the content. Leaves `pos` after what was read,
     /// and clears `res` and `eof`.
-    /// A NIL `dst`, a `size` below 1, a negative `from` or `count` sets resCallError and returns 0.
+    /// A null `dst`, a `size` below 1, a negative `from` or `count` sets resCallError and returns 0.
     int ReadTxt(char* dst, int size, std::int32_t from, std::int32_t count);
 
     // ---- Search ------------------------------------------------------------------------------------------------
 
     /// @name Search
     ///
-    /// They look for the bytes of `pattern`, a string that must not be NIL. With `ignoreCase` the ASCII letters match
+    /// They look for the bytes of `pattern`, a string that must not be null. With `ignoreCase` the ASCII letters match
     /// in both cases, as toupper of the host's locale folds them; bytes from 0x80 up match only themselves in any
-    /// locale. With `wholeWord` a match counts only if the byte before it and the byte behind it are no letters or
+    /// locale. With `wholeWord` a match counts only if the byte before it and the byte after it are no letters or
     /// digits by isalnum of the host's locale; the edges of the content are no word bytes, nor is the underscore. The
     /// next try after a match that doesn't count doesn't overlap that.
     ///
@@ -505,11 +505,11 @@ class VFILE_API VFile : public VFileEdits {
     /// the owner's.
     ///
     /// Cost: each byte of the content is read once, whatever overlaps: by one virtual call each if the class overrides
-    /// ReadByte (going back: ReadPrevByte), else over whole blocks with the same outcome. A mismatch behind m matched
+    /// ReadByte (going back: ReadPrevByte), else over whole blocks with the same outcome. A mismatch after m matched
     /// bytes costs up to m * m comparisons within the pattern, most often a few. Nothing is allocated.
     /// @{
 
-    /// Looks forward for the first match that starts at `at` or behind. Found: true, and `at` is just behind the match,
+    /// Looks forward for the first match that starts at `at` or after. Found: true, and `at` is just after the match,
     /// where the next search goes on; `pos` is `at` + 1, or the end with `eof`; with `wholeWord` one byte before the
     /// match, or 0 with `eof`. Not found: false, `at` is no position but the length + 1, or itself + 1 if it was above
     /// the length (at most 0x7FFFFFFF); `pos` is the end, `eof` is set.
@@ -517,16 +517,16 @@ class VFILE_API VFile : public VFileEdits {
 
     /// Looks backward for the first match that ends at `at` or before; an `at` beyond the end counts as the end. Found:
     /// true, and `at` is the start of the match, where the next search goes on; `pos` is `at` - 1, or 0 with `eof`;
-    /// with `wholeWord` one byte behind the match, or the end with `eof`. Not found: false, `at` is -1, `pos` is 0 and
+    /// with `wholeWord` one byte after the match, or the end with `eof`. Not found: false, `at` is -1, `pos` is 0 and
     /// `eof` is set.
     bool FindBack(std::int32_t& at, const char* pattern, bool ignoreCase, bool wholeWord);
 
     /// Replaces every match that Find finds from position 0 on, wherever `pos` is, each by one ReplaceBuf, and returns
     /// their number. New bytes are not searched, though a whole word is told by what then stands around it; a match
     /// that forms across a replacement is not found. Clears an old `res` by its first search. `pos` is the end
-    /// afterwards, and `eof` is set. If a change is refused, the work ends there: `res` tells why, and what has been
+    /// afterwards, and `eof` is set. If a change is refused, the work ends there: `res` says why, and what has been
     /// replaced stays. An empty pattern replaces nothing, returns 0 and leaves `pos`, `eof` and `res` alone.
-    /// `replacement` must not be NIL. Halts ("VFile") on any thread but the owner's.
+    /// `replacement` must not be null. Halts ("VFile") on any thread but the owner's.
     std::int32_t ReplaceGlobal(const char* pattern, const char* replacement, bool ignoreCase, bool wholeWord);
     /// @}
 
@@ -538,7 +538,7 @@ class VFILE_API VFile : public VFileEdits {
     std::int32_t pos;   ///< The position, 0 to len.
     std::int32_t len;   ///< The length.
     std::int32_t flags; ///< The flag word.
-    std::int32_t type;  ///< The kind number; above 0 it lets the look through for line ends run.
+    std::int32_t type;  ///< The kind number; above 0 it lets the scan for line ends run.
 
   private:
     friend class VFileEdits;
@@ -554,7 +554,7 @@ class VFILE_API VFile : public VFileEdits {
     VFILE_LOCAL void LoadWhole(const char* name, std::uint32_t share, HFileStamp* stamp, bool inPlace);
     VFILE_LOCAL void SaveBeside(const char* name, int how, HFileStamp* stamp);
 
-    vfile_internal::Content* content; // blocks, cursor, buffer; never NIL in a live object
+    vfile_internal::Content* content; // blocks, cursor, buffer; never null in a live object
 };
 
 /// Exchanges what two objects are, as the move constructor takes it over; each keeps its class and kind number. Both
@@ -562,7 +562,7 @@ class VFILE_API VFile : public VFileEdits {
 VFILE_API void swap(VFile& a, VFile& b) noexcept;
 
 /// Sets the calling thread up for VFile. Only a thread that ran before the library was loaded needs to call it, before
-/// its first VFile; on all others it has no effect. False if the heap has no room.
+/// its first VFile; on all others it has no effect. False if out of memory.
 VFILE_API bool VFile_InitializeThread();
 
 /// Ends what VFile_InitializeThread began, with the thread's settings. Halts if the thread still has a VFile. Threads

@@ -12,7 +12,7 @@ class VFile;
 namespace vfile_internal {
 
 // Checks B1 to B5 of content.h, I1 and I2 of block_index.h, L1 to L3 of the line index. True if they hold; else the
-// broken one goes to `out`, with both values, and the dump behind it. `out` may be NIL.
+// broken one goes to `out`, with both values, and the dump after it. `out` may be null.
 bool CheckVFile(const VFile& f, std::FILE* out);
 
 // One line per block, the current one starred; all blocks, or no more than 50 around the current one.

@@ -12,7 +12,7 @@ class VFile;
 ///
 /// Of whole contents, as strings of bytes: the first byte that differs decides, taken as 0 to 255; a content that the
 /// other one begins with is the lesser of the two. No letters are folded and no locale plays a part. A NUL in an object
-/// is a byte like any other; a string ends at its first NUL and must not be NIL.
+/// is a byte like any other; a string ends at its first NUL and must not be null.
 ///
 /// The objects stay exactly as they are: the bytes come through a cursor beside theirs, which also sees what has not
 /// left their buffers yet. Both must belong to the calling thread, else a halt ("VFile").

@@ -22,17 +22,17 @@ class VFILE_API VFileEdits {
     /// The first word of a name tells where the new bytes go and what gives way to them:
     ///
     ///     family    at       what gives way                        pos afterwards
-    ///     Insert    pos      nothing                               behind the new bytes
-    ///     Replace   pos      as many bytes as come in              behind the new bytes
-    ///     Write     pos      nothing if vfInsert is on, else       behind the new bytes
+    ///     Insert    pos      nothing                               after the new bytes
+    ///     Replace   pos      as many bytes as come in              after the new bytes
+    ///     Write     pos      nothing if vfInsert is on, else       after the new bytes
     ///                        as many bytes as come in
     ///     Append    the end  nothing                               the new end
-    ///     Prepend   0        nothing                               behind the new bytes
+    ///     Prepend   0        nothing                               after the new bytes
     ///
     /// The rest of the name and the arguments tell the source:
     ///
     ///     ...Byte(b)                 one byte
-    ///     ...Bytes(bytes, n)         n bytes of memory; NIL is taken if n is 0
+    ///     ...Bytes(bytes, n)         n bytes of memory; null is taken if n is 0
     ///     ...Word(v)                 2 bytes: a 16-bit value
     ///     ...DWord(v)                4 bytes: a 32-bit value
     ///     ...QWord(v)                8 bytes: a 64-bit value
@@ -46,16 +46,16 @@ class VFILE_API VFileEdits {
     /// integer type and store the low bytes of their own width, a narrower value widened by its sign, so that a `long`
     /// or a plain constant never needs a cast.
     ///
-    /// Bytes that give way are those behind the place, as far as there are any: at the end an overwrite appends. What
-    /// stands behind them keeps its bytes, and moves if the length changes. An edit that adds and takes away nothing
+    /// Bytes that give way are those after the place, as far as there are any: at the end an overwrite appends. What
+    /// stands after them keeps its bytes, and moves if the length changes. An edit that adds and takes away nothing
     /// still sets `pos`.
     ///
     /// Each edit is one call of ReplaceBuf, ReplaceCh (the repeated character), ReplaceTxt (another object) or
     /// ReplaceFile (host files) through the virtual table, and ends as that call ends: `res` and `eof` are cleared, or
-    /// `res` tells why nothing was changed. The codes are those of the four operations: resCallError for a negative
-    /// count or position, NIL bytes or a closed file, resContextError, resReadOnly, resTooLong, resHeapOverflow,
+    /// `res` says why nothing was changed. The codes are those of the four operations: resCallError for a negative
+    /// count or position, null bytes or a closed file, resContextError, resReadOnly, resTooLong, resHeapOverflow,
     /// resNotDone for a file that holds less than `count`, or what PreChange returned. While `res` is set no edit does
-    /// anything. A string must not be NIL; one longer than MaxLen is a negative count. Halts ("VFile") on any thread
+    /// anything. A string must not be null; one longer than MaxLen is a negative count. Halts ("VFile") on any thread
     /// but the owner's, and for a source that belongs to another thread.
     ///
     /// Cost: one virtual call, and nothing allocated beyond what the change itself needs.
@@ -148,12 +148,12 @@ class VFILE_API VFileEdits {
     /// cut to the old length.
     void Delete(std::int32_t from, std::int32_t count);
 
-    /// Takes out all that stands behind `pos`, which becomes the end.
+    /// Takes out all that stands after `pos`, which becomes the end.
     void Truncate();
 
     /// @name Typed reads
     ///
-    /// They read at `pos` and go on behind what they have read (ReadPrevChar: reads the byte before `pos` and goes back
+    /// They read at `pos` and go on after what they have read (ReadPrevChar: reads the byte before `pos` and goes back
     /// over it). A read that gets all it wants clears `eof`; one that runs out of bytes sets it. They don't look at
     /// `res` and have no thread test of their own. Each is one call of ReadByte, ReadPrevByte or ReadBytes through the
     /// virtual table.
@@ -184,7 +184,7 @@ class VFILE_API VFileEdits {
 
     /// One character, with a line end of any form (CR LF, CR, LF) given as a single LF. Returns the number of bytes
     /// consumed: 2 for CR LF, 1 for any other character, 0 at the end, where `c` is 0 and `eof` is set. A lone CR as
-    /// the last byte leaves `eof` clear. Halts on a wrong thread only where it has to look behind a lone CR and return.
+    /// the last byte leaves `eof` clear. Halts on a wrong thread only where it has to look after a lone CR and return.
     std::int32_t Read(unsigned char& c);
     VFILE_LOCAL std::int32_t Read(char& c) { return Read(reinterpret_cast<unsigned char&>(c)); }        ///< the same
     VFILE_LOCAL std::int32_t Read(signed char& c) { return Read(reinterpret_cast<unsigned char&>(c)); } ///< the same

@@ -22,9 +22,9 @@ constexpr int vfInsert = 0x001;        ///< The Write family inserts; off, it ov
 constexpr int vfReadOnly = 0x002;      ///< Changes of the content are refused with resReadOnly.
 constexpr int vfModified = 0x008;      ///< The content has changed since a caller last cleared this bit.
 constexpr int vfTrackModified = 0x020; ///< Each change sets vfModified.
-constexpr int vfNoEolCheck = 0x080;    ///< New bytes are not looked through for line ends, whatever vfEolCheck says.
-constexpr int vfEolCheck = 0x100; ///< New bytes that come from memory are looked through for line ends (if Type() > 0).
-constexpr int vfLocked = 0x200;   ///< Changes of content and flags are refused with resContextError.
-constexpr int vfHasEol = 0x400;   ///< Bytes with a CR or LF have been found by the look through.
-constexpr int vfToggleMask = 0x1FF; ///< The bits that the flag operations can change.
+constexpr int vfNoEolCheck = 0x080;    ///< New bytes are not scanned for line ends, whatever vfEolCheck says.
+constexpr int vfEolCheck = 0x100;      ///< New bytes that come from memory are scanned for line ends (if Type() > 0).
+constexpr int vfLocked = 0x200;        ///< Changes of content and flags are refused with resContextError.
+constexpr int vfHasEol = 0x400;        ///< Bytes with a CR or LF have been found by the look through.
+constexpr int vfToggleMask = 0x1FF;    ///< The bits that the flag operations can change.
 /// @}

@@ -40,7 +40,7 @@ constexpr std::int32_t VFileTypingMax = 64;
 /// record for Redo, and the other way round.
 ///
 /// **What can't be recorded** (too long for the limit or for the space of the thread, or no memory) is changed all the
-/// same, and the history begins anew behind it: all steps are gone, IsSaved is false, and `res` tells why. Undo never
+/// same, and the history begins anew after it: all steps are gone, IsSaved is false, and `res` says why. Undo never
 /// leads to a content that has not been.
 ///
 /// **Derived classes** see Undo and Redo as calls of ReplaceBuf or ReplaceTxt, one for each run of bytes that has
@@ -68,11 +68,11 @@ class VFILE_API VFileHistory {
     VFileHistory(const VFileHistory&) = delete;
     VFileHistory& operator=(const VFileHistory&) = delete;
 
-    /// The object, NIL if it is gone.
+    /// The object, null if it is gone.
     VFile* Subject() const;
 
     /// @name Undo and redo
-    /// Take one step back, or bring the one taken back in again, and go to the position from before, or behind, the
+    /// Take one step back, or bring the one taken back in again, and go to the position from before, or after, the
     /// step; for a step of one operation or between Begin and End that is the position from before all of it. True if
     /// that was done. False with resDone in `res` if there is no step; and with nothing changed if the object has a
     /// result that is not resDone (which is then `res`), there is no object, a Begin is without its End, or from within
@@ -112,10 +112,10 @@ class VFILE_API VFileHistory {
     /// object and history alone.
     using JoinRule = bool (*)(void* context, const VFileChange& last, const VFileChange& next);
 
-    void SetJoinRule(JoinRule rule, void* context); ///< The rule from now on; NIL: nothing joins.
+    void SetJoinRule(JoinRule rule, void* context); ///< The rule from now on; null: nothing joins.
 
     /// The rule set at first, which takes no context: inserts that follow each other, overwrites that follow each
-    /// other, deletes before or behind the same place; each of no more than VFileTypingMax bytes, up to and with the
+    /// other, deletes before or after the same place; each of no more than VFileTypingMax bytes, up to and with the
     /// first that took or brought a line end.
     static bool JoinTyping(void* context, const VFileChange& last, const VFileChange& next);
     /// @}
@@ -151,7 +151,7 @@ class VFILE_API VFileHistory {
 
   private:
     friend class vfile_internal::History;
-    vfile_internal::History* history; // NIL without an object
+    vfile_internal::History* history; // null without an object
 };
 
 /// Makes one step of all that is changed while it lives: Begin and End of a history.

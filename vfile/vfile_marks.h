@@ -15,14 +15,14 @@ using VFileMark = std::int32_t;
 /// Where a mark goes when bytes are inserted at its very place, or when the bytes on both sides of it give way.
 enum class VFileGravity : unsigned char {
     Before, ///< It stays before the new bytes.
-    After   ///< It moves behind them.
+    After   ///< It moves past them.
 };
 
 /// What has become of the bytes at a mark, or in a range, since it was added or ClearLoss was called.
 enum class VFileLoss : unsigned char {
     None,   ///< All are there.
     Partly, ///< Some bytes of the range have gone.
-    Wholly  ///< The byte behind the mark has gone; all bytes of the range have, by one change.
+    Wholly  ///< The byte after the mark has gone; all bytes of the range have, by one change.
 };
 
 /// VFileMarks: marks between the bytes of a VFile, or of an object of a class derived from it, and ranges between two
@@ -36,7 +36,7 @@ enum class VFileLoss : unsigned char {
 ///
 /// Where nothing gives way, both edges are one, and the gravity decides. A byte that is overwritten counts as gone, and
 /// one that has gone does not come back: Undo brings new ones. A range holds the bytes from its start up to, and
-/// without, its end; each of the two has its gravity. It never turns round: where its start comes to stand behind its
+/// without, its end; each of the two has its gravity. It never turns round: where its start comes to stand after its
 /// end, it is empty, at its start.
 ///
 /// **Ownership.** The marks belong to the object of this class, and go with it. When the content's object goes first,
@@ -56,7 +56,7 @@ class VFILE_API VFileMarks {
     VFileMarks(const VFileMarks&) = delete;
     VFileMarks& operator=(const VFileMarks&) = delete;
 
-    /// The content's object, NIL if it is gone.
+    /// The content's object, null if it is gone.
     VFile* Subject() const;
 
     /// @name Marks and ranges
@@ -94,8 +94,8 @@ class VFILE_API VFileMarks {
     /// not change. All return 0 if there is none. A host that goes through all of them may change the content on the
     /// way, and may remove what it has left behind.
     /// @{
-    VFileMark From(std::int32_t at) const;    ///< The first one at `at` or behind.
-    VFileMark Next(VFileMark mark) const;     ///< The one behind it.
+    VFileMark From(std::int32_t at) const;    ///< The first one at `at` or after.
+    VFileMark Next(VFileMark mark) const;     ///< The one after it.
     VFileMark Previous(VFileMark mark) const; ///< The one before it.
     /// @}
 
@@ -103,5 +103,5 @@ class VFILE_API VFileMarks {
     Res res;
 
   private:
-    vfile_internal::MarkTree* tree; // NIL without memory
+    vfile_internal::MarkTree* tree; // null without memory
 };

@@ -1,7 +1,7 @@
 // Those who are told of every change of an object, whatever operation makes it: histories, marks, the index
 // of lines. Internal.
 //
-//   VFile::observers --> Observer --> Observer --> NIL        a list through the observers themselves
+//   VFile::observers --> Observer --> Observer --> null        a list through the observers themselves
 //
 //   PreChange     allows the change, or the observers never hear of it
 //   before        the old bytes are still there: to be read by Read, and by nothing that moves the cursor
@@ -19,13 +19,13 @@ namespace vfile_internal {
 
 struct Observer {
     Observer* next; // of the same object
-    VFile* subject; // NIL before Attach, and as soon as the object is gone
+    VFile* subject; // null before Attach, and as soon as the object is gone
     void* self;     // what the functions get
     // Where the change is and how long the old bytes and the new run are, as the hooks are told. Never both 0.
-    void (*before)(void* self, std::int32_t at, std::int32_t oldLen, std::int32_t newLen); // or NIL
+    void (*before)(void* self, std::int32_t at, std::int32_t oldLen, std::int32_t newLen); // or null
     void (*after)(void* self, std::int32_t at, std::int32_t oldLen, std::int32_t newLen);
-    void (*hook)(void* self, bool begins, std::int32_t end); // or NIL. `end`: of the new run of the change
-    void (*step)(void* self, bool begins); // around changes that are one operation for the host; or NIL
+    void (*hook)(void* self, bool begins, std::int32_t end); // or null. `end`: of the new run of the change
+    void (*step)(void* self, bool begins); // around changes that are one operation for the host; or null
     void (*gone)(void* self);              // the object ends; it still has its content. May free the observer
 };
 
@@ -33,9 +33,9 @@ struct Observer {
 class Observed {
   public:
     static bool OnOwnerThread(const VFile& f);
-    static void Attach(VFile& f, Observer& o);  // behind those that are there
+    static void Attach(VFile& f, Observer& o);  // after those that are there
     static void Detach(Observer& o);            // without effect on one that is not attached
-    static const Observer* Find(const VFile& f, // one with this `after`; NIL if there is none
+    static const Observer* Find(const VFile& f, // one with this `after`; null if there is none
                                 void (*after)(void* self, std::int32_t at, std::int32_t oldLen, std::int32_t newLen));
 
     static void Read(const VFile& f, std::int32_t at, void* dst, std::int32_t n); // touches nothing of the object
@@ -51,7 +51,7 @@ class Observed {
     static void TellGone(VFile& f);
 };
 
-// Makes the changes of its block one operation for the observers, whatever way the block ends. NIL: does nothing.
+// Makes the changes of its block one operation for the observers, whatever way the block ends. Null: does nothing.
 class OneStep {
   public:
     explicit OneStep(const VFile* f) : file(f) {

@@ -30,7 +30,7 @@ enum class VFileWork : int {
 ///     Load                                resStopped      an empty object: the old content goes first
 ///     LoadKeeping, ReadFile, ReplaceFile  resStopped      the old content; the file's position is where reading ended
 ///     SaveSafely                          resStopped      the old file, if it was not to be written in place
-///     Save, WriteFile, WriteToFile        resStopped      a part of the file; the position is behind that part
+///     Save, WriteFile, WriteToFile        resStopped      a part of the file; the position is after that part
 ///     ReplaceTxt, assignment              resStopped      the old content
 ///     HFile::Copy, HFile::Rename          resStopped      the old target, if it was not to be written in place
 ///     Find, FindBack                      resStopped      false; the next search from `at` misses nothing
@@ -48,9 +48,9 @@ enum class VFileWork : int {
 /// and held meanwhile. Questions to an object at work are free; reading there is, too, and the position is put back. A
 /// change of it is made, and ends the operation with resContextError in place of resStopped: what the operation was to
 /// do with the content is not done. It may throw: the exception passes through the operation, which leaves what
-/// a stopped one leaves, but for `res`, which stays what it was, and for an Undo, behind which the history begins anew.
+/// a stopped one leaves, but for `res`, which stays what it was, and for an Undo, after which the history begins anew.
 ///
-/// A blocking read or write of the system is not interrupted; the host is told behind it. A derived class sees the same
+/// A blocking read or write of the system is not interrupted; the host is told after it. A derived class sees the same
 /// calls as ever up to the end, and what its overrides and hooks do at length is told of as a part of what called them.
 using VFileProgressCall = bool (*)(void* context, VFileWork work, std::int64_t done, std::int64_t total);
 

@@ -202,15 +202,15 @@ class Bytes {
 ///
 /// It has one position for reading and writing, its own, as a file has; seeking goes to any place from 0 to the end,
 /// and fails for all others. Reading looks at the object as a VFileView does. Writing overwrites, or inserts if
-/// vfInsert is on, by one ReplaceBuf for up to 1024 bytes or for a larger piece as it comes; behind the end, and
+/// vfInsert is on, by one ReplaceBuf for up to 1024 bytes or for a larger piece as it comes; after the end, and
 /// everywhere with std::ios_base::app, it appends. std::ios_base::ate begins at the end, and trunc takes the old
 /// content away.
 ///
 /// What has been written reaches the object when the buffer is full, before a seek and a read, by `std::flush`, and
 /// with the destructor; until then hooks know nothing of it. What has been read ahead, 1024 bytes at most, is read anew
-/// after a seek or a `sync`: a host that changes the content by other ways does one of these behind it.
+/// after a seek or a `sync`: a host that changes the content by other ways does one of these after it.
 ///
-/// A write that the object refuses fails, and the stream turns bad: the object's `res` tells why, and as long as it is
+/// A write that the object refuses fails, and the stream turns bad: the object's `res` says why, and as long as it is
 /// set, writing fails. It belongs to the object's thread, and ends before the object.
 #if defined(__clang__)
 #pragma clang diagnostic push
@@ -337,7 +337,7 @@ class StreamBuf : public std::streambuf {
         return at - static_cast<std::int32_t>(egptr() - gptr());
     }
 
-    // Fills the buffer from a place on, for reading; `at` is behind it then. False if there is nothing.
+    // Fills the buffer from a place on, for reading; `at` is after it then. False if there is nothing.
     VFILE_LOCAL bool Fetch(std::int32_t from) {
         const std::int32_t got = view.Read(from, buffer, BufferSize);
         setg(buffer, buffer, buffer + got);
@@ -364,10 +364,10 @@ class StreamBuf : public std::streambuf {
     }
 
     VFileView view;
-    VFile* file; // NIL if it only reads
+    VFile* file; // null if it only reads
     bool reads;
     bool appends;
-    std::int32_t at; // behind what the buffer holds for reading, before what it holds for writing
+    std::int32_t at; // after what the buffer holds for reading, before what it holds for writing
     char buffer[BufferSize];
 };
 #if defined(__clang__)

@@ -26,7 +26,7 @@ using VFileVisitor = bool (*)(void* context, const unsigned char* bytes, std::in
 /// **Ownership.** A view refers to the object, which must outlive it, and holds nothing. It is as cheap to make as a
 /// pointer, and may be copied. **Threads:** used on the object's thread.
 /// **Failures** are results in `res`, which is resDone after an operation that had none: resCallError for a negative
-/// number and for NIL with bytes to come, resContextError on a thread that the object does not belong to, resNotDone
+/// number and for null with bytes to come, resContextError on a thread that the object does not belong to, resNotDone
 /// where a read that the class overrides gave fewer bytes than there are. VMem halts as always.
 /// **Cost.** The way to the first byte is that of SetPos; a run costs a few nanoseconds beside what its page may cost.
 class VFILE_API VFileView {
@@ -41,11 +41,11 @@ class VFILE_API VFileView {
     ///
     /// They call `visit` with `context` for each run of the `count` bytes from `from` on: from the first to the last,
     /// or from the last run to the first, with the bytes of a run in their order in any case. True if the visitor has
-    /// seen them all, false if it has ended the visit, or if `res` tells why not.
+    /// seen them all, false if it has ended the visit, or if `res` says why not.
     ///
     /// The bytes are good until the visitor returns, whatever it does with other objects, with the thread's cache, or
     /// by views and const operations with this one; it may begin visits within visits. If it changes the content, they
-    /// are good until then, and the visit ends behind it with resContextError; so it does if the object goes. A visitor
+    /// are good until then, and the visit ends after it with resContextError; so it does if the object goes. A visitor
     /// may throw: that passes through. The cache may hold a page more than its limit for each visit under way.
     /// @{
     bool Visit(std::int32_t from, std::int32_t count, VFileVisitor visit, void* context);     ///< forward
@@ -70,7 +70,7 @@ class VFILE_API VFileView {
     /// @name Search
     /// For `n` bytes at `bytes`, any of which may be zero, within the bytes from `from` up to, and without, `to`: the
     /// position of the first or the last place where all of them lie in that range; -1 if there is none, or if `res`
-    /// tells why. No bytes at all lie at the first and at the last place of any range. With `ignoreCase` ASCII letters
+    /// says why. No bytes at all lie at the first and at the last place of any range. With `ignoreCase` ASCII letters
     /// match in both cases as in VFile::Find. Each byte is read once; nothing is allocated.
     /// @{
     std::int32_t Find(const void* bytes, std::int32_t n, std::int32_t from = 0, std::int32_t to = MaxLen,
@@ -82,7 +82,7 @@ class VFILE_API VFileView {
     /// @name Comparison
     /// Of the `count` bytes from `from` on with others: -1 if they are less, 0 if they are equal, 1 if they are
     /// greater, by the first byte that differs, taken as 0 to 255; of two ranges that begin alike, the shorter one is
-    /// less. 0 also if `res` tells why there is no answer. Reads up to the first difference.
+    /// less. 0 also if `res` says why there is no answer. Reads up to the first difference.
     /// @{
     int Compare(std::int32_t from, std::int32_t count, const void* bytes, std::int32_t n); ///< with bytes of memory
     int Compare(std::int32_t from, std::int32_t count, const VFileView& other, std::int32_t fromOther,
@@ -104,6 +104,6 @@ class VFILE_API VFileView {
     bool Go(std::int32_t from, std::int32_t count, bool back, VFileVisitor visit, void* context);
     std::int32_t Search(const void* bytes, std::int32_t n, std::int32_t from, std::int32_t to, bool back, bool fold);
 
-    VFile* own; // NIL in a view of what is stored
+    VFile* own; // null in a view of what is stored
     const VFile* file;
 };

@@ -113,7 +113,7 @@ void Allocator::DeallocPage(std::int32_t& adr) {
     Dealloc(adr, PageSize);
 }
 
-// Dealloc of a page whose bytes are of no more use: its place on the list is kept in RAM, if the heap has room for it.
+// Dealloc of a page whose bytes are of no more use: its place on the list is kept in RAM, if there is memory for it.
 void Allocator::DiscardPage(std::int32_t& adr) {
     if (!CheckAdr(adr, PageSize)) return;
     cache.Forget(adr);
@@ -162,7 +162,7 @@ int Allocator::ClassOf(std::int16_t len) const {
 }
 
 // The lists of free pages and of the classes: last in, first out. A list changes only when its block has been read or
-// written, and not if that halted and came back: there is no block then, or it does not get onto the list.
+// written, and not if that halted and returned: there is no block then, or it does not get onto the list.
 
 bool Allocator::ReadLink(std::int32_t adr, std::int32_t& next) {
     return CheckAdr(adr, sizeof next) && cache.Get(adr, &next, sizeof next);
@@ -219,7 +219,7 @@ void Allocator::RetireClass(int i) {
 }
 
 // The first block of exactly this length, or else the front of the first of the largest ones, if what that leaves can
-// hold a link. False if neither is there. NoAdr after a halt that came back.
+// hold a link. False if neither is there. NoAdr after a halt procedure that returned.
 bool Allocator::TakeFromMixed(std::int32_t& adr, std::int16_t len) {
     std::int32_t prev = NoAdr;
     std::int32_t largestAdr = NoAdr;

@@ -22,7 +22,7 @@ namespace vfile_internal {
 //       has of the free page list and the links in its pages agree.
 //  - A4 Free blocks lie below topAdr and have no byte in common.
 //
-// A list changes only when the block that it is changed at has been read or written: where that halts and comes back,
+// A list changes only when the block that it is changed at has been read or written: where that halts and returns,
 // there is no block (-1), or it stays its owner's.
 class Allocator {
   public:

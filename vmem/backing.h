@@ -11,14 +11,14 @@ namespace vfile_internal {
 // A file that is open for reading, and the range of pages that have its bytes until they are written or dropped:
 //
 //     file        0          1024       2048   2300
-//     space   ... | 8192     | 9216     | 10240 000| ...     zeros behind its end
+//     space   ... | 8192     | 9216     | 10240 000| ...     zeros after its end
 //     left            0          1          0                page 9216 lies in the swap file by now, or is free
 //
 // The file stays open, and held as it was opened, as long as a page comes from it. What comes in is looked at in the
-// file's state behind the read: bytes that could be those of another content are not given.
+// file's state after the read: bytes that could be those of another content are not given.
 class Backing : public FromHeap {
   public:
-    // Takes the handle over if it works; NIL if the heap has no room.
+    // Takes the handle over if it works; null if out of memory.
     static Backing* Make(FileHandle handle, const platform::FileStamp& stamp, platform::Sharing sharing);
     ~Backing();
     Backing(const Backing&) = delete;
@@ -29,7 +29,7 @@ class Backing : public FromHeap {
     std::int64_t End() const { return end; }
     bool Gives(std::int64_t adr) const { return adr >= start && adr < end && (left[Word(adr)] & Bit(adr)) == 0; }
 
-    // One page that it gives; NIL, or what failed.
+    // One page that it gives; null, or what failed.
     const char* Read(std::int64_t adr, unsigned char* data) const;
 
     // `count` bytes of whole pages that it gives: how many came, 0 if the file is not what it was. No error is left.
@@ -78,7 +78,7 @@ class Backings {
     void Add(Backing* file, std::int32_t adr);
     bool Covers(std::int64_t adr, std::int64_t& end) const; // by any range, whose end it gives
 
-    // The one that gives this page its bytes, NIL if there is none.
+    // The one that gives this page its bytes, null if there is none.
     Backing* Of(std::int64_t adr) const { return first ? Find(adr) : nullptr; }
 
     // The page does not come from a file any more. One that gives no page is closed. False if it did not before.
@@ -91,7 +91,7 @@ class Backings {
     Backing* Find(std::int64_t adr) const;
 
     Backing* first;
-    mutable Backing* recent; // the one that was found last, NIL if it is gone
+    mutable Backing* recent; // the one that was found last, null if it is gone
 };
 
 } // namespace vfile_internal

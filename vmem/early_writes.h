@@ -13,7 +13,7 @@ class PageCache;
 //
 // A page that changes again before it goes was written in vain. What the account of early pages does not cover is not
 // written: over any 147 or more pages that are due, less than twice the bytes. The file ends within the group of a page
-// that was due, so less than 64 KiB behind where it would end by itself.
+// that was due, so less than 64 KiB after where it would end by itself.
 class EarlyWrites {
   public:
     // The pages to be written with `victim`, itself among them, in the order of their addresses; how many.

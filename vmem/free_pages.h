@@ -35,14 +35,14 @@ class FreePages {
     std::int32_t Head() const { return top.head; }
     std::int32_t Count() const { return count; }
     bool Linked() const { return top.step == 0; } // the page at the head
-    std::int32_t Next() const; // the page behind the head, -1 if there is none; not for a linked head
+    std::int32_t Next() const;                    // the page after the head, -1 if there is none; not for a linked head
 
     void PushLinked(std::int32_t adr); // a page that holds a link to the head
-    bool Push(std::int32_t adr);       // a page that holds nothing; false if the heap has no room
-    void Pop(std::int32_t next);       // `next` is the page behind the head
+    bool Push(std::int32_t adr);       // a page that holds nothing; false if out of memory
+    void Pop(std::int32_t next);       // `next` is the page after the head
     void Clear();
 
-    // The run that is reached behind so many others, NIL if there are not as many.
+    // The run that is reached after so many others, null if there are not as many.
     const FreeRun* Run(std::int32_t i) const;
 
   private:

@@ -31,8 +31,8 @@ constexpr int SlabPages = 64; // of a slab at most
 struct PageSlab;
 
 struct CacheDesc {
-    CacheDesc* next;      // next of the cache list, toward the victim; NIL at the tail. Of a free one: next of its slab
-    CacheDesc* prev;      // NIL at the head
+    CacheDesc* next; // next of the cache list, toward the victim; null at the tail. Of a free one: next of its slab
+    CacheDesc* prev; // null at the head
     CacheDesc* chainNext; // next cached page of the same chain
     unsigned char* data;  // the page's bytes, in the slab
     PageSlab* slab;       // where it belongs

@@ -20,8 +20,8 @@ PageCache::~PageCache() {
     if (chains != ownChains) std::free(chains);
 }
 
-// The page at `adr`, a page address: loaded, and where it belongs in the list. NIL after a halt that came back. A page
-// that the caller is going to fill, and that was never written, is left as it is.
+// The page at `adr`, a page address: loaded, and where it belongs in the list. Null after a halt procedure that
+// returned. A page that the caller is going to fill, and that was never written, is left as it is.
 CacheDesc* PageCache::FindPage(std::int32_t adr, bool toFill) {
     CacheDesc*& slot = hashTable[SlotOf(adr)];
     if (slot && slot->adr == adr) return slot; // and the list keeps its order: the page ages
@@ -47,7 +47,7 @@ CacheDesc* PageCache::FindPage(std::int32_t adr, bool toFill) {
 }
 
 // The page at `adr` in the place of `victim`, which goes to the file with n bytes of it changed: in the cache it has
-// them never, so it is as before where it can't be written. NIL after a halt that came back.
+// them never, so it is as before where it can't be written. Null after a halt procedure that returned.
 CacheDesc* PageCache::Replace(CacheDesc* victim, std::int32_t off, const unsigned char* from, std::size_t n,
                               std::int32_t adr) {
     unsigned char data[PageSize];
@@ -65,8 +65,8 @@ CacheDesc* PageCache::Replace(CacheDesc* victim, std::int32_t off, const unsigne
     return p;
 }
 
-// Takes a page in that is not cached; what its bytes are is the caller's to see to. NIL after a halt that came back;
-// nothing has changed then.
+// Takes a page in that is not cached; what its bytes are is the caller's to see to. Null after a halt procedure that
+// returned; nothing has changed then.
 CacheDesc* PageCache::EnterPage(std::int32_t adr) {
     CacheDesc* p = TakeDescriptor();
     if (!p) return nullptr;
@@ -76,15 +76,15 @@ CacheDesc* PageCache::EnterPage(std::int32_t adr) {
     return p;
 }
 
-// The cached page at this address, NIL if there is none.
+// The cached page at this address, null if there is none.
 CacheDesc* PageCache::Lookup(std::int32_t adr) const {
     CacheDesc* p = ChainOf(adr);
     while (p && p->adr != adr) p = p->chainNext;
     return p;
 }
 
-// A descriptor for a page that is not cached, in no chain and at the head of the list. NIL after a halt that came back;
-// nothing has changed then.
+// A descriptor for a page that is not cached, in no chain and at the head of the list. Null after a halt procedure that
+// returned; nothing has changed then.
 CacheDesc* PageCache::TakeDescriptor() {
     CacheDesc* p = nullptr;
     // An empty cache takes a page whatever the limit, and so does one whose pages are all lent.
@@ -147,7 +147,7 @@ void PageCache::UnHashCachePtr(CacheDesc* p) {
 }
 
 void PageCache::NewCachePtr(CacheDesc*& p) {
-    // A small cache takes its pages one by one, and so does a large one where the heap has no room for more.
+    // A small cache takes its pages one by one, and so does a large one where there is no memory for more.
     p = pool.Take(maxCacheCount < GatherFrom ? 1 : std::min(SlabPages, maxCacheCount - cacheCount));
     if (!p) Halt("VMem", "NewCachePtr", "p==NIL");
 }
@@ -200,7 +200,7 @@ void PageCache::TakeBack(std::int32_t adr) {
     ShrinkTo(std::max(maxCacheCount, 1));
 }
 
-// The page at `adr`, if it is dirty and among the last GatherPages of the list; else NIL. A page that is farther from
+// The page at `adr`, if it is dirty and among the last GatherPages of the list; else null. A page that is farther from
 // the tail may well be changed again before it goes.
 CacheDesc* PageCache::GoesSoon(std::int64_t adr) const {
     CacheDesc* p = Lookup(static_cast<std::int32_t>(adr));
@@ -209,7 +209,7 @@ CacheDesc* PageCache::GoesSoon(std::int64_t adr) const {
 
 // Between a page and the swap file.
 
-// Fills a page's bytes; NIL, or what failed. A page that the file does not have was never written and reads as zeros.
+// Fills a page's bytes; null, or what failed. A page that the file does not have was never written and reads as zeros.
 const char* PageCache::Load(std::int32_t adr, unsigned char* data) {
     if (!swap.Has(adr)) {
         std::memset(data, 0, PageSize);
@@ -222,7 +222,7 @@ const char* PageCache::Load(std::int32_t adr, unsigned char* data) {
     return nullptr;
 }
 
-// Writes a dirty page to the swap file. False after a halt that came back: the page is dirty still.
+// Writes a dirty page to the swap file. False after a halt procedure that returned: the page is dirty still.
 bool PageCache::FlushCachePtr(CacheDesc* p) {
     if (!p->dirty) {
         if (p->early) CameDue(p);

@@ -14,8 +14,8 @@ namespace vfile_internal {
 // A bounded number of pages of the space. The others lie in the swap file or were never written and read as zeros.
 //
 //     cacheHead <-> {4096 dirty} <-> {0} <-> {9216 dirty} <-> cacheTail     the tail is the next page to go
-//     hashTable[adr / 1024 % 4016] -> {4096}                                the page that holds the slot, or NIL
-//     chains[adr / 1024 % 8192] -> {8392704} -> {4096} -> NIL               all cached pages of this remainder
+//     hashTable[adr / 1024 % 4016] -> {4096}                                the page that holds the slot, or null
+//     chains[adr / 1024 % 8192] -> {8392704} -> {4096} -> null               all cached pages of this remainder
 //
 // A page that holds its slot is found without a change to the list, so it ages like an untouched one. Any other page,
 // found in its chain or loaded, goes to the head and takes its slot. When the cache is full the tail goes, and is
@@ -23,7 +23,7 @@ namespace vfile_internal {
 //
 //  - C1 cacheCount is the length of the list, which reads the same from both ends.
 //  - C2 Every page of the list is in its own chain, no page address is there twice, and the chains hold nothing else.
-//       A slot that is not NIL points at a page of the list whose own slot it is.
+//       A slot that is not null points at a page of the list whose own slot it is.
 //  - C3 cacheCount is at most maxCacheCount, but one page is always allowed; maxCacheCount is maxCacheKb in pages.
 //  - C5 A clean page below fileSize equals its bytes in the swap file; a clean page above is all zeros.
 //  - C6 Pages read ahead lie below fileSize and equal their bytes in the swap file (deep). There are none while the
@@ -33,7 +33,7 @@ namespace vfile_internal {
 //
 // (C4 stands at SwapFile, C8 at PagePool.)
 //
-// Owns its pages; borrows the swap file, which lives as long. What halts and comes back gives NIL or false, and has
+// Owns its pages; borrows the swap file, which lives as long. What halts and returns gives null or false, and has
 // changed nothing but where it says so.
 class PageCache {
   public:
@@ -43,8 +43,8 @@ class PageCache {
     PageCache& operator=(const PageCache&) = delete;
 
     // Pages, by page addresses. A descriptor is good until the next call that can bring a page in.
-    CacheDesc* AtHand(std::int32_t adr) const; // the page that holds its slot, NIL if it does not
-    CacheDesc* Lookup(std::int32_t adr) const; // the cached page, NIL if it is not
+    CacheDesc* AtHand(std::int32_t adr) const; // the page that holds its slot, null if it does not
+    CacheDesc* Lookup(std::int32_t adr) const; // the cached page, null if it is not
     CacheDesc* FindPage(std::int32_t adr, bool toFill = false);
     CacheDesc* EnterPage(std::int32_t adr);
     void Forget(std::int32_t adr);
@@ -105,13 +105,13 @@ class PageCache {
     void CameDue(CacheDesc* p);
 
     SwapFile& swap;
-    CacheDesc* cacheHead;            // the page that last took the slow road, NIL if the cache is empty
+    CacheDesc* cacheHead;            // the page that last took the slow road, null if the cache is empty
     CacheDesc* cacheTail;            // the next victim
-    CacheDesc* hashTable[SlotCount]; // the page that holds the slot, NIL if there is none
+    CacheDesc* hashTable[SlotCount]; // the page that holds the slot, null if there is none
     CacheDesc** chains;              // all cached pages by their number modulo chainCount; ownChains or from the heap
     std::uint32_t chainCount;        // a power of two
-    CacheDesc* ownChains[OwnChains]; // for a limit of half as many pages, and where the heap has no room
-    CacheDesc* sparePage;            // in reserve for an empty cache, NIL after DropAll
+    CacheDesc* ownChains[OwnChains]; // for a limit of half as many pages, and when out of memory
+    CacheDesc* sparePage;            // in reserve for an empty cache, null after DropAll
     std::uint64_t moves;             // pages moved to the head so far: the last stamp
     std::int32_t cacheCount;         // cached pages
     std::int32_t maxCacheCount;      // their limit; one page is always allowed

@@ -23,7 +23,7 @@ void PageCache::SetLimit(std::int32_t kb) {
     FitChains();
 }
 
-// Brings together what a smaller limit has left in many slabs: behind it, one at most is partly free, and the others
+// Brings together what a smaller limit has left in many slabs: after it, one at most is partly free, and the others
 // are back on the heap. The spare page stays where it is: its slab has no other one.
 void PageCache::PackSlabs() {
     for (CacheDesc* p = cacheHead; p && pool.Scattered(); p = p->next) {

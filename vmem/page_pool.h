@@ -22,7 +22,7 @@ class PagePool {
     PagePool(const PagePool&) = delete;
     PagePool& operator=(const PagePool&) = delete;
 
-    // A page in no chain, clean. If there is none, up to `count` come from the heap; NIL if it has no room for one.
+    // A page in no chain, clean. If there is none, up to `count` come from the heap; null if it has no room for one.
     CacheDesc* Take(int count);
 
     // Takes a page back; its slab waits for the next time, even if no page of it is in use.

@@ -29,7 +29,7 @@ class ReadAhead {
     ReadAhead(const ReadAhead&) = delete;
     ReadAhead& operator=(const ReadAhead&) = delete;
 
-    // The bytes of a page that the file has and the cache has not. NIL if the page must be read by itself, also where
+    // The bytes of a page that the file has and the cache has not. Null if the page must be read by itself, also where
     // reading ahead failed: it then has the failures of its own read.
     const unsigned char* PageAt(std::int32_t adr, const SwapFile& swap);
 
@@ -51,13 +51,13 @@ class ReadAhead {
 
   private:
     struct Run {
-        std::int64_t next;       // the page behind the last miss, 0 if there was none
+        std::int64_t next;       // the page after the last miss, 0 if there was none
         int misses;              // since the last batch that was not of use
         int wait;                // misses before the first batch
         int size;                // pages of the next batch
         int used;                // pages of the last one that were missed
         std::int64_t start, end; // addresses that `bytes` holds
-        unsigned char* bytes;    // of a group, NIL until they are needed
+        unsigned char* bytes;    // of a group, null until they are needed
     };
     Run& RunOf(std::int32_t adr);
     static void Judge(Run& run);

@@ -41,7 +41,7 @@ bool EndsInSeparator(const char* dir, std::size_t n) {
     return dir[n - 1] == '\\' || dir[n - 1] == '/';
 }
 
-// Writes one piece of at most a page; NIL, or what failed.
+// Writes one piece of at most a page; null, or what failed.
 const char* WritePiece(FileHandle file, const unsigned char* data, std::int32_t count, std::int64_t offset) {
     bool seekFailed = false;
     const std::int32_t moved = platform::WriteAt(file, data, static_cast<std::uint32_t>(count), offset, &seekFailed);

@@ -27,8 +27,8 @@ class SwapFile {
 
     std::int64_t Size() const { return fileSize; } // bytes written so far; the last page can end at 2 GiB
     bool Reaches(std::int64_t adr) const { return handle != InvalidHandle && fileSize >= adr; }
-    const char* Dir() const { return dir; } // the first choice for the next file, NIL if there is none
-    void SetDir(const char* text);          // copies it; NIL and an empty text set none
+    const char* Dir() const { return dir; } // the first choice for the next file, null if there is none
+    void SetDir(const char* text);          // copies it; null and an empty text set none
     void ExchangeDir(char*& text) { std::swap(dir, text); }
 
     // True if there are bytes of this page, here or in a backing; else it reads as zeros.
@@ -37,14 +37,14 @@ class SwapFile {
     // How many of `count` bytes from a page on, which there is, lie side by side in one file.
     std::int64_t Stretch(std::int64_t adr, std::int64_t count) const;
 
-    // One page that there is; NIL, or what failed.
+    // One page that there is; null, or what failed.
     const char* Read(std::int32_t adr, unsigned char* data) const;
 
     // Up to `count` bytes of a stretch, which nobody has asked for: how many came, and no error is left.
     std::int32_t ReadMore(std::int32_t adr, unsigned char* data, std::int64_t count) const;
 
-    // One page; makes the file for the first one, and fills the gap before it. False after a halt that came back: then
-    // what the file has there is not known, and everything else is as before.
+    // One page; makes the file for the first one, and fills the gap before it. False after a halt procedure that
+    // returned: then what the file has there is not known, and everything else is as before.
     bool Write(std::int32_t adr, const unsigned char* data);
 
     // n pages from `adr` on, which the file reaches, by one transfer: how many went out whole. No error is left.
@@ -64,7 +64,7 @@ class SwapFile {
     // What failed, and where.
     struct Failure {
         const char* operation;
-        const char* text; // NIL: nothing
+        const char* text; // null: nothing
     };
     Failure Open();
     Failure Put(std::int32_t adr, const unsigned char* data);
@@ -72,7 +72,7 @@ class SwapFile {
     int WritePages(std::int64_t adr, unsigned char* data, std::int64_t size);
 
     FileHandle handle; // InvalidHandle while there is none
-    char* name;        // path of the file, or its directory, or NIL; for dumps alone
+    char* name;        // path of the file, or its directory, or null; for dumps alone
     char* dir;
     std::int64_t fileSize;
 };

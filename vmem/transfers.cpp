@@ -39,7 +39,7 @@ bool PageCache::Set(std::int32_t adr, const void* buf, std::int32_t len) {
     }
 }
 
-// Set of some bytes, all of them or none: the page behind is brought first, and nothing has changed where that halts.
+// Set of some bytes, all of them or none: the page after is brought first, and nothing has changed where that halts.
 bool PageCache::SetWhole(std::int32_t adr, const void* buf, std::int32_t len) {
     const auto* from = static_cast<const unsigned char*>(buf);
     const std::int32_t off = adr & PageMask;
@@ -61,7 +61,7 @@ bool PageCache::SetWhole(std::int32_t adr, const void* buf, std::int32_t len) {
     return true;
 }
 
-// Set from the start of a page on. What lies behind these bytes is of no more use, so the page is not read in.
+// Set from the start of a page on. What lies after these bytes is of no more use, so the page is not read in.
 bool PageCache::Fill(std::int32_t adr, const void* buf, std::int32_t len) {
     const bool cached = Lookup(adr) != nullptr;
     CacheDesc* p = cached ? FindPage(adr) : EnterPage(adr);

@@ -51,7 +51,7 @@ VMem::~VMem() {
     owner = 0;
 }
 
-// The first test of each operation. False, behind a halt that came back, if there is nothing to work on.
+// The first test of each operation. False, after a halt procedure that returned, if there is nothing to work on.
 inline bool VMem::Usable(int line) const {
     if (platform::IsCurrentThread(owner)) return true;
     HaltA("VMem", line);
@@ -67,7 +67,8 @@ inline bool VMem::CheckRange(std::int32_t adr, std::int16_t len, const void* buf
 
 // The transfers. Get and Set serve a transfer that stays in a page which is found at once, and pass on all others.
 
-// The page of a transfer that nothing stands against and that stays in one page, if that page holds its slot; else NIL.
+// The page of a transfer that nothing stands against and that stays in one page, if that page holds its slot; else
+// null.
 inline CacheDesc* VMem::PageAtHand(std::int32_t adr, std::int16_t len) const {
     if (!platform::IsCurrentThread(owner) || !memory->allocator.Holds(adr, len)) return nullptr;
     CacheDesc* p = memory->cache.AtHand(PageOf(adr));
@@ -93,7 +94,7 @@ void VMem::Set(Address adr, const void* buf, Length len) {
     std::memcpy(p->data + (adr & PageMask), buf, static_cast<std::size_t>(len));
 }
 
-// Get and Set in full. False if nothing was to be moved, or it halted and came back.
+// Get and Set in full. False if nothing was to be moved, or it halted and returned.
 
 [[gnu::noinline]] bool VMem::GetPages(std::int32_t adr, void* buf, std::int16_t len) {
     return Usable(__LINE__) && CheckRange(adr, len, buf, "Get") && memory->cache.Get(adr, buf, len);
@@ -150,7 +151,7 @@ void VMem::CopyBytes(Address dst, Address src, Length len) {
 }
 
 // A Get of at most a page and a Set of the same bytes; where both are found at once, without the copy in between. False
-// after a halt that came back.
+// after a halt procedure that returned.
 bool VMem::MovePiece(std::int32_t dst, std::int32_t src, std::int16_t len) {
     const CacheDesc* from = PageAtHand(src, len);
     CacheDesc* to = PageAtHand(dst, len);

@@ -76,7 +76,7 @@ struct Memory;
 /// to 32 bytes for each page of the limit (so 107 KB with the default one and no page yet, 46 KB with one of 100 KB),
 /// some 1080 bytes for a cached page (for a cache of 256 pages or more, 64 pages at a time), the two texts, at most 128
 /// KiB of buffers for reading ahead, and what the free page list has in RAM: a few KB as a rule, 8 bytes for each page
-/// that VFile has given back at worst. Table, buffers and list are done without if the heap has no room for them: pages
+/// that VFile has given back at worst. Table, buffers and list are done without if there is no memory for them: pages
 /// then come one by one, and links are written into the free ones.
 ///
 /// **Units.** Addresses and lengths count bytes, and cache sizes kilobytes, in which a page counts 1036 bytes. Address
@@ -107,7 +107,7 @@ class VFILE_API VMem {
 
     /// An empty space with a cache limit of 4000 kilobytes, owned by the calling thread. Takes one page from the heap,
     /// which is held in reserve for an empty cache: so one page at least can always be held, whatever the limit. Halts
-    /// with "p==NIL" (NewCachePtr) if the heap has no room for it or for the object's own.
+    /// with "p==NIL" (NewCachePtr) if there is no memory for it or for the object's own.
     VMem();
 
     /// Drops all pages, closes the swap file and frees everything, on the owner's thread. Writes nothing.
@@ -120,7 +120,7 @@ class VFILE_API VMem {
     /// Copy `len` bytes from the space to `buf`, or from `buf` to the space. With `len` 0 nothing happens, whatever
     /// `adr` and `buf` are. Bytes that were never written read as zeros. Tests, in this order: `len` below 0 halts with
     /// "length of specified virt.memory must be >0", `adr` below 0 with "illegal address (<0)", a range that ends above
-    /// the highest address handed out with "illegal address (>max.address)" (all three CheckAdr), `buf` NIL with
+    /// the highest address handed out with "illegal address (>max.address)" (all three CheckAdr), `buf` null with
     /// "buffer address must not be 0" (Get or Set). Whether the range belongs to one block, or to any, is not tested.
     ///
     /// A page that is not cached can halt with "p==NIL" (NewCachePtr), "reading from swap file failed" or "seeking in
@@ -231,12 +231,12 @@ class VFILE_API VMem {
     std::int64_t GetSwapFileSize() const;
     /// @}
 
-    /// The directory that was set by SetTempDir, NIL if there is none; not the one in use. The text belongs to the
+    /// The directory that was set by SetTempDir, null if there is none; not the one in use. The text belongs to the
     /// object and lives until the next SetTempDir.
     const char* GetTempDir() const;
 
     /// Sets the first choice for the directory of the next swap file; one that is open stays where it is. The text is
-    /// copied. NIL or an empty text sets none, and so does, without a report, a heap that has no room for the copy.
+    /// copied. Null or an empty text sets none, and so does, without a report, a heap that has no room for the copy.
     /// `dir` may be the text that GetTempDir gave. A directory in which no file can be made is passed over then; a text
     /// of more than 4082 bytes, longer than a name can be, halts the making with "swap file creation failed".
     void SetTempDir(const char* dir);
@@ -311,8 +311,8 @@ class VFILE_API VMem {
     std::int32_t Bequeath(char*& dir);
 
     // The bytes themselves, where a Get of them would copy from, with all that a Get does to the cache. The range lies
-    // in one page and is not empty. Good until the next access to this object, whatever it is; zeros after a halt that
-    // came back.
+    // in one page and is not empty. Good until the next access to this object, whatever it is; zeros after a halt
+    // procedure that returned.
     const unsigned char* Peek(std::int32_t adr, std::int16_t len);
     const unsigned char* Bring(std::int32_t adr, std::int16_t len); // the same where the page is not at hand
 
@@ -321,5 +321,5 @@ class VFILE_API VMem {
     void TakeBack(std::int32_t adr);
 
     std::uint32_t owner;            // the thread that made the object; 0, which is none, while there is no memory
-    vfile_internal::Memory* memory; // what it is made of (vmem/memory.h); NIL if the heap had no room
+    vfile_internal::Memory* memory; // what it is made of (vmem/memory.h); null if out of memory
 };

@@ -231,7 +231,7 @@ bool VMemCheck::Peek(std::int32_t adr, unsigned char* to, int n) const {
     return true;
 }
 
-// Puts the blocks of a list behind those found before.
+// Puts the blocks of a list after those found before.
 bool VMemCheck::ReadFreeList(int number, Block* blocks, std::int32_t& found) const {
     std::int32_t at = space.freeHead[number];
     for (std::int32_t i = 0; i < space.freeCount[number]; ++i) {

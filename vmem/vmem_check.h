@@ -12,7 +12,7 @@ class VMem;
 namespace vfile_internal {
 
 // Checks C1 to C4, C7, A1 and A2 of vmem.h; `deep` all, which reads the swap file and walks the free lists.
-// True if they hold; else the broken one goes to `out`, with both values, and the dump behind it. `out` may be NIL.
+// True if they hold; else the broken one goes to `out`, with both values, and the dump after it. `out` may be null.
 bool CheckVMem(const VMem& m, bool deep, std::FILE* out);
 
 // Copies `n` bytes of the space from where they are, page by page; false if the swap file lacks them.

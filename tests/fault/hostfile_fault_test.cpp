@@ -11,8 +11,8 @@ namespace {
 using namespace std::string_literals;
 using Outcomes = std::set<std::string>;
 
-// An operation that makes "to" in the directory `target`, or leaves all as it was. `old` is what "to" holds before, NIL
-// for no such file.
+// An operation that makes "to" in the directory `target`, or leaves all as it was. `old` is what "to" holds before,
+// null for no such file.
 Outcomes Sweep(int error, const char* old, bool moves, const std::function<bool(const char*, const char*, int&)>& act,
                Faults::Kind kind = Faults::System, const char* target = nullptr) {
     const std::string content = std::string(100000, 'c') + "end";
@@ -32,7 +32,7 @@ Outcomes Sweep(int error, const char* old, bool moves, const std::function<bool(
     });
 }
 
-// A directory there, NIL if none is known.
+// A directory there, null if none is known.
 const char* OtherFileSystem() {
     struct stat here, there;
     stat(std::filesystem::temp_directory_path().c_str(), &here);

@@ -128,7 +128,7 @@ Names Scan(const std::string& pattern, Res res = resDone, std::int32_t skipped =
 }
 
 TEST(HFileDir, PatternsMatchAsTheirRulesSay) {
-    // Each pattern with names that match, and behind '!' names that don't; the last one in a bearable time.
+    // Each pattern with names that match, and after '!' names that don't; the last one in a bearable time.
     std::istringstream words("* a a.b .hidden . .. ; *.* a a.b .hidden . .. a.b.c ; *. a a. a.b. ! a.b .b a.b.c ; "
                              "a.* a a. a.b a.b.c ! ab a1.b A.b ; *.txt a.txt .txt a.b.txt ! a.txt2 txt a.TXT ; "
                              "? a ! ab . .a ; a?c abc ! ac a.c abbc ; a??.x a.x ab.x abc.x ! abcd.x x.x ; "

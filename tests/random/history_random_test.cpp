@@ -225,7 +225,7 @@ class MarkWalk {
             return a.from != b.from ? a.from < b.from : a.atStart < b.atStart;
         });
         VFileMark mark = marks.From(0), before = 0;
-        for (const Plain& p : all) { // a new one stands behind those that have its place and gravity
+        for (const Plain& p : all) { // a new one stands after those that have its place and gravity
             EXPECT_TRUE(mark == p.mark && marks.Previous(mark) == before);
             before = std::exchange(mark, marks.Next(mark));
         }

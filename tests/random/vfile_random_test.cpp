@@ -49,7 +49,7 @@ void CheckLine(VFile& f, const std::string& s, int p, int room) {
     int gotStart;
     f.LineSize(p, gotStart, size, eolSize);
     EXPECT_TRUE(gotStart == start && size == end - start && eolSize == end - text);
-    ExpectRead(f, text == end || ByteAt(s, end - 1) == '\r' ? end + 1 : end); // looked behind a CR
+    ExpectRead(f, text == end || ByteAt(s, end - 1) == '\r' ? end + 1 : end); // looked after a CR
     EXPECT_TRUE(f.LineEnd(p, true) == end && f.LineEnd(p, false) == text && f.LineIndent(p) == indent - start);
     ExpectRead(f, indent + 1);
 

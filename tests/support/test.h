@@ -81,7 +81,7 @@ inline std::string InChild(const std::function<std::string()>& act) {
     return halt_trap::TextOf([&] { halt_trap::SendHome(act().c_str()); });
 }
 
-// Leaves the process something to do for a while behind the end of all libraries.
+// Leaves the process something to do for a while after the end of all libraries.
 extern "C" __attribute__((weak)) void __lsan_do_leak_check(); // of the address sanitizer
 
 inline void EndSlowly() {

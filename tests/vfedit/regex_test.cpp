@@ -26,7 +26,7 @@ constexpr Pattern Patterns[] = {
     {"(*LF)a$", false, true},       {"(*CRLF)a?$", true, true},
 };
 
-// Each match as "position+length"; what matches is replaced by `put` if that is not NIL.
+// Each match as "position+length"; what matches is replaced by `put` if that is not null.
 std::string Found(const Regex& regex, const std::string& bytes, int first, const char* put) {
     VFile content;
     content.ReplaceBuf(0, 0, bytes.data(), static_cast<int>(bytes.size()));

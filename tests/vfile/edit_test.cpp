@@ -21,7 +21,7 @@ namespace {
 void (*const families[])(VFile&, int, const VFile&, HFile&) = {EDITS(Insert), EDITS(Replace), EDITS(Write),
                                                                EDITS(Append), EDITS(Prepend)};
 
-// The bytes that each source brings, the operation, the old length of an overwrite, the arguments behind it.
+// The bytes that each source brings, the operation, the old length of an overwrite, the arguments after it.
 const std::array<std::string, 4> sources[] = {
     {"\xE9", "ReplaceBuf", "1", "1"},       {std::string("a\0b", 3), "ReplaceBuf", "3", "3"},
     {"BA", "ReplaceBuf", "2", "2"},         {"DCBA", "ReplaceBuf", "4", "4"},

@@ -5,7 +5,7 @@
 
 namespace {
 
-// "+ab" types two bytes, "=ab" overwrites, "<2" erases before the position, ">2" behind it, "~n" inserts n bytes at
+// "+ab" types two bytes, "=ab" overwrites, "<2" erases before the position, ">2" after it, "~n" inserts n bytes at
 // once, "@n" goes to n, "[" and "]" group, "|" ends the step, "s" saves.
 void Play(VFile& f, VFileHistory& h, const std::string& script) {
     std::istringstream words(script);
