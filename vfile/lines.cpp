@@ -21,7 +21,7 @@ constexpr unsigned char Lf = '\n';
 
 // Goes over the text that comes next, storing what `room` allows, and over the first byte of the line end after it,
 // which it returns; 0 with the object's `eof` if there is none. `size` becomes the length of the text.
-unsigned char PassText(SpanReader& in, const bool& eof, char* dst, int room, std::int32_t& size) {
+unsigned char SkipText(SpanReader& in, const bool& eof, char* dst, int room, std::int32_t& size) {
     size = 0;
     for (;;) {
         const Span s = in.Next();
@@ -84,7 +84,7 @@ void VFile::LineSize(std::int32_t p, std::int32_t& start, std::int32_t& size, st
     start = LineStart(p);
     SetPos(start);
     SpanReader in(*this, Way::Ahead);
-    const unsigned char c = PassText(in, eof, nullptr, 0, size);
+    const unsigned char c = SkipText(in, eof, nullptr, 0, size);
     eolSize = 0;
     if (eof) return;
     eolSize = c == Cr && in.Byte() == Lf ? 2 : 1;
@@ -142,7 +142,7 @@ int VFile::ReadLine(char* dst, int size) {
     }
     SpanReader in(*this, Way::Ahead);
     std::int32_t passed;
-    const unsigned char c = PassText(in, eof, dst, size - 1, passed);
+    const unsigned char c = SkipText(in, eof, dst, size - 1, passed);
     if (!eof && c == Cr) {
         const std::int32_t behind = pos;
         const unsigned char follower = in.Byte();

@@ -40,7 +40,7 @@ CacheDesc* PageCache::FindPage(std::int32_t adr, bool toFill) {
             return nullptr;
         }
         p->dirty = p->early = false;
-        Enchain(p, adr);
+        HashInsert(p, adr);
     }
     slot = p; // the page that stood there stays cached
     return p;
@@ -71,7 +71,7 @@ CacheDesc* PageCache::EnterPage(std::int32_t adr) {
     CacheDesc* p = TakeDescriptor();
     if (!p) return nullptr;
     p->dirty = p->early = false;
-    Enchain(p, adr);
+    HashInsert(p, adr);
     hashTable[SlotOf(adr)] = p;
     return p;
 }
@@ -126,7 +126,7 @@ void PageCache::Unlink(CacheDesc* p) {
 }
 
 // Puts a descriptor that is in no chain to the front of the one of `adr`.
-void PageCache::Enchain(CacheDesc* p, std::int32_t adr) {
+void PageCache::HashInsert(CacheDesc* p, std::int32_t adr) {
     CacheDesc*& front = ChainOf(adr);
     p->adr = adr;
     p->chainNext = front;
@@ -202,7 +202,7 @@ void PageCache::TakeBack(std::int32_t adr) {
 
 // The page at `adr`, if it is dirty and among the last GatherPages of the list; else null. A page that is farther from
 // the tail may well be changed again before it goes.
-CacheDesc* PageCache::GoesSoon(std::int64_t adr) const {
+CacheDesc* PageCache::NearEviction(std::int64_t adr) const {
     CacheDesc* p = Lookup(static_cast<std::int32_t>(adr));
     return p && p->dirty && p->stamp - cacheTail->stamp < GatherPages ? p : nullptr;
 }
@@ -250,13 +250,13 @@ void PageCache::CameDue(CacheDesc* p) {
 
 // FlushCachePtr of a page that goes, by one transfer with its neighbours if it can be.
 bool PageCache::FlushVictim(CacheDesc* p) {
-    if (p->dirty && gathers) WriteTogether(p);
+    if (p->dirty && gathers) WriteCluster(p);
     return FlushCachePtr(p); // by itself, if it is dirty still
 }
 
 // Those that could not be written whole stay dirty. If the victim is among these, its own write finds out what is
 // wrong: the pages before it lie inside the file, so they have taken no room from it.
-void PageCache::WriteTogether(CacheDesc* victim) {
+void PageCache::WriteCluster(CacheDesc* victim) {
     CacheDesc* pages[GatherPages];
     const int n = early.Pick(*this, victim, pages);
     const std::int64_t first = pages[0]->adr;

@@ -49,7 +49,7 @@ class PageCache {
     CacheDesc* EnterPage(std::int32_t adr);
     void Forget(std::int32_t adr);
     void ForgetRange(std::int64_t start, std::int64_t end);
-    CacheDesc* GoesSoon(std::int64_t adr) const;
+    CacheDesc* NearEviction(std::int64_t adr) const;
 
     // A cached page whose bytes are looked at where they lie keeps its place in RAM, whatever comes, until each Lend
     // has had its TakeBack; if it comes to the tail, it goes on to the head. Neither does anything to a page that is
@@ -86,7 +86,7 @@ class PageCache {
     CacheDesc* Victim();
     void LinkAtHead(CacheDesc* p);
     void Unlink(CacheDesc* p);
-    void Enchain(CacheDesc* p, std::int32_t adr);
+    void HashInsert(CacheDesc* p, std::int32_t adr);
     void UnHashCachePtr(CacheDesc* p);
     void NewCachePtr(CacheDesc*& p);
     void DisposeCachePtr(CacheDesc*& p);
@@ -101,7 +101,7 @@ class PageCache {
     bool FlushCachePtr(CacheDesc* p);
     bool WriteOut(CacheDesc* p, const unsigned char* data);
     bool FlushVictim(CacheDesc* p);
-    void WriteTogether(CacheDesc* victim);
+    void WriteCluster(CacheDesc* victim);
     void CameDue(CacheDesc* p);
 
     SwapFile& swap;

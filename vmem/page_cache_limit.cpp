@@ -46,7 +46,7 @@ CacheDesc* PageCache::MovePage(CacheDesc* p) {
     const std::int32_t adr = p->adr;
     const bool hadSlot = hashTable[SlotOf(adr)] == p;
     UnHashCachePtr(p);
-    Enchain(q, adr);
+    HashInsert(q, adr);
     if (hadSlot) hashTable[SlotOf(adr)] = q;
     DisposeCachePtr(p);
     return q;
@@ -76,7 +76,7 @@ void PageCache::UseChains(CacheDesc** table, std::uint32_t count) {
     std::memset(ownChains, 0, sizeof ownChains);
     chains = table;
     chainCount = count;
-    for (CacheDesc* p = cacheHead; p; p = p->next) Enchain(p, p->adr);
+    for (CacheDesc* p = cacheHead; p; p = p->next) HashInsert(p, p->adr);
 }
 
 } // namespace vfile_internal
